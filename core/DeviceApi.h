@@ -1,0 +1,70 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace zel {
+
+// One device-manager record, reduced to what disk classification needs.
+struct DeviceRecord {
+    uint32_t diskNumber = 0xFFFFFFFF;  // disks only
+    std::string instanceId;
+    std::string providerName;
+    std::string driverVersion;
+    std::string infPath;
+};
+
+enum class InterfaceClass { Disk, StoragePort };
+
+struct VolumeSpace {
+    uint64_t total = 0;
+    uint64_t free = 0;
+};
+
+// The kernel seam: every access to a storage device, an I/O port or physical
+// memory goes through here. Operations mirror the Windows calls and report
+// failure the Windows way (FALSE / INVALID_HANDLE_VALUE + GetLastError).
+class DeviceApi {
+public:
+    virtual ~DeviceApi() = default;
+
+    virtual HANDLE createFile(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) = 0;
+    virtual BOOL closeHandle(HANDLE handle) = 0;
+    virtual BOOL deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inSize, void* out, DWORD outSize,
+                                 DWORD* returned, OVERLAPPED* overlapped) = 0;
+    virtual BOOL readFile(HANDLE handle, void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) = 0;
+    virtual BOOL writeFile(HANDLE handle, const void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) = 0;
+    virtual BOOL setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition,
+                                  DWORD method) = 0;
+    virtual BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) = 0;
+    virtual BOOL flushFileBuffers(HANDLE handle) = 0;
+
+    virtual DWORD getLogicalDrives() = 0;
+    virtual bool getVolumeSpace(char letter, VolumeSpace* space) = 0;
+
+    // Device interfaces of a class with their driver details (SetupDi, CM and
+    // the class keys of the registry behind it).
+    virtual std::vector<DeviceRecord> enumerateInterfaces(InterfaceClass interfaceClass) = 0;
+
+    // Port-I/O driver: loaded as a service from the program's folder.
+    virtual bool portIoOpen() = 0;
+    virtual bool portIoIsOpen() = 0;
+    virtual void portIoClose(bool removeService) = 0;
+    virtual bool readPort(uint16_t port, uint32_t* value, uint8_t size) = 0;
+    virtual bool writePort(uint16_t port, uint32_t value, uint8_t size) = 0;
+    virtual bool readPhysicalDword(uint64_t address, uint32_t* value) = 0;
+    virtual bool writePhysicalDword(uint64_t address, uint32_t value) = 0;
+};
+
+// The process-wide seam, chosen once: the virtual test host when the
+// environment variable ZELCLI_VHOST names a host description, else Win32.
+DeviceApi& deviceApi();
+
+// Replaces the process-wide seam (tests); returns the previous one.
+DeviceApi* replaceDeviceApi(DeviceApi* api);
+
+}  // namespace zel

@@ -1,0 +1,64 @@
+#include "core/Win32DeviceApi.h"
+
+#include "core/ErrorCodes.h"
+
+namespace zel {
+
+HANDLE Win32DeviceApi::createFile(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
+    return ::CreateFileA(path, access, share, nullptr, disposition, flags, nullptr);
+}
+
+BOOL Win32DeviceApi::closeHandle(HANDLE handle) { return ::CloseHandle(handle); }
+
+BOOL Win32DeviceApi::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inSize, void* out, DWORD outSize,
+                                     DWORD* returned, OVERLAPPED* overlapped) {
+    return ::DeviceIoControl(handle, code, in, inSize, out, outSize, returned, overlapped);
+}
+
+BOOL Win32DeviceApi::readFile(HANDLE handle, void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) {
+    return ::ReadFile(handle, buffer, size, done, overlapped);
+}
+
+BOOL Win32DeviceApi::writeFile(HANDLE handle, const void* buffer, DWORD size, DWORD* done,
+                               OVERLAPPED* overlapped) {
+    return ::WriteFile(handle, buffer, size, done, overlapped);
+}
+
+BOOL Win32DeviceApi::setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition,
+                                      DWORD method) {
+    return ::SetFilePointerEx(handle, distance, newPosition, method);
+}
+
+BOOL Win32DeviceApi::getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) {
+    return ::GetOverlappedResult(handle, overlapped, done, wait);
+}
+
+BOOL Win32DeviceApi::flushFileBuffers(HANDLE handle) { return ::FlushFileBuffers(handle); }
+
+DWORD Win32DeviceApi::getLogicalDrives() { return ::GetLogicalDrives(); }
+
+bool Win32DeviceApi::getVolumeSpace(char letter, VolumeSpace* space) {
+    char root[] = {letter, ':', '\\', '\0'};
+    ULARGE_INTEGER freeToCaller, total, totalFree;
+    if (!::GetDiskFreeSpaceExA(root, &freeToCaller, &total, &totalFree)) return false;
+    space->total = total.QuadPart;
+    space->free = totalFree.QuadPart;
+    return true;
+}
+
+// Device-manager enumeration and the port-I/O driver arrive with the disk
+// model; until then they report themselves unavailable.
+std::vector<DeviceRecord> Win32DeviceApi::enumerateInterfaces(InterfaceClass) { return {}; }
+
+bool Win32DeviceApi::portIoOpen() {
+    setLastError(err::kWinIoInit);
+    return false;
+}
+bool Win32DeviceApi::portIoIsOpen() { return false; }
+void Win32DeviceApi::portIoClose(bool) {}
+bool Win32DeviceApi::readPort(uint16_t, uint32_t*, uint8_t) { return false; }
+bool Win32DeviceApi::writePort(uint16_t, uint32_t, uint8_t) { return false; }
+bool Win32DeviceApi::readPhysicalDword(uint64_t, uint32_t*) { return false; }
+bool Win32DeviceApi::writePhysicalDword(uint64_t, uint32_t) { return false; }
+
+}  // namespace zel

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "core/DeviceApi.h"
+
+namespace zel {
+
+// The real Windows calls, with no logic of their own.
+class Win32DeviceApi : public DeviceApi {
+public:
+    HANDLE createFile(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) override;
+    BOOL closeHandle(HANDLE handle) override;
+    BOOL deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inSize, void* out, DWORD outSize,
+                         DWORD* returned, OVERLAPPED* overlapped) override;
+    BOOL readFile(HANDLE handle, void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) override;
+    BOOL writeFile(HANDLE handle, const void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) override;
+    BOOL setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition,
+                          DWORD method) override;
+    BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
+    BOOL flushFileBuffers(HANDLE handle) override;
+
+    DWORD getLogicalDrives() override;
+    bool getVolumeSpace(char letter, VolumeSpace* space) override;
+
+    std::vector<DeviceRecord> enumerateInterfaces(InterfaceClass interfaceClass) override;
+
+    bool portIoOpen() override;
+    bool portIoIsOpen() override;
+    void portIoClose(bool removeService) override;
+    bool readPort(uint16_t port, uint32_t* value, uint8_t size) override;
+    bool writePort(uint16_t port, uint32_t value, uint8_t size) override;
+    bool readPhysicalDword(uint64_t address, uint32_t* value) override;
+    bool writePhysicalDword(uint64_t address, uint32_t value) override;
+};
+
+}  // namespace zel

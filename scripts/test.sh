@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# One command for everything: install, build, run every test (Windows tests
+# under Wine, native tests under ASan/UBSan).
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+"$root/scripts/install-deps.sh"
+"$root/scripts/build.sh" all
+status=0
+( cd "$root/build/native" && ctest --output-on-failure ) || status=1
+( cd "$root/build/win" && ctest --output-on-failure ) || status=1
+exit $status

@@ -1,0 +1,87 @@
+#include "tests/support/ChildProcess.h"
+
+#include <windows.h>
+
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+namespace zeltest {
+namespace {
+
+// The child's environment: ours plus the extra entries, as a double-NUL block.
+std::string environmentBlock(const std::vector<std::string>& extra) {
+    std::string block;
+    char* current = GetEnvironmentStringsA();
+    for (const char* p = current; *p; p += std::strlen(p) + 1) block.append(p).push_back('\0');
+    FreeEnvironmentStringsA(current);
+    for (const std::string& entry : extra) block.append(entry).push_back('\0');
+    block.push_back('\0');
+    return block;
+}
+
+std::string drain(HANDLE pipe) {
+    std::string text;
+    char buffer[4096];
+    DWORD got = 0;
+    while (ReadFile(pipe, buffer, sizeof(buffer), &got, nullptr) && got > 0) text.append(buffer, got);
+    return text;
+}
+
+}  // namespace
+
+std::string binaryFolder() {
+    char path[MAX_PATH] = {};
+    GetModuleFileNameA(nullptr, path, MAX_PATH);
+    std::string full(path);
+    return full.substr(0, full.find_last_of("\\/"));
+}
+
+ChildResult runProgram(const std::string& exe, const std::string& arguments, const std::string& workDir,
+                       const std::vector<std::string>& environment, uint32_t timeoutMs) {
+    ChildResult result;
+    SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
+    HANDLE readEnd = nullptr, writeEnd = nullptr;
+    if (!CreatePipe(&readEnd, &writeEnd, &inherit, 0)) return result;
+    SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
+
+    STARTUPINFOA startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = writeEnd;
+    startup.hStdError = writeEnd;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    PROCESS_INFORMATION process{};
+    std::string commandLine = "\"" + exe + "\" " + arguments;
+    std::string env = environmentBlock(environment);
+    BOOL started = CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, env.data(),
+                                  workDir.empty() ? nullptr : workDir.c_str(), &startup, &process);
+    CloseHandle(writeEnd);
+    if (started) {
+        result.output = drain(readEnd);
+        WaitForSingleObject(process.hProcess, timeoutMs);
+        DWORD code = 0;
+        GetExitCodeProcess(process.hProcess, &code);
+        result.exitCode = code;
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+    CloseHandle(readEnd);
+    return result;
+}
+
+ChildResult runZelCli(const std::string& arguments, const std::string& workDir,
+                      const std::vector<std::string>& environment) {
+    return runProgram(binaryFolder() + "\\ZelCli.exe", arguments, workDir, environment);
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+bool fileExists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+}  // namespace zeltest

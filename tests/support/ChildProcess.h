@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zeltest {
+
+struct ChildResult {
+    uint32_t exitCode = 0xFFFFFFFF;  // the full 32-bit Windows exit code
+    std::string output;              // stdout and stderr together
+};
+
+// Folder of the running test binary; ZelCli.exe is built beside it.
+std::string binaryFolder();
+
+// Runs a program with a command-line tail, in a working folder, with extra
+// environment entries ("NAME=value"), and waits for it.
+ChildResult runProgram(const std::string& exe, const std::string& arguments, const std::string& workDir = "",
+                       const std::vector<std::string>& environment = {}, uint32_t timeoutMs = 60000);
+
+// Runs ZelCli.exe from the binary folder.
+ChildResult runZelCli(const std::string& arguments, const std::string& workDir = "",
+                      const std::vector<std::string>& environment = {});
+
+std::string readFile(const std::string& path);
+bool fileExists(const std::string& path);
+
+}  // namespace zeltest
