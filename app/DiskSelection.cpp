@@ -1,14 +1,16 @@
 #include "app/DiskSelection.h"
 
 #include "core/ErrorCodes.h"
+#include "disk/DiskList.h"
 
 namespace zel {
 
-// The disk list is not part of this build yet: every lookup reports the
-// feature as unsupported rather than pretending no disk matched.
-DiskBase* findSelectedDisk(const ParseResult&) {
-    setLastError(err::kNotSupported);
-    return nullptr;
+DiskBase* findSelectedDisk(const ParseResult& options) {
+    DiskBase* disk = DiskList::instance().get(true).findDisk(
+        options.integer("diskid", -1), options.text("diskmodel", ""), options.text("disksn", ""),
+        options.text("diskpattern", ""));
+    if (!disk) setLastError(err::kDiskNotFound);
+    return disk;
 }
 
 }  // namespace zel

@@ -12,6 +12,7 @@
 #include "core/Logger.h"
 #include "core/Paths.h"
 #include "core/ProcessSwitches.h"
+#include "disk/DiskList.h"
 
 namespace zel {
 namespace {
@@ -82,10 +83,12 @@ ErrorCode runEntry(int argc, const char* const* argv) {
     setUpLogging(args);
     setProcessSwitches(args);
     if (args.has("close_winio")) return closeWinIo();
-    if (!args.has("init") && args.has("commfile")) ActionResultJson::instance(args.text("commfile"));
+    if (!args.has("init") && args.has("commfile"))
+        DiskList::instance().useConfiguration(ActionResultJson::instance(args.text("commfile")).driveInfoList());
 
     if (auto code = runGlobalCommands(args)) return *code;
 
+    DiskList::instance().get(!args.has("init"));
     const std::string name = args.text("action");
     ActionBase* action = ActionFactory::instance()->get(name);
     return dispatchAction(action, name, args, processSwitches().precheck, *options);

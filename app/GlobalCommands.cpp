@@ -5,8 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "core/ActionResultJson.h"
+#include "core/IniFile.h"
 #include "core/Logger.h"
+#include "core/Paths.h"
 #include "core/ProcessSwitches.h"
+#include "disk/DiskList.h"
+#include "disk/PortIoDriver.h"
+#include "host/OsInfoCollector.h"
+#include "host/PlatformInfoCollector.h"
 
 namespace zel {
 namespace {
@@ -21,9 +28,70 @@ Outcome notSupported(const char* option) {
     return err::kNotSupported;
 }
 
+const char kDefaultIni[] = "zelcli_output.ini";
+const char kDefaultJson[] = "zelcli_actres.json";
+
+bool hasDiskSelector(const ParseResult& args) {
+    return args.has("diskid") || args.has("diskmodel") || args.has("disksn") || args.has("diskpattern");
+}
+
+DiskBase* lookUpDisk(const ParseResult& args, bool fullBuild) {
+    return DiskList::instance().get(fullBuild).findDisk(args.integer("diskid", -1), args.text("diskmodel", ""),
+                                                        args.text("disksn", ""), args.text("diskpattern", ""));
+}
+
+void showOneDisk(const ParseResult& args) {
+    DiskBase* disk = lookUpDisk(args, true);
+    if (!disk) {
+        logError("[ZelCli] %s", errorText(err::kDiskNotFound).c_str());
+        return;
+    }
+    if (!args.has("out-ini")) {
+        disk->printInformation();
+        return;
+    }
+    IniFile ini(resolveOutputPath(args.text("out-ini", kDefaultIni)));
+    disk->writeInformation(ini);
+}
+
+void showHost(const ParseResult& args) {
+    PlatformInfoCollector platform;
+    platform.collect();
+    platform.print();
+    OsInfoCollector os;
+    os.collect();
+    os.print();
+    DiskList& list = DiskList::instance().get(true);
+    list.print();
+    if (args.has("out-ini")) list.writeIni(resolveOutputPath(args.text("out-ini", kDefaultIni)));
+    logInfo("%s", "");
+}
+
+Outcome runInfo(const ParseResult& args) {
+    if (hasDiskSelector(args))
+        showOneDisk(args);
+    else
+        showHost(args);
+    if (args.has("init")) DiskList::instance().get(true).writeJson(ActionResultJson::instance(args.text("commfile", kDefaultJson)));
+    return PortIoDriver::instance().isOpen() ? err::kOk : err::kWinIoInit;
+}
+
+Outcome runExist(const ParseResult& args) {
+    DiskBase* disk = lookUpDisk(args, false);
+    if (!disk || !disk->isPresent()) return err::kExistMissing;
+    logDebug("Disk%d exists", disk->number());
+    return err::kOk;
+}
+
 Outcome runMonitor(const ParseResult& args) {
-    if (args.integer("diskid", -1) == -1) return 1u;
-    return notSupported("monitor");
+    const int id = args.integer("diskid", -1);
+    if (id == -1) return 1u;
+    DiskBase* disk = DiskList::instance().get(true).findDisk(id, "", "", "");
+    if (!disk || !disk->pcieInfo()) return 1u;
+    std::printf("link_speed=%s, link_width=x%d\n", disk->pcieInfo()->linkSpeedText().c_str(),
+                static_cast<int>(disk->pcieInfo()->linkWidth));
+    std::fflush(stdout);
+    return err::kOk;
 }
 
 // --formatd / --cleand continue to the action when one is given and they
@@ -32,7 +100,8 @@ Outcome runFormat(const ParseResult&, const char* option) { return notSupported(
 
 Outcome runPrecheck(const ParseResult&) {
     processSwitches().precheck = true;
-    return notSupported("prechk");
+    if (DiskList::instance().get(true).builtWithoutError()) return std::nullopt;
+    return PortIoDriver::instance().isOpen() ? lastError() : err::kWinIoInit;
 }
 
 Outcome runDriverCommand(const ParseResult& args, const char* option) {
@@ -47,8 +116,8 @@ struct GlobalCommand {
 
 const std::vector<GlobalCommand>& commandTable() {
     static const std::vector<GlobalCommand> table = {
-        {"info", [](const ParseResult&) { return notSupported("info"); }},
-        {"exist", [](const ParseResult&) { return notSupported("exist"); }},
+        {"info", runInfo},
+        {"exist", runExist},
         {"rescan", [](const ParseResult&) { return notSupported("rescan"); }},
         {"enablepci", [](const ParseResult&) { return notSupported("enablepci"); }},
         {"disablepci", [](const ParseResult&) { return notSupported("disablepci"); }},
@@ -79,6 +148,9 @@ std::optional<ErrorCode> runGlobalCommands(const ParseResult& args) {
     return std::nullopt;
 }
 
-ErrorCode closeWinIo() { return *notSupported("close_winio"); }
+ErrorCode closeWinIo() {
+    PortIoDriver::instance().closeAndRemove();
+    return err::kOk;
+}
 
 }  // namespace zel

@@ -16,6 +16,10 @@ struct DeviceRecord {
     std::string providerName;
     std::string driverVersion;
     std::string infPath;
+    // PCI location of the device node (storage ports), 0xFFFFFFFF when unknown.
+    uint32_t pciBus = 0xFFFFFFFF;
+    uint32_t pciDevice = 0xFFFFFFFF;
+    uint32_t pciFunction = 0xFFFFFFFF;
 };
 
 enum class InterfaceClass { Disk, StoragePort };

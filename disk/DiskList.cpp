@@ -1,0 +1,164 @@
+#include "disk/DiskList.h"
+
+#include "core/IniFile.h"
+#include "core/Logger.h"
+#include "core/ProcessSwitches.h"
+#include "disk/DiskBuilders.h"
+#include "disk/DiskClassifier.h"
+#include "disk/DiskProbe.h"
+#include "disk/PciConfig.h"
+#include "disk/PortIoDriver.h"
+
+namespace zel {
+namespace {
+
+bool patternMatches(const DiskBase& disk, const std::string& pattern) {
+    std::vector<uint8_t> sector;
+    if (!disk.readFirstSector(&sector) || sector.size() <= 16) return false;
+    std::string text;
+    for (size_t i = 16; i < sector.size() && sector[i] != 0; ++i) text.push_back(static_cast<char>(sector[i]));
+    return text == pattern;
+}
+
+bool readPcie(const DiskIdentity& id, PcieInfo* info) {
+    PortIoDriver& driver = PortIoDriver::instance();
+    auto read = [&](uint32_t offset, uint32_t* value) {
+        return driver.readPciConfig(id.pciBus, id.pciDevice, id.pciFunction, offset, value);
+    };
+    return inspectPcieFunction(id.pciBus, id.pciDevice, id.pciFunction, read, info);
+}
+
+}  // namespace
+
+DiskList& DiskList::instance() {
+    static DiskList list;
+    return list;
+}
+
+DiskList& DiskList::get(bool fullBuild) {
+    if (!built_) build();
+    if (fullBuild && !pcieInspected_) inspectPcie();
+    return *this;
+}
+
+void DiskList::reset() {
+    disks_.clear();
+    built_ = pcieInspected_ = false;
+    builtWithoutError_ = true;
+}
+
+void DiskList::build() {
+    logDebug("Build disk list start.");
+    built_ = true;
+    DWORD mask = deviceApi().getLogicalDrives();
+    const std::vector<DeviceRecord> records = controllerRecords();
+    for (int number = 0; number < kMaxDiskNumber; ++number) {
+        std::optional<DiskIdentity> identity = probeDisk(number);
+        if (!identity) continue;
+        assignDriveLetters(&*identity, &mask);
+        identity->vendor = cutAtControl(identity->vendor);
+        applyControllerRecord(&*identity, records);
+        const DiskClass chosen = classifyDisk(identity->busType, identity->vendor, identity->model,
+                                              identity->providerName, processSwitches().nvmeProtocol);
+        identity->kind = chosen.kind;
+        identity->protocolCode = chosen.protocolCode;
+        disks_.push_back(builderForKind(chosen.kind).build(*identity));
+    }
+    logDebug("Build disk list done.");
+}
+
+void DiskList::inspectPcie() {
+    pcieInspected_ = true;
+    for (const auto& disk : disks_) {
+        if (disk->diskKind() != disk_kind::kNvme) continue;
+        const DiskIdentity& id = disk->identity();
+        PcieInfo info;
+        const bool located = id.pciBus != 0xFFFFFFFF;
+        if (located && PortIoDriver::instance().open() && readPcie(id, &info)) {
+            disk->setPcieInfo(info);
+            continue;
+        }
+        if (!PortIoDriver::instance().isOpen()) setLastError(err::kWinIoInit);
+        if (!pcieFromConfiguration(disk.get())) builtWithoutError_ = false;
+    }
+}
+
+bool DiskList::pcieFromConfiguration(DiskBase* disk) const {
+    for (const DriveInfo& drive : configuration_) {
+        if (drive.sn != disk->serialNumber() || drive.model != disk->model() || drive.vid == 0) continue;
+        PcieInfo info;
+        info.bus = drive.bus;
+        info.device = drive.dev;
+        info.function = drive.fun;
+        info.vendorId = drive.vid;
+        info.deviceId = drive.did;
+        info.hardwareId = drive.hwid;
+        info.bar0 = drive.baseAddr;
+        info.linkSpeed = drive.linkSpeed;
+        info.linkWidth = drive.linkWidth;
+        info.maxPayloadSize = drive.mps;
+        info.pcieCapOffset = drive.pxcapOffset;
+        info.pmCapOffset = drive.pmcapOffset;
+        disk->setPcieInfo(info);
+        return true;
+    }
+    return false;
+}
+
+DiskBase* DiskList::findDisk(int number, const std::string& model, const std::string& serial,
+                             const std::string& pattern) const {
+    if (!pattern.empty())
+        for (const auto& disk : disks_)
+            if (patternMatches(*disk, pattern)) return disk.get();
+    if (!serial.empty())
+        for (const auto& disk : disks_)
+            if (disk->serialNumber() == serial) return disk.get();
+    if (!model.empty())
+        for (const auto& disk : disks_)
+            if (disk->model().find(model) != std::string::npos) return disk.get();
+    if (static_cast<uint32_t>(number) != 0xFFFFFFFF)
+        for (const auto& disk : disks_)
+            if (disk->number() == number) return disk.get();
+    return nullptr;
+}
+
+std::vector<DiskBase*> DiskList::findTwinDisks(int number) const {
+    std::vector<DiskBase*> twins;
+    const DiskBase* self = findDisk(number, "", "", "");
+    if (!self) return twins;
+    for (const auto& disk : disks_) {
+        if (disk.get() != self && disk->model() == self->model() && disk->firmware() == self->firmware() &&
+            disk->serialNumber() == self->serialNumber())
+            twins.push_back(disk.get());
+    }
+    return twins;
+}
+
+void DiskList::print() const {
+    logInfo("***** Disk Information *****");
+    for (const auto& disk : disks_) {
+        disk->printInformation();
+        if (disk->pcieInfo()) logInfo("  PCIe link: %s", disk->pcieInfo()->linkText().c_str());
+    }
+}
+
+bool DiskList::writeIni(const std::string& path) const {
+    logInfo("Output disk info to file %s", path.c_str());
+    IniFile ini(path);
+    bool ok = ini.writeNumber("DiskList", "Count", static_cast<int32_t>(disks_.size()));
+    for (const auto& disk : disks_) ok = disk->writeInformation(ini) && ok;
+    return ok;
+}
+
+std::vector<DriveInfo> DiskList::toDriveInfoList() const {
+    std::vector<DriveInfo> drives;
+    for (const auto& disk : disks_) drives.push_back(disk->toDriveInfo());
+    return drives;
+}
+
+bool DiskList::writeJson(ActionResultJson& json) const {
+    json.setDriveInfoList(toDriveInfoList());
+    return json.save();
+}
+
+}  // namespace zel

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zel {
+
+// Disk kind codes as scripts see them ("disk_type", "Disk type: %d").
+namespace disk_kind {
+constexpr int kPlain = 0;
+constexpr int kSata = 1;
+constexpr int kNvme = 2;
+constexpr int kUsb = 3;
+constexpr int kSataPowerSwitch = 17;
+constexpr int kPciePowerSwitch = 20;
+constexpr int kJMicronNvme = 22;
+}  // namespace disk_kind
+
+// Keys of the protocol registry; 0 means the disk has no protocol.
+namespace protocol_code {
+constexpr int kNone = 0;
+constexpr int kAtaOverAta = 1;
+constexpr int kAtaOverUsb = 2;
+constexpr int kScsi = 4;
+constexpr int kNvmeByStornvme = 6;
+constexpr int kNvmeByScsiMiniport = 7;
+constexpr int kNvmeByIrst = 8;
+}  // namespace protocol_code
+
+// Windows STORAGE_BUS_TYPE values the classification looks at.
+namespace bus_type {
+constexpr uint32_t kAta = 3;
+constexpr uint32_t kUsb = 7;
+constexpr uint32_t kRaid = 8;
+constexpr uint32_t kSata = 11;
+constexpr uint32_t kNvme = 17;
+}  // namespace bus_type
+
+// Probing stops below this disk number.
+constexpr int kMaxDiskNumber = 56;
+
+struct DriveLetter {
+    char letter = 0;
+    uint64_t totalBytes = 0;
+    uint64_t freeBytes = 0;
+};
+
+// What the list build learns about one physical disk.
+struct DiskIdentity {
+    int number = -1;
+    std::string vendor, model, firmware, serial;
+    uint32_t busType = 0;
+    uint32_t logicalSectorSize = 512;
+    uint32_t physicalSectorSize = 512;
+    uint64_t capacity = 0;
+    uint64_t sectorCount = 0;
+    std::vector<DriveLetter> letters;
+    std::string providerName, driverVersion, infPath, instanceId;
+    // PCI location of the disk's controller when the device manager knows it.
+    uint32_t pciBus = 0xFFFFFFFF, pciDevice = 0xFFFFFFFF, pciFunction = 0xFFFFFFFF;
+    int kind = disk_kind::kPlain;
+    int protocolCode = protocol_code::kNone;
+};
+
+// The PCIe view of an NVMe controller, read through the port-I/O driver or
+// carried over from a loaded disk configuration.
+struct PcieInfo {
+    uint32_t bus = 0, device = 0, function = 0;
+    uint32_t vendorId = 0, deviceId = 0;
+    std::string hardwareId;
+    uint64_t bar0 = 0;
+    uint32_t linkSpeed = 0, linkWidth = 0;
+    uint32_t maxPayloadSize = 0;
+    uint32_t pcieCapOffset = 0, pmCapOffset = 0;
+
+    std::string linkSpeedText() const;  // "Gen%d"
+    std::string linkText() const;       // "Gen%dx%d"
+    std::string maxPayloadText() const; // "%uB"
+};
+
+}  // namespace zel
