@@ -46,19 +46,4 @@ bool Win32DeviceApi::getVolumeSpace(char letter, VolumeSpace* space) {
     return true;
 }
 
-// Device-manager enumeration and the port-I/O driver arrive with the disk
-// model; until then they report themselves unavailable.
-std::vector<DeviceRecord> Win32DeviceApi::enumerateInterfaces(InterfaceClass) { return {}; }
-
-bool Win32DeviceApi::portIoOpen() {
-    setLastError(err::kWinIoInit);
-    return false;
-}
-bool Win32DeviceApi::portIoIsOpen() { return false; }
-void Win32DeviceApi::portIoClose(bool) {}
-bool Win32DeviceApi::readPort(uint16_t, uint32_t*, uint8_t) { return false; }
-bool Win32DeviceApi::writePort(uint16_t, uint32_t, uint8_t) { return false; }
-bool Win32DeviceApi::readPhysicalDword(uint64_t, uint32_t*) { return false; }
-bool Win32DeviceApi::writePhysicalDword(uint64_t, uint32_t) { return false; }
-
 }  // namespace zel

@@ -30,6 +30,17 @@ public:
     bool writePort(uint16_t port, uint32_t value, uint8_t size) override;
     bool readPhysicalDword(uint64_t address, uint32_t* value) override;
     bool writePhysicalDword(uint64_t address, uint32_t value) override;
+
+private:
+    bool mapPhysical(uint64_t address, void** linear, void* mapping);
+    void unmapPhysical(void* mapping);
+
+    HANDLE portIoDevice_ = INVALID_HANDLE_VALUE;
 };
+
+// The device interface classes, as text and as parsed into a GUID.
+extern const char kDiskInterfaceGuidText[];
+extern const char kStoragePortInterfaceGuidText[];
+bool parseGuidText(const char* text, GUID* guid);
 
 }  // namespace zel
