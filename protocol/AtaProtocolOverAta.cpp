@@ -1,0 +1,57 @@
+#include "protocol/AtaProtocolOverAta.h"
+
+#include "core/DeviceApi.h"
+#include "core/ErrorCodes.h"
+#include "core/Logger.h"
+#include "protocol/PassThroughBuilders.h"
+
+namespace zel {
+namespace {
+
+constexpr uint32_t kDefaultTimeoutSeconds = 8;
+
+void logAtaSendLine(const AtaCommand& command, uint32_t dataSize) {
+    if (command.flags & ataflags::k48Bit)
+        logSendLine("[AtaProtocolOverAta] Send command: FEATURE=0x%04X, COUNT=0x%04X, LBA=0x%012llX, "
+                    "DEVICE=0x%02X, COMMAND=0x%02X, dataSize=%d",
+                    command.feature, command.count, static_cast<unsigned long long>(command.lba), command.device,
+                    command.command, static_cast<int>(dataSize));
+    else
+        logSendLine("[AtaProtocolOverAta] Send command: FEATURE=0x%02X, COUNT=0x%02X, LBA=0x%06llX, "
+                    "DEVICE=0x%02X, COMMAND=0x%02X, dataSize=%d",
+                    command.feature, command.count, static_cast<unsigned long long>(command.lba), command.device,
+                    command.command, static_cast<int>(dataSize));
+}
+
+}  // namespace
+
+bool AtaProtocolOverAta::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, void* record) {
+    AtaCommand& command = *static_cast<AtaCommand*>(record);
+    if (command.timeout == 0) command.timeout = kDefaultTimeoutSeconds;
+    AtaPassThroughDirect64 block = buildAtaPassThrough(command, dataSize, bufferAddress(buffer));
+    logAtaSendLine(command, dataSize);
+
+    DWORD returned = 0;
+    const BOOL ok = deviceApi().deviceIoControl(handle, ioctl::kAtaPassThroughDirect, &block, sizeof block, &block,
+                                                sizeof block, &returned, nullptr);
+    command.feature = (command.feature & 0xFF00) | block.CurrentTaskFile[0];
+    command.command = block.CurrentTaskFile[6];
+    if (!ok) {
+        logWarning("[AtaProtocolOverAta] DeviceIoControl failed... LE=0x%X", passOnSystemError());
+        return false;
+    }
+    if (returned < block.Length) {
+        passOnSystemError();
+        logWarning("[AtaProtocolOverAta] nRead(%d) < ataptd.Length(%d)", static_cast<int>(returned),
+                   static_cast<int>(sizeof block));
+        return false;
+    }
+    if (command.command & 0x01) {
+        setLastError(err::kAtaErrorStatus);
+        logWarning("[AtaProtocolOverAta] Err, Status=%Xh", command.command);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace zel

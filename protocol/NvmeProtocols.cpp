@@ -1,0 +1,193 @@
+#include "protocol/NvmeProtocols.h"
+
+#include <cstring>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "core/DeviceApi.h"
+#include "core/ErrorCodes.h"
+#include "core/Logger.h"
+#include "protocol/PassThroughBuilders.h"
+#include "protocol/PortPath.h"
+
+namespace zel {
+namespace {
+
+constexpr uint32_t kDefaultTimeoutSeconds = 30;
+
+void prepare(NvmeCommand& command, const char* sendFormat, uint32_t dataSize) {
+    if (command.timeout == 0) command.timeout = kDefaultTimeoutSeconds;
+    logSendLine(sendFormat, command.opcode(), command.nsid(), command.dword(10), command.dword(11),
+                command.dword(12), static_cast<int>(dataSize));
+}
+
+// Zeroed heap block; null when the allocation fails.
+std::unique_ptr<uint8_t[]> allocateZeroed(size_t size) {
+    std::unique_ptr<uint8_t[]> block(new (std::nothrow) uint8_t[size]);
+    if (block) std::memset(block.get(), 0, size);
+    return block;
+}
+
+void failWith(ErrorCode code, const char* line) {
+    logWarning("%s", line);
+    setLastError(code);
+}
+
+HANDLE openPort(uint32_t diskNumber, uint8_t* pathId) {
+    const std::string path = findPortPath(diskNumber, nullptr, pathId);
+    return deviceApi().createFile(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
+}
+
+}  // namespace
+
+bool NvmeProtocolByStornvme::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, void* record) {
+    NvmeCommand& command = *static_cast<NvmeCommand*>(record);
+    prepare(command,
+            "[NvmeProtocolByStornvme] Send command: OPC=%X, NS=%lX, CDW10=%X, CDW11=%X, CDW12=%X, datasize=%d",
+            dataSize);
+    const uint8_t opcode = command.opcode();
+    if (opcode == 0x02 || opcode == 0x06 || opcode == 0x0A) return sendQuery(handle, buffer, dataSize, command);
+    if (opcode >= 0xC0) return sendProtocolCommand(handle, buffer, dataSize, command);
+    setLastError(err::kNvmeNotSupported);
+    return false;
+}
+
+bool NvmeProtocolByStornvme::sendQuery(HANDLE handle, uint8_t* buffer, uint32_t dataSize, NvmeCommand& command) {
+    auto block = allocateZeroed(kNvmeQueryBufferSize);
+    if (!block) {
+        logDebug("[NvmeProtocolByStornvme] allocate buffer failed, exit.");
+        return false;
+    }
+    constexpr size_t kDataOffset = sizeof(StorageProtocolQuery);
+    if (command.direction == nvmedir::kToDevice) std::memcpy(block.get() + kDataOffset, buffer, dataSize);
+    StorageProtocolQuery query;
+    buildNvmeQuery(command, dataSize, &query);
+    std::memcpy(block.get(), &query, sizeof query);
+
+    DWORD returned = 0;
+    const BOOL ok = deviceApi().deviceIoControl(handle, ioctl::kStorageQueryProperty, block.get(),
+                                                kNvmeQueryBufferSize, block.get(), kNvmeQueryBufferSize, &returned,
+                                                nullptr);
+    if (!ok || returned == 0) {
+        const DWORD error = ::GetLastError();
+        logWarning("[NvmeProtocolByStornvme] command failed. returnedLength=%d, LE=0x%X.", static_cast<int>(returned),
+                   static_cast<unsigned>(error));
+        setLastError(error);
+        return false;
+    }
+    StorageProtocolDataDescriptor descriptor;
+    std::memcpy(&descriptor, block.get(), sizeof descriptor);
+    storeQueryCompletion(command, descriptor);
+    if (descriptor.Version != sizeof descriptor || descriptor.Size != sizeof descriptor) {
+        failWith(err::kNvmeFailed, "[NvmeProtocolByStornvme] data descriptor header not valid.");
+        return false;
+    }
+    if (command.direction == nvmedir::kFromDevice) {
+        if (descriptor.ProtocolDataOffset < kProtocolSpecificDataSize ||
+            descriptor.ProtocolDataLength < query.ProtocolDataLength) {
+            failWith(err::kNvmeFailed, "[NvmeProtocolByStornvme] ProtocolData Offset/Length not valid.");
+            return false;
+        }
+        std::memcpy(buffer, block.get() + kDataOffset, dataSize);
+    }
+    return true;
+}
+
+bool NvmeProtocolByStornvme::sendProtocolCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize,
+                                                 NvmeCommand& command) {
+    const uint32_t total = dataSize + kProtocolCommandDataOffset;
+    auto block = allocateZeroed(total);
+    if (!block) {
+        logDebug("[NvmeProtocolByStornvme] allocate buffer failed, exit.");
+        return false;
+    }
+    fillProtocolCommand(block.get(), command, dataSize);
+    // The to-device offset stays 0, so outgoing data lands over the head.
+    if (command.direction == nvmedir::kToDevice) std::memcpy(block.get(), buffer, dataSize);
+
+    DWORD returned = 0;
+    const BOOL ok = deviceApi().deviceIoControl(handle, ioctl::kStorageProtocolCommand, block.get(), total,
+                                                block.get(), total, &returned, nullptr);
+    if (!ok || returned == 0) {
+        const DWORD error = ::GetLastError();
+        logWarning("[NvmeProtocolByStornvme] command failed. returnedLength=%d, LE=0x%X.", static_cast<int>(returned),
+                   static_cast<unsigned>(error));
+        setLastError(error);
+        return false;
+    }
+    StorageProtocolCommand head;
+    std::memcpy(&head, block.get(), sizeof head);
+    storeProtocolCommandCompletion(command, head.FixedProtocolReturnData, head.ErrorCode);
+    if (head.ReturnStatus != 1) {
+        logWarning("[NvmeProtocolByStornvme] command failed. ReturnStatus=%d, LE=0x%X.",
+                   static_cast<int>(head.ReturnStatus), static_cast<unsigned>(::GetLastError()));
+        setLastError(err::kNvmeFailed);
+        return false;
+    }
+    if (command.direction == nvmedir::kFromDevice)
+        std::memcpy(buffer, block.get() + kProtocolCommandDataOffset, dataSize);
+    return true;
+}
+
+bool NvmePortProtocol::sendCommand(HANDLE, uint8_t* buffer, uint32_t dataSize, void* record) {
+    return sendCommand(static_cast<NvmeCommand*>(record)->diskNumber, buffer, dataSize, record);
+}
+
+bool NvmeProtocolByScsiMiniport::sendCommand(uint32_t diskNumber, uint8_t* buffer, uint32_t dataSize,
+                                             void* record) {
+    NvmeCommand& command = *static_cast<NvmeCommand*>(record);
+    prepare(command,
+            "[NvmeProtocolByScsiMiniport] Send command: OPC=%X, NS=%X, CDW10=%X, CDW11=%X, CDW12=%X, datasize=%d",
+            dataSize);
+    HANDLE port = openPort(diskNumber, nullptr);
+    if (port == INVALID_HANDLE_VALUE) return false;
+    const uint32_t total = dataSize + sizeof(NvmeMiniportBlock);
+    auto block = allocateZeroed(total);
+    if (!block) {
+        logDebug("[NvmeProtocolByScsiMiniport] allocate buffer failed, exit.");
+        return false;
+    }
+    fillMiniportBlock(block.get(), total, command, dataSize);
+    uint8_t* data = block.get() + sizeof(NvmeMiniportBlock);
+    if (command.direction == nvmedir::kToDevice) std::memcpy(data, buffer, dataSize);
+
+    DWORD returned = 0;
+    const BOOL ok =
+        deviceApi().deviceIoControl(port, ioctl::kScsiMiniport, block.get(), total, block.get(), total, &returned,
+                                    nullptr);
+    if (ok && returned != 0) {
+        std::memcpy(command.completion, block.get() + offsetof(NvmeMiniportBlock, completion), 16);
+        if (command.direction == nvmedir::kFromDevice) std::memcpy(buffer, data, dataSize);
+        return true;
+    }
+    const DWORD error = ::GetLastError();
+    logWarning("[NvmeProtocolByScsiMiniport] command failed. returnedLength=%d, LE=0x%X.", static_cast<int>(returned),
+               static_cast<unsigned>(error));
+    setLastError(error);
+    return false;
+}
+
+bool NvmeProtocolByIrst::sendCommand(uint32_t diskNumber, uint8_t* buffer, uint32_t dataSize, void* record) {
+    NvmeCommand& command = *static_cast<NvmeCommand*>(record);
+    prepare(command, "[NvmeProtocolByIrst] Send command: OPC=%X, NS=%lX, CDW10=%X, CDW11=%X, CDW12=%X, datasize=%d",
+            dataSize);
+    uint8_t pathId = 0;
+    HANDLE port = openPort(diskNumber, &pathId);
+    if (port == INVALID_HANDLE_VALUE) return false;
+    std::vector<uint8_t> storage(sizeof(IrstNvmeBlock));
+    IrstNvmeBlock& block = *reinterpret_cast<IrstNvmeBlock*>(storage.data());
+    fillIrstBlock(block, command, pathId);
+    if (command.direction == nvmedir::kToDevice) std::memcpy(block.data, buffer, dataSize);
+
+    DWORD returned = 0;
+    const BOOL ok = deviceApi().deviceIoControl(port, ioctl::kScsiMiniport, &block, sizeof block, &block,
+                                                sizeof block, &returned, nullptr);
+    std::memcpy(command.completion, block.completion, 16);
+    if (command.direction == nvmedir::kFromDevice) std::memcpy(buffer, block.data, dataSize);
+    if (!ok) passOnSystemError();
+    return ok;
+}
+
+}  // namespace zel

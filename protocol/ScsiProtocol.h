@@ -1,0 +1,22 @@
+#pragma once
+
+#include "protocol/IProtocol.h"
+
+namespace zel {
+
+// IOCTL_SCSI_PASS_THROUGH_DIRECT with a 32-byte sense buffer; opens by disk
+// number without buffering.
+class ScsiProtocol : public IProtocol {
+public:
+    bool sendCommand(uint32_t diskNumber, uint8_t* buffer, uint32_t dataSize, void* command) override;
+    bool sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, void* command) override;
+};
+
+// ATA commands wrapped in SAT ATA PASS-THROUGH CDBs for USB bridges.
+class AtaProtocolOverUsb : public AtaProtocol {
+public:
+    bool sendCommand(uint32_t diskNumber, uint8_t* buffer, uint32_t dataSize, void* command) override;
+    bool sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, void* command) override;
+};
+
+}  // namespace zel

@@ -1,0 +1,71 @@
+#include "vhost/DiskImage.h"
+
+#include <cstring>
+#include <vector>
+
+namespace zel {
+namespace vhost {
+
+DiskImage::DiskImage(std::string path, uint64_t capacity) : path_(std::move(path)), capacity_(capacity) {}
+
+bool DiskImage::open() {
+    if (file_.is_open()) return true;
+    file_.open(path_, std::ios::in | std::ios::out | std::ios::binary);
+    if (!file_.is_open()) {
+        std::ofstream create(path_, std::ios::binary | std::ios::app);
+        create.close();
+        file_.open(path_, std::ios::in | std::ios::out | std::ios::binary);
+    }
+    return file_.is_open();
+}
+
+uint64_t DiskImage::fileSize() {
+    file_.clear();
+    file_.seekg(0, std::ios::end);
+    return static_cast<uint64_t>(file_.tellg());
+}
+
+bool DiskImage::read(uint64_t offset, void* data, uint64_t size) {
+    if (offset + size > capacity_ || !open()) return false;
+    std::memset(data, 0, size);
+    const uint64_t stored = fileSize();
+    if (offset >= stored) return true;
+    const uint64_t available = stored - offset < size ? stored - offset : size;
+    file_.seekg(static_cast<std::streamoff>(offset));
+    file_.read(static_cast<char*>(data), static_cast<std::streamsize>(available));
+    const bool ok = static_cast<uint64_t>(file_.gcount()) == available;
+    file_.clear();
+    return ok;
+}
+
+bool DiskImage::write(uint64_t offset, const void* data, uint64_t size) {
+    if (offset + size > capacity_ || !open()) return false;
+    file_.clear();
+    file_.seekp(static_cast<std::streamoff>(offset));
+    file_.write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
+    const bool ok = static_cast<bool>(file_);
+    file_.clear();
+    return ok;
+}
+
+bool DiskImage::discard(uint64_t offset, uint64_t size) {
+    if (offset + size > capacity_ || !open()) return false;
+    const uint64_t stored = fileSize();
+    if (offset >= stored) return true;
+    const uint64_t length = stored - offset < size ? stored - offset : size;
+    std::vector<char> zeros(64 * 1024, 0);
+    for (uint64_t done = 0; done < length; done += zeros.size()) {
+        const uint64_t chunk = length - done < zeros.size() ? length - done : zeros.size();
+        if (!write(offset + done, zeros.data(), chunk)) return false;
+    }
+    return true;
+}
+
+bool DiskImage::flush() {
+    if (!file_.is_open()) return true;
+    file_.flush();
+    return static_cast<bool>(file_);
+}
+
+}  // namespace vhost
+}  // namespace zel

@@ -1,0 +1,153 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace zel {
+namespace vhost {
+
+// What a virtual host is made of, as read from its JSON description. Field
+// names and defaults are documented in docs/vhost.md.
+
+struct ControllerDriver {
+    std::string provider;
+    std::string version;
+    std::string infPath;
+    std::string instanceId;
+    // How NVMe commands reach the controller: "stornvme", "miniport" or
+    // "irst"; derived from the provider name when not given.
+    std::string nvmeRoute;
+};
+
+struct VolumeDescription {
+    char letter = 0;
+    uint64_t totalBytes = 0;
+    uint64_t freeBytes = 0;
+};
+
+struct ScsiAddressDescription {
+    uint8_t port = 0;
+    uint8_t path = 0;
+    uint8_t target = 0;
+    uint8_t lun = 0;
+};
+
+struct PciDescription {
+    bool present = false;
+    uint16_t vendorId = 0;
+    uint16_t deviceId = 0;
+    uint16_t subsystemVendorId = 0;
+    uint16_t subsystemId = 0;
+    uint8_t bus = 0;
+    uint8_t device = 0;
+    uint8_t function = 0;
+    uint8_t linkSpeed = 3;  // PCIe generation
+    uint8_t linkWidth = 4;
+    uint8_t maxLinkSpeed = 3;
+    uint8_t maxLinkWidth = 4;
+};
+
+struct SmartAttribute {
+    uint8_t id = 0;
+    uint16_t flags = 0x0032;
+    uint8_t current = 100;
+    uint8_t worst = 100;
+    uint8_t threshold = 0;
+    uint64_t raw = 0;
+    // A state counter that supplies the raw value: "powerOnHours",
+    // "powerCycles", "unsafeShutdowns", "sectorsRead", "sectorsWritten".
+    std::string rawFrom;
+};
+
+struct VendorAnswer {
+    uint8_t opcode = 0;
+    std::vector<uint8_t> data;
+    uint32_t dword0 = 0;
+    uint16_t status = 0;  // NVMe status field: code type << 8 | code
+};
+
+// A fault applies to commands of its disk that match its filters.
+struct FaultDescription {
+    std::string kind;  // see Faults.h
+    int opcode = -1;   // ATA command, CDB operation code or NVMe opcode; -1 any
+    uint64_t lba = 0;
+    uint64_t count = 0;  // 0: every LBA
+    uint8_t ataStatus = 0x51;
+    uint8_t ataError = 0x04;
+    uint8_t senseKey = 0x05;
+    uint8_t asc = 0x24;
+    uint8_t ascq = 0x00;
+    uint16_t nvmeStatus = 0x0002;  // status code type << 8 | status code
+    uint32_t windowsError = 0;
+    uint32_t ioctl = 0;  // 0: every IOCTL
+    uint32_t version = 40;
+    int remaining = -1;  // times it fires; -1 always
+};
+
+struct DiskDescription {
+    int number = 0;
+    uint32_t busType = 11;
+    std::string vendor;
+    std::string model;
+    std::string firmware;
+    std::string serial;
+    ControllerDriver driver;
+    uint32_t logicalSectorSize = 512;
+    uint32_t physicalSectorSize = 512;
+    uint64_t capacityBytes = 0;
+    std::vector<VolumeDescription> volumes;
+    ScsiAddressDescription scsiAddress;
+    PciDescription pci;
+    // A USB disk with an ATA device behind a SAT bridge; "strict" treats
+    // protocol 0 as a hardware reset, as the SAT standard says.
+    bool satBridge = false;
+    bool satStrict = false;
+    std::map<unsigned, uint16_t> identifyWords;  // overrides of generated IDENTIFY words
+    std::vector<uint8_t> nvmeIdentifyController;  // 4096 bytes when given
+    std::vector<uint8_t> nvmeIdentifyNamespace;
+    std::vector<SmartAttribute> smartAttributes;
+    std::map<uint8_t, std::vector<uint8_t>> nvmeLogPages;  // given verbatim
+    uint16_t temperatureKelvin = 308;
+    uint8_t percentageUsed = 0;
+    uint8_t availableSpare = 100;
+    std::vector<VendorAnswer> vendorAnswers;
+    std::vector<FaultDescription> faults;
+    bool absent = false;
+
+    // The device behind the driver: "ata", "nvme" or "scsi"; by bus type
+    // when not given (3, 11: ata; 17, 8: nvme; others: scsi).
+    std::string deviceInterface;
+
+    uint64_t sectorCount() const { return logicalSectorSize ? capacityBytes / logicalSectorSize : 0; }
+    bool isNvme() const { return deviceInterface == "nvme"; }
+    bool isAta() const { return deviceInterface == "ata"; }
+    bool isScsi() const { return deviceInterface == "scsi"; }
+};
+
+struct PowerSwitchDescription {
+    std::string kind;
+    int diskNumber = -1;  // the board's own USB disk, when it shows as one
+    std::string port;
+    std::vector<int> powers;
+};
+
+struct HostDescription {
+    std::string path;
+    std::string stateFolder;
+    std::vector<DiskDescription> disks;
+    std::vector<PowerSwitchDescription> powerSwitches;
+
+    const DiskDescription* disk(int number) const;
+};
+
+// Parses a description; on failure the problem names the key at fault.
+bool parseHostDescription(const std::string& text, HostDescription* host, std::string* problem);
+
+// Reads the file, parses it, and places the state folder beside it
+// ("<description>.state").
+bool loadHostDescription(const std::string& path, HostDescription* host, std::string* problem);
+
+}  // namespace vhost
+}  // namespace zel

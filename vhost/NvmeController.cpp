@@ -1,0 +1,132 @@
+#include "vhost/NvmeController.h"
+
+#include <cstring>
+#include <vector>
+
+#include "vhost/DeviceData.h"
+#include "vhost/VirtualDisk.h"
+
+namespace zel {
+namespace vhost {
+namespace {
+
+uint32_t dwordOf(const uint8_t* sqe, unsigned index) {
+    uint32_t value;
+    std::memcpy(&value, sqe + 4 * index, 4);
+    return value;
+}
+
+uint32_t copyOut(uint8_t* data, uint32_t size, const std::vector<uint8_t>& answer, size_t from = 0) {
+    std::memset(data, 0, size);
+    if (from >= answer.size()) return size;
+    const size_t moved = answer.size() - from < size ? answer.size() - from : size;
+    std::memcpy(data, answer.data() + from, moved);
+    return size;
+}
+
+}  // namespace
+
+uint32_t NvmeController::execute(const uint8_t* sqe, bool adminQueue, uint8_t* data, uint32_t size,
+                                 NvmeCompletion* completion) {
+    std::memcpy(last_, sqe, 64);
+    lastAdmin_ = adminQueue;
+    ++commands_;
+    *completion = NvmeCompletion();
+    completion->dword2 = adminQueue ? 0 : 0x00010000;
+    completion->dword3 = (sqe[2] | sqe[3] << 8) | 0x00010000;  // command id, phase 1
+    if (const FaultDescription* fault = disk_.faults().match("nvme_status", sqe[0])) {
+        completion->setStatusField(fault->nvmeStatus);
+        return 0;
+    }
+    return adminQueue ? admin(sqe, data, size, completion) : io(sqe, data, size, completion);
+}
+
+uint32_t NvmeController::admin(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion) {
+    const DiskDescription& d = disk_.description();
+    switch (sqe[0]) {
+        case 0x02: return getLogPage(sqe, data, size, completion);
+        case 0x06: {
+            const uint32_t cns = dwordOf(sqe, 10) & 0xFF;
+            if (cns == 1) return copyOut(data, size, nvmeIdentifyController(d));
+            if (cns == 0 && dwordOf(sqe, 1) == 1) return copyOut(data, size, nvmeIdentifyNamespace(d));
+            completion->setStatusField(cns == 0 ? 0x000B : nvmestatus::kInvalidField);  // invalid namespace
+            return 0;
+        }
+        case 0x0A: return getFeatures(sqe, completion);
+        default: break;
+    }
+    if (sqe[0] >= 0xC0) return vendor(sqe[0], data, size, completion);
+    completion->setStatusField(nvmestatus::kInvalidOpcode);
+    return 0;
+}
+
+// NUMD from CDW10 bits 31..16 and CDW11 bits 15..0, offset from CDW12/13;
+// LSP bit 8 of a telemetry request starts a new capture.
+uint32_t NvmeController::getLogPage(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion) {
+    const uint32_t cdw10 = dwordOf(sqe, 10);
+    const uint8_t logId = static_cast<uint8_t>(cdw10);
+    const uint64_t dwords = ((cdw10 >> 16) | (static_cast<uint64_t>(dwordOf(sqe, 11) & 0xFFFF) << 16)) + 1;
+    const uint64_t offset = dwordOf(sqe, 12) | static_cast<uint64_t>(dwordOf(sqe, 13)) << 32;
+    if (logId == 0x07 && (cdw10 & 0x100)) {
+        ++disk_.counters().telemetryGeneration;
+        disk_.countersChanged();
+    }
+    const std::vector<uint8_t> page = nvmeLogPage(disk_.description(), disk_.counters(), logId, unixNow());
+    if (page.empty()) {
+        completion->setStatusField(nvmestatus::kInvalidLogPage);
+        return 0;
+    }
+    const uint64_t wanted = dwords * 4 < size ? dwords * 4 : size;
+    return copyOut(data, static_cast<uint32_t>(wanted), page, offset);
+}
+
+uint32_t NvmeController::getFeatures(const uint8_t* sqe, NvmeCompletion* completion) {
+    switch (dwordOf(sqe, 10) & 0xFF) {
+        case 0x01: completion->dword0 = 0; break;           // arbitration
+        case 0x02: completion->dword0 = 0; break;           // power state 0
+        case 0x04: completion->dword0 = 0x0157; break;      // temperature threshold
+        case 0x06: completion->dword0 = 1; break;           // volatile write cache on
+        case 0x07: completion->dword0 = 0x003F003F; break;  // 64 queues each way
+        case 0x08: completion->dword0 = 0; break;           // interrupt coalescing
+        default: completion->setStatusField(nvmestatus::kInvalidField); break;
+    }
+    return 0;
+}
+
+uint32_t NvmeController::vendor(uint8_t opcode, uint8_t* data, uint32_t size, NvmeCompletion* completion) {
+    for (const VendorAnswer& answer : disk_.description().vendorAnswers) {
+        if (answer.opcode != opcode) continue;
+        completion->dword0 = answer.dword0;
+        completion->setStatusField(answer.status);
+        return data ? copyOut(data, size, answer.data) : 0;
+    }
+    completion->setStatusField(nvmestatus::kInvalidOpcode);
+    return 0;
+}
+
+uint32_t NvmeController::io(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion) {
+    const DiskDescription& d = disk_.description();
+    const uint64_t lba = dwordOf(sqe, 10) | static_cast<uint64_t>(dwordOf(sqe, 11)) << 32;
+    const uint64_t bytes = ((dwordOf(sqe, 12) & 0xFFFF) + 1ull) * d.logicalSectorSize;
+    switch (sqe[0]) {
+        case 0x00: disk_.image().flush(); return 0;
+        case 0x01:
+        case 0x02: {
+            if (bytes > size) {
+                completion->setStatusField(nvmestatus::kInvalidField);
+                return 0;
+            }
+            const uint64_t offset = lba * d.logicalSectorSize;
+            const VirtualDisk::MediaResult result =
+                sqe[0] == 0x01 ? disk_.writeMedia(offset, data, bytes) : disk_.readMedia(offset, data, bytes);
+            if (result == VirtualDisk::MediaResult::Ok) return static_cast<uint32_t>(bytes);
+            completion->setStatusField(result == VirtualDisk::MediaResult::OutOfRange ? nvmestatus::kLbaOutOfRange
+                                                                                       : nvmestatus::kUnrecoveredRead);
+            return 0;
+        }
+        default: completion->setStatusField(nvmestatus::kInvalidOpcode); return 0;
+    }
+}
+
+}  // namespace vhost
+}  // namespace zel

@@ -1,0 +1,285 @@
+#include "vhost/VirtualHost.h"
+
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/Logger.h"
+
+namespace zel {
+namespace vhost {
+namespace {
+
+// The number after a prefix, matched without regard to case: "\\.\PhysicalDrive12" -> 12.
+bool numberAfter(const char* path, const char* prefix, const char* suffix, int* number) {
+    const size_t length = std::strlen(prefix);
+    if (_strnicmp(path, prefix, length) != 0) return false;
+    const char* digits = path + length;
+    if (!std::isdigit(static_cast<unsigned char>(*digits))) return false;
+    char* end = nullptr;
+    const long value = std::strtol(digits, &end, 10);
+    if (std::strcmp(end, suffix) != 0 || value > 0xFFFF) return false;
+    *number = static_cast<int>(value);
+    return true;
+}
+
+}  // namespace
+
+VirtualHost::VirtualHost(const HostDescription& description, DWORD missingError)
+    : description_(description), state_(description.stateFolder), missingError_(missingError) {
+    for (const DiskDescription& disk : description_.disks)
+        disks_.push_back(std::make_unique<VirtualDisk>(disk, state_));
+}
+
+VirtualHost::~VirtualHost() {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    for (auto& disk : disks_) disk->image().flush();
+    state_.saveIfChanged();
+    for (auto& entry : handles_) ::CloseHandle(entry.first);
+}
+
+bool VirtualHost::loadState(std::string* problem) {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    return state_.load(problem);
+}
+
+VirtualDisk* VirtualHost::disk(int number) {
+    for (auto& disk : disks_)
+        if (disk->number() == number) return disk.get();
+    return nullptr;
+}
+
+DecodedRequest VirtualHost::lastRequest() {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    return last_;
+}
+
+size_t VirtualHost::openHandleCount() {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    return handles_.size();
+}
+
+VirtualHost::OpenHandle* VirtualHost::find(HANDLE handle) {
+    auto it = handles_.find(handle);
+    return it == handles_.end() ? nullptr : &it->second;
+}
+
+BOOL VirtualHost::failWith(DWORD error) {
+    ::SetLastError(error);
+    return FALSE;
+}
+
+HANDLE VirtualHost::issueHandle(const OpenHandle& entry) {
+    HANDLE token = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    if (token == nullptr) return INVALID_HANDLE_VALUE;
+    handles_[token] = entry;
+    return token;
+}
+
+HANDLE VirtualHost::openDrive(int number, DWORD access) {
+    VirtualDisk* target = disk(number);
+    if (!target) {
+        ::SetLastError(missingError_);
+        return INVALID_HANDLE_VALUE;
+    }
+    if (target->description().absent || target->faults().match("absent") || !target->counters().powered) {
+        ::SetLastError(ERROR_FILE_NOT_FOUND);
+        return INVALID_HANDLE_VALUE;
+    }
+    OpenHandle entry;
+    entry.disk = number;
+    entry.access = access;
+    return issueHandle(entry);
+}
+
+HANDLE VirtualHost::openPort(int port, DWORD access) {
+    for (auto& disk : disks_) {
+        if (disk->description().scsiAddress.port != port || disk->description().absent) continue;
+        OpenHandle entry;
+        entry.kind = OpenHandle::Kind::Port;
+        entry.port = port;
+        entry.access = access;
+        return issueHandle(entry);
+    }
+    ::SetLastError(missingError_);
+    return INVALID_HANDLE_VALUE;
+}
+
+HANDLE VirtualHost::createFile(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
+    int number = -1;
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    if (numberAfter(path, "\\\\.\\PhysicalDrive", "", &number)) {
+        last_ = DecodedRequest();
+        last_.path = path;
+        return openDrive(number, access);
+    }
+    if (numberAfter(path, "\\\\.\\SCSI", ":", &number)) {
+        last_ = DecodedRequest();
+        last_.path = path;
+        return openPort(number, access);
+    }
+    return passThrough_.createFile(path, access, share, disposition, flags);
+}
+
+BOOL VirtualHost::closeHandle(HANDLE handle) {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    if (!find(handle)) return passThrough_.closeHandle(handle);
+    handles_.erase(handle);
+    state_.saveIfChanged();
+    return ::CloseHandle(handle);
+}
+
+// Everything completes at once; an OVERLAPPED caller finds the result in
+// it, as after a request that Windows finished synchronously.
+BOOL VirtualHost::finish(BOOL ok, DWORD bytes, DWORD* done, OVERLAPPED* overlapped) {
+    const DWORD error = ok ? ERROR_SUCCESS : ::GetLastError();
+    if (done) *done = bytes;
+    if (overlapped) {
+        overlapped->Internal = error;
+        overlapped->InternalHigh = bytes;
+        if (overlapped->hEvent) ::SetEvent(overlapped->hEvent);
+    }
+    ::SetLastError(error);
+    return ok;
+}
+
+BOOL VirtualHost::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inSize, void* out, DWORD outSize,
+                                  DWORD* returned, OVERLAPPED* overlapped) {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    OpenHandle* entry = find(handle);
+    if (!entry) return passThrough_.deviceIoControl(handle, code, in, inSize, out, outSize, returned, overlapped);
+    const std::string path = last_.path;
+    last_ = DecodedRequest();
+    last_.ioctl = code;
+    last_.inSize = inSize;
+    last_.outSize = outSize;
+    DWORD bytes = 0;
+    BOOL ok = FALSE;
+    VirtualDisk* target = entry->kind == OpenHandle::Kind::Drive ? disk(entry->disk) : nullptr;
+    const FaultDescription* fault = target ? target->faults().match("ioctl_error", -1, 0, 0, code) : nullptr;
+    if (fault) {
+        ok = failWith(fault->windowsError ? fault->windowsError : ERROR_IO_DEVICE);
+    } else if (target && target->faults().match("timeout", -1, 0, 0, code)) {
+        ok = failWith(ERROR_SEM_TIMEOUT);
+    } else if (entry->kind == OpenHandle::Kind::Drive) {
+        ok = driveIoctl(*entry, code, static_cast<uint8_t*>(in), inSize, static_cast<uint8_t*>(out), outSize, &bytes);
+    } else {
+        ok = portIoctl(*entry, code, static_cast<uint8_t*>(in), inSize, static_cast<uint8_t*>(out), outSize, &bytes);
+    }
+    return finish(ok, bytes, returned, overlapped);
+}
+
+BOOL VirtualHost::transfer(OpenHandle& entry, uint8_t* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped,
+                           bool write) {
+    VirtualDisk* target = disk(entry.disk);
+    if (!target || entry.kind != OpenHandle::Kind::Drive) return finish(failWith(ERROR_INVALID_FUNCTION), 0, done, overlapped);
+    if (write && !(entry.access & GENERIC_WRITE)) return finish(failWith(ERROR_ACCESS_DENIED), 0, done, overlapped);
+    uint64_t position = entry.position;
+    if (overlapped) position = overlapped->Offset | static_cast<uint64_t>(overlapped->OffsetHigh) << 32;
+    const uint32_t sector = target->description().logicalSectorSize;
+    if (position % sector != 0 || size % sector != 0) return finish(failWith(ERROR_INVALID_PARAMETER), 0, done, overlapped);
+    if (target->faults().match("timeout", -1, position / sector, size / sector))
+        return finish(failWith(ERROR_SEM_TIMEOUT), 0, done, overlapped);
+    const VirtualDisk::MediaResult result =
+        write ? target->writeMedia(position, buffer, size) : target->readMedia(position, buffer, size);
+    switch (result) {
+        case VirtualDisk::MediaResult::Ok: break;
+        case VirtualDisk::MediaResult::OutOfRange: return finish(failWith(ERROR_SECTOR_NOT_FOUND), 0, done, overlapped);
+        default: return finish(failWith(ERROR_CRC), 0, done, overlapped);
+    }
+    if (!overlapped) entry.position = position + size;
+    return finish(TRUE, size, done, overlapped);
+}
+
+BOOL VirtualHost::readFile(HANDLE handle, void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    OpenHandle* entry = find(handle);
+    if (!entry) return passThrough_.readFile(handle, buffer, size, done, overlapped);
+    return transfer(*entry, static_cast<uint8_t*>(buffer), size, done, overlapped, false);
+}
+
+BOOL VirtualHost::writeFile(HANDLE handle, const void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    OpenHandle* entry = find(handle);
+    if (!entry) return passThrough_.writeFile(handle, buffer, size, done, overlapped);
+    return transfer(*entry, static_cast<uint8_t*>(const_cast<void*>(buffer)), size, done, overlapped, true);
+}
+
+BOOL VirtualHost::setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition, DWORD method) {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    OpenHandle* entry = find(handle);
+    if (!entry) return passThrough_.setFilePointerEx(handle, distance, newPosition, method);
+    VirtualDisk* target = disk(entry->disk);
+    if (!target) return failWith(ERROR_INVALID_FUNCTION);
+    int64_t base = 0;
+    if (method == FILE_CURRENT)
+        base = static_cast<int64_t>(entry->position);
+    else if (method == FILE_END)
+        base = static_cast<int64_t>(target->description().capacityBytes);
+    else if (method != FILE_BEGIN)
+        return failWith(ERROR_INVALID_PARAMETER);
+    const int64_t position = base + distance.QuadPart;
+    if (position < 0) return failWith(ERROR_NEGATIVE_SEEK);
+    entry->position = static_cast<uint64_t>(position);
+    if (newPosition) newPosition->QuadPart = position;
+    return TRUE;
+}
+
+BOOL VirtualHost::getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    if (!find(handle)) return passThrough_.getOverlappedResult(handle, overlapped, done, wait);
+    if (done) *done = static_cast<DWORD>(overlapped->InternalHigh);
+    if (overlapped->Internal != ERROR_SUCCESS) return failWith(static_cast<DWORD>(overlapped->Internal));
+    return TRUE;
+}
+
+BOOL VirtualHost::flushFileBuffers(HANDLE handle) {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    OpenHandle* entry = find(handle);
+    if (!entry) return passThrough_.flushFileBuffers(handle);
+    VirtualDisk* target = disk(entry->disk);
+    if (!target) return failWith(ERROR_INVALID_FUNCTION);
+    state_.saveIfChanged();
+    return target->image().flush() ? TRUE : failWith(ERROR_WRITE_FAULT);
+}
+
+// Drive letters, device-manager records and the port-I/O driver are not
+// emulated here: the host answers as one without volumes or that driver.
+DWORD VirtualHost::getLogicalDrives() { return 0; }
+
+bool VirtualHost::getVolumeSpace(char, VolumeSpace*) {
+    ::SetLastError(ERROR_PATH_NOT_FOUND);
+    return false;
+}
+
+std::vector<DeviceRecord> VirtualHost::enumerateInterfaces(InterfaceClass) { return {}; }
+
+bool VirtualHost::portIoOpen() { return passThrough_.portIoOpen(); }
+bool VirtualHost::portIoIsOpen() { return false; }
+void VirtualHost::portIoClose(bool) {}
+bool VirtualHost::readPort(uint16_t, uint32_t*, uint8_t) { return false; }
+bool VirtualHost::writePort(uint16_t, uint32_t, uint8_t) { return false; }
+bool VirtualHost::readPhysicalDword(uint64_t, uint32_t*) { return false; }
+bool VirtualHost::writePhysicalDword(uint64_t, uint32_t) { return false; }
+
+std::unique_ptr<DeviceApi> createVirtualHost(const std::string& path) {
+    HostDescription description;
+    std::string problem;
+    if (!loadHostDescription(path, &description, &problem)) {
+        logError("[VirtualHost] Cannot load host description %s: %s", path.c_str(), problem.c_str());
+        return nullptr;
+    }
+    auto host = std::make_unique<VirtualHost>(description);
+    if (!host->loadState(&problem)) {
+        logError("[VirtualHost] Cannot load host state %s: %s", description.stateFolder.c_str(), problem.c_str());
+        return nullptr;
+    }
+    return host;
+}
+
+std::unique_ptr<DeviceApi> createUnloadableHost() {
+    return std::make_unique<VirtualHost>(HostDescription(), ERROR_BAD_CONFIGURATION);
+}
+
+}  // namespace vhost
+}  // namespace zel

@@ -1,0 +1,148 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "core/DeviceApi.h"
+#include "core/Win32DeviceApi.h"
+#include "vhost/HostDescription.h"
+#include "vhost/HostState.h"
+#include "vhost/VirtualDisk.h"
+
+namespace zel {
+namespace vhost {
+
+// What the host decoded from the last request's raw bytes, for tests and
+// for the dry-run log.
+struct DecodedRequest {
+    std::string path;
+    uint32_t ioctl = 0;
+    uint32_t inSize = 0;
+    uint32_t outSize = 0;
+    uint8_t pathId = 0;
+    uint8_t targetId = 0;
+    uint8_t lun = 0;
+    uint8_t dataIn = 0;
+    uint32_t transferLength = 0;
+    uint32_t timeout = 0;
+    uint16_t ataFlags = 0;
+    std::string signature;
+    uint32_t controlCode = 0;
+    uint32_t queueId = 0;
+    uint32_t propertyId = 0;
+    uint32_t dataType = 0;
+    uint32_t requestValue = 0;
+    uint32_t requestSubValue = 0;
+    uint32_t protocolDataLength = 0;
+    uint32_t commandSpecific = 0;
+};
+
+// The virtual test host behind the kernel seam. It owns the device paths
+// "\\.\PhysicalDriveN" and "\\.\SCSIN:" (all of them, so a dry run never
+// touches a real disk) and hands out real event handles as tokens; any other
+// path or handle goes to the real Windows calls.
+class VirtualHost : public DeviceApi {
+public:
+    // missingError: what opening a device path that has no disk answers.
+    explicit VirtualHost(const HostDescription& description, DWORD missingError = ERROR_FILE_NOT_FOUND);
+    ~VirtualHost() override;
+
+    // Reads the counters of an earlier run; false with the reason otherwise.
+    bool loadState(std::string* problem);
+
+    HANDLE createFile(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) override;
+    BOOL closeHandle(HANDLE handle) override;
+    BOOL deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inSize, void* out, DWORD outSize,
+                         DWORD* returned, OVERLAPPED* overlapped) override;
+    BOOL readFile(HANDLE handle, void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) override;
+    BOOL writeFile(HANDLE handle, const void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) override;
+    BOOL setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition,
+                          DWORD method) override;
+    BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
+    BOOL flushFileBuffers(HANDLE handle) override;
+
+    DWORD getLogicalDrives() override;
+    bool getVolumeSpace(char letter, VolumeSpace* space) override;
+    std::vector<DeviceRecord> enumerateInterfaces(InterfaceClass interfaceClass) override;
+
+    bool portIoOpen() override;
+    bool portIoIsOpen() override;
+    void portIoClose(bool removeService) override;
+    bool readPort(uint16_t port, uint32_t* value, uint8_t size) override;
+    bool writePort(uint16_t port, uint32_t value, uint8_t size) override;
+    bool readPhysicalDword(uint64_t address, uint32_t* value) override;
+    bool writePhysicalDword(uint64_t address, uint32_t value) override;
+
+    VirtualDisk* disk(int number);
+    const HostDescription& description() const { return description_; }
+    HostState& state() { return state_; }
+    DecodedRequest lastRequest();
+    size_t openHandleCount();
+
+protected:
+    struct OpenHandle {
+        enum class Kind { Drive, Port } kind = Kind::Drive;
+        int disk = -1;  // drives
+        int port = -1;  // ports
+        DWORD access = 0;
+        uint64_t position = 0;
+    };
+
+    OpenHandle* find(HANDLE handle);
+    HANDLE issueHandle(const OpenHandle& entry);
+    std::recursive_mutex& lock() { return lock_; }
+
+private:
+    HANDLE openDrive(int number, DWORD access);
+    HANDLE openPort(int port, DWORD access);
+    BOOL finish(BOOL ok, DWORD bytes, DWORD* done, OVERLAPPED* overlapped);
+    BOOL failWith(DWORD error);
+
+    // Drive IOCTLs (DriveIoctls.cpp).
+    BOOL driveIoctl(OpenHandle& entry, DWORD code, uint8_t* in, DWORD inSize, uint8_t* out, DWORD outSize,
+                    DWORD* returned);
+    BOOL storageQuery(VirtualDisk& disk, const uint8_t* in, DWORD inSize, uint8_t* out, DWORD outSize,
+                      DWORD* returned);
+    BOOL deviceDescriptor(VirtualDisk& disk, uint8_t* out, DWORD outSize, DWORD* returned);
+    BOOL alignmentDescriptor(VirtualDisk& disk, uint8_t* out, DWORD outSize, DWORD* returned);
+    BOOL driveGeometry(VirtualDisk& disk, uint8_t* out, DWORD outSize, DWORD* returned);
+    BOOL scsiAddress(VirtualDisk& disk, uint8_t* out, DWORD outSize, DWORD* returned);
+    BOOL ataPassThrough(VirtualDisk& disk, uint8_t* in, DWORD inSize, uint8_t* out, DWORD outSize, DWORD* returned);
+    BOOL scsiPassThrough(VirtualDisk& disk, uint8_t* in, DWORD inSize, uint8_t* out, DWORD outSize, DWORD* returned);
+
+    // NVMe IOCTLs (NvmeIoctls.cpp).
+    BOOL nvmeQuery(VirtualDisk& disk, const uint8_t* in, DWORD inSize, uint8_t* out, DWORD outSize, DWORD* returned);
+    BOOL nvmeProtocolCommand(VirtualDisk& disk, uint8_t* in, DWORD inSize, uint8_t* out, DWORD outSize,
+                             DWORD* returned);
+    BOOL portIoctl(OpenHandle& entry, DWORD code, uint8_t* in, DWORD inSize, uint8_t* out, DWORD outSize,
+                   DWORD* returned);
+    BOOL nvmeMiniport(int port, uint8_t* block, DWORD size, DWORD* returned);
+    BOOL nvmeIrst(int port, uint8_t* block, DWORD size, DWORD* returned);
+    VirtualDisk* nvmeOnPort(int port, const char* route, int pathId);
+
+    BOOL transfer(OpenHandle& entry, uint8_t* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped, bool write);
+
+    HostDescription description_;
+    HostState state_;
+    std::vector<std::unique_ptr<VirtualDisk>> disks_;
+    std::map<HANDLE, OpenHandle> handles_;
+    Win32DeviceApi passThrough_;
+    DecodedRequest last_;
+    DWORD missingError_;
+    std::recursive_mutex lock_;
+};
+
+// Builds a virtual host from a description file; null with an ERROR line
+// naming the file and the problem when it cannot be loaded.
+std::unique_ptr<DeviceApi> createVirtualHost(const std::string& path);
+
+// The stand-in for a description that could not be loaded: it owns the
+// device paths like any virtual host, has no disks, and every device open
+// fails with ERROR_BAD_CONFIGURATION, so a dry run never reaches real disks.
+std::unique_ptr<DeviceApi> createUnloadableHost();
+
+}  // namespace vhost
+}  // namespace zel
