@@ -151,12 +151,15 @@ DriveInfo DiskBase::toDriveInfo() const {
     return drive;
 }
 
-ErrorCode DiskBase::identify(std::vector<uint8_t>*) { return setLastError(err::kNotSupported), err::kNotSupported; }
-ErrorCode DiskBase::readSmartData(std::vector<uint8_t>*) {
-    return setLastError(err::kNotSupported), err::kNotSupported;
+namespace {
+ErrorCode unsupported() {
+    setLastError(err::kFunctionNotSupported);
+    return err::kFunctionNotSupported;
 }
-ErrorCode DiskBase::getLogPage(uint8_t, uint32_t, std::vector<uint8_t>*) {
-    return setLastError(err::kNotSupported), err::kNotSupported;
-}
+}  // namespace
+
+ErrorCode DiskBase::identify(std::vector<uint8_t>*) { return unsupported(); }
+ErrorCode DiskBase::readSmartData(std::vector<uint8_t>*) { return unsupported(); }
+ErrorCode DiskBase::getLogPage(uint8_t, uint32_t, std::vector<uint8_t>*) { return unsupported(); }
 
 }  // namespace zel

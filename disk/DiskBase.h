@@ -58,8 +58,8 @@ public:
     bool writeInformation(IniFile& ini) const;
     DriveInfo toDriveInfo() const;
 
-    // Device commands need the disk's protocol; they answer 0x20000003 until
-    // the protocol layer is attached.
+    // Device commands of the disk's kind; a kind without them answers
+    // 0x20000008 (function not supported).
     virtual ErrorCode identify(std::vector<uint8_t>* data);
     virtual ErrorCode readSmartData(std::vector<uint8_t>* sector);
     virtual ErrorCode getLogPage(uint8_t logId, uint32_t size, std::vector<uint8_t>* data);

@@ -8,11 +8,20 @@ namespace zel {
 class SataSsd : public DiskBase {
 public:
     using DiskBase::DiskBase;
+    // ATA IDENTIFY DEVICE, 256 words.
+    ErrorCode identify(std::vector<uint8_t>* data) override;
+    // SMART READ DATA, one 512-byte sector.
+    ErrorCode readSmartData(std::vector<uint8_t>* sector) override;
 };
 
 class NvmeSsd : public DiskBase {
 public:
     using DiskBase::DiskBase;
+    // Identify controller (CNS 1), 4096 bytes.
+    ErrorCode identify(std::vector<uint8_t>* data) override;
+    // Identify namespace (CNS 0), 4096 bytes.
+    ErrorCode identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data);
+    ErrorCode getLogPage(uint8_t logId, uint32_t size, std::vector<uint8_t>* data) override;
 };
 
 class Ufd : public DiskBase {

@@ -8,6 +8,7 @@
 #include "disk/DiskProbe.h"
 #include "disk/PciConfig.h"
 #include "disk/PortIoDriver.h"
+#include "protocol/ProtocolRegistry.h"
 
 namespace zel {
 namespace {
@@ -62,7 +63,10 @@ void DiskList::build() {
                                               identity->providerName, processSwitches().nvmeProtocol);
         identity->kind = chosen.kind;
         identity->protocolCode = chosen.protocolCode;
-        disks_.push_back(builderForKind(chosen.kind).build(*identity));
+        std::unique_ptr<DiskBase> disk = builderForKind(chosen.kind).build(*identity);
+        if (chosen.protocolCode != protocol_code::kNone)
+            disk->attachProtocol(std::shared_ptr<IProtocol>(createProtocol(static_cast<uint32_t>(chosen.protocolCode))));
+        disks_.push_back(std::move(disk));
     }
     logDebug("Build disk list done.");
 }

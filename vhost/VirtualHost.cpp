@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/Logger.h"
+#include "vhost/PortIoBench.h"
 
 namespace zel {
 namespace vhost {
@@ -118,6 +119,8 @@ HANDLE VirtualHost::createFile(const char* path, DWORD access, DWORD share, DWOR
         last_.path = path;
         return openPort(number, access);
     }
+    char letter = 0;
+    if (volumeLetter(path, &letter)) return openVolume(letter, access);
     return passThrough_.createFile(path, access, share, disposition, flags);
 }
 
@@ -161,6 +164,8 @@ BOOL VirtualHost::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inS
         ok = failWith(fault->windowsError ? fault->windowsError : ERROR_IO_DEVICE);
     } else if (target && target->faults().match("timeout", -1, 0, 0, code)) {
         ok = failWith(ERROR_SEM_TIMEOUT);
+    } else if (entry->kind == OpenHandle::Kind::Volume) {
+        ok = volumeIoctl(*entry, code, static_cast<uint8_t*>(out), outSize, &bytes);
     } else if (entry->kind == OpenHandle::Kind::Drive) {
         ok = driveIoctl(*entry, code, static_cast<uint8_t*>(in), inSize, static_cast<uint8_t*>(out), outSize, &bytes);
     } else {
@@ -242,25 +247,6 @@ BOOL VirtualHost::flushFileBuffers(HANDLE handle) {
     state_.saveIfChanged();
     return target->image().flush() ? TRUE : failWith(ERROR_WRITE_FAULT);
 }
-
-// Drive letters, device-manager records and the port-I/O driver are not
-// emulated here: the host answers as one without volumes or that driver.
-DWORD VirtualHost::getLogicalDrives() { return 0; }
-
-bool VirtualHost::getVolumeSpace(char, VolumeSpace*) {
-    ::SetLastError(ERROR_PATH_NOT_FOUND);
-    return false;
-}
-
-std::vector<DeviceRecord> VirtualHost::enumerateInterfaces(InterfaceClass) { return {}; }
-
-bool VirtualHost::portIoOpen() { return passThrough_.portIoOpen(); }
-bool VirtualHost::portIoIsOpen() { return false; }
-void VirtualHost::portIoClose(bool) {}
-bool VirtualHost::readPort(uint16_t, uint32_t*, uint8_t) { return false; }
-bool VirtualHost::writePort(uint16_t, uint32_t, uint8_t) { return false; }
-bool VirtualHost::readPhysicalDword(uint64_t, uint32_t*) { return false; }
-bool VirtualHost::writePhysicalDword(uint64_t, uint32_t) { return false; }
 
 std::unique_ptr<DeviceApi> createVirtualHost(const std::string& path) {
     HostDescription description;

@@ -15,6 +15,8 @@
 namespace zel {
 namespace vhost {
 
+class PortIoBench;
+
 // What the host decoded from the last request's raw bytes, for tests and
 // for the dry-run log.
 struct DecodedRequest {
@@ -84,8 +86,9 @@ public:
 
 protected:
     struct OpenHandle {
-        enum class Kind { Drive, Port } kind = Kind::Drive;
+        enum class Kind { Drive, Port, Volume } kind = Kind::Drive;
         int disk = -1;  // drives
+        char letter = 0;  // volumes
         int port = -1;  // ports
         DWORD access = 0;
         uint64_t position = 0;
@@ -132,6 +135,16 @@ private:
     Win32DeviceApi passThrough_;
     DecodedRequest last_;
     DWORD missingError_;
+
+    // Drive letters and volumes (VirtualHostEnumeration.cpp).
+    static bool volumeLetter(const char* path, char* letter);
+    const VolumeDescription* volume(char letter, int* diskNumber);
+    HANDLE openVolume(char letter, DWORD access);
+    BOOL volumeIoctl(OpenHandle& entry, DWORD code, uint8_t* out, DWORD outSize, DWORD* returned);
+
+    // The port-I/O driver (VirtualHostPortIo.cpp).
+    PortIoBench& portIoBench();
+    std::unique_ptr<PortIoBench> portIo_;
     std::recursive_mutex lock_;
 };
 

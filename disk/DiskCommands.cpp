@@ -1,0 +1,88 @@
+// Device commands of the disk classes, sent through each disk's protocol.
+#include "disk/DiskKinds.h"
+
+#include "core/Logger.h"
+#include "protocol/CommandRecords.h"
+#include "protocol/IProtocol.h"
+
+namespace zel {
+namespace {
+
+constexpr uint8_t kAtaIdentify = 0xEC;
+constexpr uint8_t kAtaSmart = 0xB0;
+constexpr uint8_t kSmartReadData = 0xD0;
+constexpr uint64_t kSmartSignature = 0xC24F00;  // LBA mid 0x4F, high 0xC2
+
+constexpr uint8_t kNvmeGetLogPage = 0x02;
+constexpr uint8_t kNvmeIdentify = 0x06;
+constexpr uint32_t kCnsNamespace = 0;
+constexpr uint32_t kCnsController = 1;
+
+ErrorCode noProtocol(const DiskBase& disk) {
+    logError("[DiskBase] Disk %d has no command route", disk.number());
+    setLastError(err::kProtocolNotImplemented);
+    return err::kProtocolNotImplemented;
+}
+
+ErrorCode sendAta(const DiskBase& disk, AtaCommand& command, std::vector<uint8_t>* data) {
+    if (!disk.protocol()) return noProtocol(disk);
+    data->assign(512, 0);
+    command.count = 1;
+    command.flags = ataflags::kDrdyRequired | ataflags::kDataIn;
+    if (disk.protocol()->sendCommand(static_cast<uint32_t>(disk.number()), data->data(), 512, &command)) return 0;
+    return lastError() ? lastError() : err::kAtaErrorStatus;
+}
+
+ErrorCode sendNvmeAdmin(const DiskBase& disk, NvmeCommand& command, std::vector<uint8_t>* data, uint32_t size) {
+    if (!disk.protocol()) return noProtocol(disk);
+    data->assign(size, 0);
+    command.direction = nvmedir::kFromDevice;
+    command.admin = 1;
+    command.diskNumber = static_cast<uint32_t>(disk.number());
+    if (disk.protocol()->sendCommand(command.diskNumber, data->data(), size, &command)) return 0;
+    return lastError() ? lastError() : err::kNvmeFailed;
+}
+
+}  // namespace
+
+ErrorCode SataSsd::identify(std::vector<uint8_t>* data) {
+    AtaCommand command;
+    command.command = kAtaIdentify;
+    return sendAta(*this, command, data);
+}
+
+ErrorCode SataSsd::readSmartData(std::vector<uint8_t>* sector) {
+    AtaCommand command;
+    command.command = kAtaSmart;
+    command.feature = kSmartReadData;
+    command.lba = kSmartSignature;
+    return sendAta(*this, command, sector);
+}
+
+ErrorCode NvmeSsd::identify(std::vector<uint8_t>* data) {
+    NvmeCommand command;
+    command.command[0] = kNvmeIdentify;
+    command.setDword(10, kCnsController);
+    return sendNvmeAdmin(*this, command, data, 4096);
+}
+
+ErrorCode NvmeSsd::identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data) {
+    NvmeCommand command;
+    command.command[0] = kNvmeIdentify;
+    command.setDword(1, nsid);
+    command.setDword(10, kCnsNamespace);
+    return sendNvmeAdmin(*this, command, data, 4096);
+}
+
+// NUMD counts dwords less one, split over CDW10 (low 16 bits) and CDW11.
+ErrorCode NvmeSsd::getLogPage(uint8_t logId, uint32_t size, std::vector<uint8_t>* data) {
+    NvmeCommand command;
+    command.command[0] = kNvmeGetLogPage;
+    command.setDword(1, 0xFFFFFFFF);
+    const uint32_t numd = (size + 3) / 4 - 1;
+    command.setDword(10, uint32_t(logId) | (numd & 0xFFFF) << 16);
+    command.setDword(11, numd >> 16);
+    return sendNvmeAdmin(*this, command, data, size);
+}
+
+}  // namespace zel

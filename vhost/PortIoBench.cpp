@@ -1,0 +1,174 @@
+#include "vhost/PortIoBench.h"
+
+#include <ctime>
+#include <fstream>
+
+#include <nlohmann/json.hpp>
+
+#include "core/TextFormat.h"
+
+namespace zel {
+namespace vhost {
+namespace {
+
+constexpr uint32_t kPmCap = 0x40;
+constexpr uint32_t kPcieCap = 0x70;
+
+uint8_t toBcd(int value) { return static_cast<uint8_t>((value / 10) << 4 | (value % 10)); }
+
+// NVMe controller registers that the tool reads: CAP, VS, CC, CSTS.
+uint32_t controllerRegister(uint32_t offset, uint32_t cc) {
+    switch (offset) {
+        case 0x00: return 0x3C033FFF;  // CAP: MQES 0x3FFF, contiguous queues, 30 s ready time-out
+        case 0x04: return 0x00000020;  // CAP high: NVM command set
+        case 0x08: return 0x00010400;  // VS 1.4
+        case 0x14: return cc;
+        case 0x1C: {
+            const uint32_t ready = cc & 0x1;
+            const uint32_t shutdown = (cc >> 14) & 0x3 ? 0x2u << 2 : 0;  // SHST complete after SHN
+            return ready | shutdown;
+        }
+        default: return 0;
+    }
+}
+
+}  // namespace
+
+bool portIoDriverInstalled(const std::string& descriptionPath) {
+    std::ifstream in(descriptionPath);
+    const nlohmann::json document = nlohmann::json::parse(in, nullptr, false);
+    if (!document.is_object()) return true;
+    return document.value("portIoDriver", true);
+}
+
+PortIoBench::PortIoBench(const HostDescription& host, bool driverInstalled) : host_(host), installed_(driverInstalled) {
+    for (const DiskDescription& disk : host_.disks)
+        if (disk.pci.present && !disk.absent) controllers_.push_back({&disk, 0x00460001, {}});
+}
+
+uint32_t PortIoBench::configDword(const PciDescription& pci, uint64_t bar0, uint32_t offset) {
+    switch (offset) {
+        case 0x00: return uint32_t(pci.deviceId) << 16 | pci.vendorId;
+        case 0x04: return 0x00100006;                    // capability list; memory space, bus master
+        case 0x08: return 0x01080200;                    // NVM Express class code, revision 0
+        case 0x10: return static_cast<uint32_t>(bar0) | 0x4;  // 64-bit memory BAR
+        case 0x14: return static_cast<uint32_t>(bar0 >> 32);
+        case 0x2C: return uint32_t(pci.subsystemId) << 16 | pci.subsystemVendorId;
+        case 0x34: return kPmCap;
+        case kPmCap: return 0x00030000 | kPcieCap << 8 | 0x01;  // PM version 3, next PCIe
+        case kPmCap + 4: return 0x00000008;                   // D0, no soft reset
+        case kPcieCap: return 0x00020000 | 0x10;             // PCIe v2 endpoint, end of list
+        case kPcieCap + 0x04: return 0x00008FC2;             // device capabilities: 512-byte payloads
+        case kPcieCap + 0x08: return 0x00002830;             // device control: 256-byte payload, 512 read
+        case kPcieCap + 0x0C: return uint32_t(pci.maxLinkWidth) << 4 | pci.maxLinkSpeed;
+        case kPcieCap + 0x10: return (uint32_t(pci.linkWidth) << 4 | pci.linkSpeed) << 16;
+        default: return 0;
+    }
+}
+
+PortIoBench::Controller* PortIoBench::controllerAt(uint32_t address) {
+    if (!(address & 0x80000000u)) return nullptr;
+    const uint32_t bus = (address >> 16) & 0xFF, device = (address >> 11) & 0x1F, function = (address >> 8) & 0x7;
+    for (Controller& controller : controllers_) {
+        const PciDescription& pci = controller.disk->pci;
+        if (pci.bus == bus && pci.device == device && pci.function == function) return &controller;
+    }
+    return nullptr;
+}
+
+PortIoBench::Controller* PortIoBench::controllerOwning(uint64_t address, uint32_t* registerOffset) {
+    for (Controller& controller : controllers_) {
+        const uint64_t base = bar0Of(controller.disk->number);
+        if (address >= base && address < base + 0x4000) {
+            *registerOffset = static_cast<uint32_t>(address - base);
+            return &controller;
+        }
+    }
+    return nullptr;
+}
+
+uint8_t PortIoBench::cmosRead(uint8_t index) const {
+    auto written = cmos_.find(index);
+    if (written != cmos_.end()) return written->second;
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_s(&local, &now);
+    switch (index) {
+        case 0x00: return toBcd(local.tm_sec);
+        case 0x02: return toBcd(local.tm_min);
+        case 0x04: return toBcd(local.tm_hour);
+        case 0x06: return toBcd(local.tm_wday + 1);
+        case 0x07: return toBcd(local.tm_mday);
+        case 0x08: return toBcd(local.tm_mon + 1);
+        case 0x09: return toBcd(local.tm_year % 100);
+        case 0x0A: return 0x26;
+        case 0x0B: return 0x02;  // 24-hour, BCD
+        case 0x0D: return 0x80;  // valid RAM and time
+        default: return 0;
+    }
+}
+
+bool PortIoBench::readPort(uint16_t port, uint32_t* value, uint8_t size) {
+    if (!open) return false;
+    const uint32_t mask = size >= 4 ? 0xFFFFFFFFu : (1u << (8 * size)) - 1;
+    if (port == 0xCF8) {
+        *value = configAddress_ & mask;
+    } else if (port >= 0xCFC && port <= 0xCFF) {
+        Controller* controller = controllerAt(configAddress_);
+        uint32_t dword = 0xFFFFFFFF;
+        if (controller) {
+            const uint32_t offset = configAddress_ & 0xFC;
+            auto written = controller->configWrites.find(offset);
+            dword = written != controller->configWrites.end()
+                        ? written->second
+                        : configDword(controller->disk->pci, bar0Of(controller->disk->number), offset);
+        }
+        *value = (dword >> (8 * (port - 0xCFC))) & mask;
+    } else if (port == 0x71) {
+        *value = cmosRead(cmosIndex_ & 0x7F);
+    } else {
+        *value = 0xFFFFFFFF & mask;
+    }
+    return true;
+}
+
+bool PortIoBench::writePort(uint16_t port, uint32_t value, uint8_t size) {
+    if (!open) return false;
+    record(port, value, size);
+    if (port == 0xCF8 && size == 4) {
+        configAddress_ = value;
+    } else if (port == 0xCFC) {
+        if (Controller* controller = controllerAt(configAddress_)) controller->configWrites[configAddress_ & 0xFC] = value;
+    } else if (port == 0x70) {
+        cmosIndex_ = static_cast<uint8_t>(value);
+    } else if (port == 0x71) {
+        cmos_[cmosIndex_ & 0x7F] = static_cast<uint8_t>(value);
+    }
+    return true;
+}
+
+bool PortIoBench::readPhysical(uint64_t address, uint32_t* value) {
+    uint32_t offset = 0;
+    Controller* controller = open ? controllerOwning(address, &offset) : nullptr;
+    if (!controller) return false;
+    *value = controllerRegister(offset, controller->cc);
+    return true;
+}
+
+bool PortIoBench::writePhysical(uint64_t address, uint32_t value) {
+    uint32_t offset = 0;
+    Controller* controller = open ? controllerOwning(address, &offset) : nullptr;
+    if (!controller) return false;
+    if (offset == 0x14) controller->cc = value;
+    return true;
+}
+
+void PortIoBench::record(uint16_t port, uint32_t value, uint8_t size) {
+    writes_.push_back({port, value, size});
+    if (host_.stateFolder.empty()) return;
+    std::ofstream log(host_.stateFolder + "\\port-writes.log", std::ios::app);
+    log << formatText("0x%04X 0x%08X %u\n", port, value, size);
+}
+
+}  // namespace vhost
+}  // namespace zel

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "vhost/HostDescription.h"
+
+namespace zel {
+namespace vhost {
+
+struct PortWrite {
+    uint16_t port = 0;
+    uint32_t value = 0;
+    uint8_t size = 0;
+};
+
+// The port-I/O driver of the virtual host: PCI configuration space of each
+// NVMe controller through 0xCF8/0xCFC, the controllers' BAR0 registers in
+// physical memory, the CMOS/RTC behind 0x70/0x71, and a record of every
+// port write (kept in memory and appended to "port-writes.log" in the state
+// folder so that later runs and tests can read it).
+class PortIoBench {
+public:
+    PortIoBench(const HostDescription& host, bool driverInstalled);
+
+    bool driverInstalled() const { return installed_; }
+    bool open = false;
+
+    bool readPort(uint16_t port, uint32_t* value, uint8_t size);
+    bool writePort(uint16_t port, uint32_t value, uint8_t size);
+    bool readPhysical(uint64_t address, uint32_t* value);
+    bool writePhysical(uint64_t address, uint32_t value);
+
+    const std::vector<PortWrite>& writes() const { return writes_; }
+
+    // Configuration dword of a controller at an offset (tests, docs).
+    static uint32_t configDword(const PciDescription& pci, uint64_t bar0, uint32_t offset);
+    // Where a disk's controller registers sit in physical memory.
+    static uint64_t bar0Of(int diskNumber) { return 0xC0000000ull + 0x100000ull * static_cast<unsigned>(diskNumber); }
+
+private:
+    struct Controller {
+        const DiskDescription* disk;
+        uint32_t cc = 0x00460001;
+        std::map<uint32_t, uint32_t> configWrites;
+    };
+
+    Controller* controllerAt(uint32_t configAddress);
+    Controller* controllerOwning(uint64_t address, uint32_t* registerOffset);
+    uint8_t cmosRead(uint8_t index) const;
+    void record(uint16_t port, uint32_t value, uint8_t size);
+
+    const HostDescription& host_;
+    bool installed_;
+    std::vector<Controller> controllers_;
+    uint32_t configAddress_ = 0;
+    uint8_t cmosIndex_ = 0;
+    std::map<uint8_t, uint8_t> cmos_;
+    std::vector<PortWrite> writes_;
+};
+
+// Reads "portIoDriver" (default true) from a host description file.
+bool portIoDriverInstalled(const std::string& descriptionPath);
+
+}  // namespace vhost
+}  // namespace zel
