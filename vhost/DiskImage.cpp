@@ -1,6 +1,7 @@
 #include "vhost/DiskImage.h"
 
 #include <cstring>
+#include <filesystem>
 #include <vector>
 
 namespace zel {
@@ -10,6 +11,8 @@ DiskImage::DiskImage(std::string path, uint64_t capacity) : path_(std::move(path
 
 bool DiskImage::open() {
     if (file_.is_open()) return true;
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), error);
     file_.open(path_, std::ios::in | std::ios::out | std::ios::binary);
     if (!file_.is_open()) {
         std::ofstream create(path_, std::ios::binary | std::ios::app);

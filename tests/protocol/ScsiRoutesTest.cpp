@@ -1,0 +1,188 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstring>
+#include <vector>
+
+#include "core/ErrorCodes.h"
+#include "protocol/CommandRecords.h"
+#include "protocol/ProtocolRegistry.h"
+#include "protocol/ScsiProtocol.h"
+#include "tests/support/InstalledHost.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TestHosts.h"
+#include "vhost/AtaDevice.h"
+#include "vhost/ScsiTarget.h"
+
+using namespace zel;
+using zeltest::InstalledHost;
+using zeltest::LogCapture;
+
+namespace {
+
+ScsiCommand cdbOf(std::initializer_list<uint8_t> bytes, uint8_t direction) {
+    ScsiCommand command;
+    command.cdbLength = static_cast<uint8_t>(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), command.cdb);
+    command.direction = direction;
+    return command;
+}
+
+uint32_t bigEndian32(const uint8_t* at) { return uint32_t(at[0]) << 24 | at[1] << 16 | at[2] << 8 | at[3]; }
+
+std::vector<uint8_t> satCdb(vhost::VirtualHost& host, int disk) { return host.disk(disk)->scsi()->lastCdb(); }
+
+}  // namespace
+
+TEST(ScsiProtocol, InquiryCapacityAndMediaAccess) {
+    InstalledHost installed(zeltest::routeHost());
+    LogCapture log;
+    auto route = createProtocol(protocolcode::kScsi);
+    std::vector<uint8_t> data(96);
+
+    ScsiCommand inquiry = cdbOf({0x12, 0, 0, 0, 96, 0}, scsidir::kIn);
+    ASSERT_TRUE(route->sendCommand(5u, data.data(), 96, &inquiry));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(&data[8]), 8), "Stick   ");
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(&data[16]), 16), "USB DISK        ");
+    EXPECT_EQ(inquiry.timeout, 30u);
+    EXPECT_EQ(inquiry.scsiStatus, 0);
+    vhost::DecodedRequest request = installed.host().lastRequest();
+    EXPECT_EQ(request.ioctl, 0x4D014u);
+    EXPECT_EQ(request.inSize, 92u);
+    EXPECT_EQ(request.targetId, 1) << "the route sends TargetId 1";
+    EXPECT_EQ(request.dataIn, 1);
+    EXPECT_EQ(request.timeout, 30u);
+    EXPECT_TRUE(log.contains("DEBUG    [ScsiProtocol] Send CDB(6): 12 00 00 00 60 00 00 00 00 00 00 00 00 00 00 00, "
+                             "dataSize=96\n"));
+
+    ScsiCommand capacity = cdbOf({0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, scsidir::kIn);
+    ASSERT_TRUE(route->sendCommand(5u, data.data(), 8, &capacity));
+    EXPECT_EQ(bigEndian32(&data[0]), 65535u) << "last LBA";
+    EXPECT_EQ(bigEndian32(&data[4]), 512u);
+    ScsiCommand capacity16 = cdbOf({0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0}, scsidir::kIn);
+    ASSERT_TRUE(route->sendCommand(5u, data.data(), 32, &capacity16));
+    EXPECT_EQ(bigEndian32(&data[4]), 65535u);
+
+    std::vector<uint8_t> out(1024), in(1024);
+    for (size_t i = 0; i < out.size(); ++i) out[i] = static_cast<uint8_t>(i * 13 + 1);
+    ScsiCommand write10 = cdbOf({0x2A, 0, 0, 0, 0x01, 0x00, 0, 0, 2, 0}, scsidir::kOut);
+    ASSERT_TRUE(route->sendCommand(5u, out.data(), 1024, &write10));
+    ScsiCommand read16 = cdbOf({0x88, 0, 0, 0, 0, 0, 0, 0, 0x01, 0x00, 0, 0, 0, 2, 0, 0}, scsidir::kIn);
+    ASSERT_TRUE(route->sendCommand(5u, in.data(), 1024, &read16));
+    EXPECT_EQ(in, out);
+    ScsiCommand sync = cdbOf({0x35, 0, 0, 0, 0, 0, 0, 0, 0, 0}, scsidir::kUnspecified);
+    EXPECT_TRUE(route->sendCommand(5u, nullptr, 0, &sync));
+}
+
+TEST(ScsiProtocol, CheckConditionIsStatusTwoAndADebugLine) {
+    InstalledHost installed(zeltest::routeHost());
+    LogCapture log;
+    std::vector<uint8_t> data(512);
+    ScsiCommand unsupported = cdbOf({0xA1, 0x08, 0x0E, 0, 1, 0, 0, 0, 0xA0, 0xEC, 0, 0}, scsidir::kIn);
+    SetLastError(1234);
+    EXPECT_FALSE(createProtocol(protocolcode::kScsi)->sendCommand(5u, data.data(), 512, &unsupported))
+        << "a stick without a SAT bridge rejects ATA PASS-THROUGH";
+    EXPECT_EQ(unsupported.scsiStatus, 2);
+    EXPECT_EQ(lastError(), 0u) << "the IOCTL itself succeeded";
+    EXPECT_TRUE(log.contains("DEBUG    command fail... nRead("));
+    EXPECT_TRUE(log.contains("), Sptd.Length(56), Sptd.ScsiStatus=2\n"));
+    EXPECT_FALSE(log.contains("WARNING"));
+}
+
+TEST(ScsiProtocol, ShortCdbIsLoggedWithAllSixteenBytesOnTheConsole) {
+    InstalledHost installed(zeltest::routeHost());
+    zeltest::ConsoleCapture console;
+    ScsiCommand testUnitReady = cdbOf({0, 0, 0, 0, 0, 0}, scsidir::kUnspecified);
+    EXPECT_TRUE(ScsiProtocol().sendCommand(5u, nullptr, 0, &testUnitReady));
+    EXPECT_EQ(console.text(), "[ScsiProtocol] Send CDB(6): 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00, "
+                              "dataSize=0\n");
+}
+
+TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
+    InstalledHost installed(zeltest::routeHost());
+    LogCapture log;
+    auto route = createProtocol(protocolcode::kAtaOverUsb);
+    std::vector<uint8_t> sector(512);
+    AtaCommand identify;
+    identify.count = 1;
+    identify.device = 0xA0;
+    identify.command = 0xEC;
+    identify.flags = ataflags::kDataIn;
+    ASSERT_TRUE(route->sendCommand(4u, sector.data(), 512, &identify));
+    EXPECT_EQ(satCdb(installed.host(), 4),
+              (std::vector<uint8_t>{0xA1, 0x08, 0x0E, 0x00, 0x01, 0x00, 0x00, 0x00, 0xA0, 0xEC, 0x00, 0x00}));
+    EXPECT_EQ(installed.host().lastRequest().dataIn, 1);
+    EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().command, 0xEC);
+    EXPECT_EQ(sector[2 * 27 + 1], 'S') << "model \"SATA Enclosure\" starts in word 27, high byte first";
+    EXPECT_EQ(sector[2 * 27], 'A');
+    EXPECT_EQ(identify.command, 0xEC) << "no registers come back on this route";
+    EXPECT_TRUE(log.contains("[ScsiProtocol] Send CDB(12): A1 08 0E 00 01 00 00 00 A0 EC 00 00 00 00 00 00, "
+                             "dataSize=512"));
+
+    std::vector<uint8_t> data(1024, 0x5C), back(1024);
+    AtaCommand writeExt;
+    writeExt.count = 2;
+    writeExt.lba = 0x10203;
+    writeExt.device = 0x40;
+    writeExt.command = 0x35;
+    writeExt.flags = ataflags::kDataOut | ataflags::k48Bit | ataflags::kDma;
+    ASSERT_TRUE(route->sendCommand(4u, data.data(), 1024, &writeExt));
+    AtaCommand readExt = writeExt;
+    readExt.command = 0x25;
+    readExt.flags = ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma;
+    ASSERT_TRUE(route->sendCommand(4u, back.data(), 1024, &readExt));
+    EXPECT_EQ(back, data);
+    const std::vector<uint8_t> cdb = satCdb(installed.host(), 4);
+    ASSERT_EQ(cdb.size(), 16u);
+    EXPECT_EQ(cdb[0], 0x85);
+    EXPECT_EQ(cdb[1], 0x15);
+    EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().lba, 0x10203u);
+    EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().count, 2);
+
+    AtaCommand flushExt;
+    flushExt.command = 0xEA;
+    flushExt.device = 0x40;
+    flushExt.flags = ataflags::k48Bit;
+    ASSERT_TRUE(route->sendCommand(4u, nullptr, 0, &flushExt));
+    EXPECT_EQ(satCdb(installed.host(), 4)[1], 0x01) << "protocol 0 with EXTEND for a non-data command";
+    EXPECT_EQ(satCdb(installed.host(), 4)[2], 0x00);
+    EXPECT_EQ(installed.host().lastRequest().dataIn, 0);
+}
+
+TEST(AtaProtocolOverUsb, StrictBridgeTakesProtocolZeroAsAReset) {
+    InstalledHost installed(zeltest::routeHost(R"("satStrict": true)", 4));
+    auto route = createProtocol(protocolcode::kAtaOverUsb);
+    AtaCommand flush;
+    flush.command = 0xE7;
+    flush.device = 0xA0;
+    const unsigned before = installed.host().disk(4)->ata()->commandCount();
+    EXPECT_TRUE(route->sendCommand(4u, nullptr, 0, &flush));
+    EXPECT_EQ(installed.host().disk(4)->ata()->commandCount(), before) << "the flush never reached the drive";
+}
+
+TEST(AtaProtocolOverUsb, AtaErrorBehindTheBridgeIsACheckCondition) {
+    InstalledHost installed(zeltest::routeHost(R"("faults": [{"kind": "ata_error", "opcode": "0xEC"}])", 4));
+    std::vector<uint8_t> sector(512);
+    AtaCommand identify;
+    identify.count = 1;
+    identify.command = 0xEC;
+    identify.flags = ataflags::kDataIn;
+    EXPECT_FALSE(createProtocol(protocolcode::kAtaOverUsb)->sendCommand(4u, sector.data(), 512, &identify));
+    EXPECT_EQ(identify.command, 0xEC) << "the ATA status is not read back over USB";
+}
+
+TEST(ScsiProtocol, InjectedCheckConditionAndIoctlFailure) {
+    InstalledHost installed(zeltest::routeHost(
+        R"("faults": [{"kind": "scsi_check", "opcode": "0x28", "senseKey": 3, "asc": "0x11"},
+                      {"kind": "ioctl_error", "ioctl": "0x4D014", "windowsError": 121, "times": 1}])",
+        5));
+    auto route = createProtocol(protocolcode::kScsi);
+    std::vector<uint8_t> data(512);
+    ScsiCommand inquiry = cdbOf({0x12, 0, 0, 0, 36, 0}, scsidir::kIn);
+    EXPECT_FALSE(route->sendCommand(5u, data.data(), 36, &inquiry));
+    EXPECT_EQ(lastError(), 121u);
+    EXPECT_TRUE(route->sendCommand(5u, data.data(), 36, &inquiry)) << "the IOCTL fault fired once";
+    ScsiCommand read10 = cdbOf({0x28, 0, 0, 0, 0, 0, 0, 0, 1, 0}, scsidir::kIn);
+    EXPECT_FALSE(route->sendCommand(5u, data.data(), 512, &read10));
+    EXPECT_EQ(read10.scsiStatus, 2);
+}
