@@ -1,6 +1,7 @@
 #include "vhost/PortIoBench.h"
 
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 
 #include <nlohmann/json.hpp>
@@ -91,8 +92,7 @@ uint8_t PortIoBench::cmosRead(uint8_t index) const {
     auto written = cmos_.find(index);
     if (written != cmos_.end()) return written->second;
     const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_s(&local, &now);
+    const std::tm local = *std::localtime(&now);  // callers hold the host's lock
     switch (index) {
         case 0x00: return toBcd(local.tm_sec);
         case 0x02: return toBcd(local.tm_min);
@@ -166,6 +166,8 @@ bool PortIoBench::writePhysical(uint64_t address, uint32_t value) {
 void PortIoBench::record(uint16_t port, uint32_t value, uint8_t size) {
     writes_.push_back({port, value, size});
     if (host_.stateFolder.empty()) return;
+    std::error_code ignored;
+    std::filesystem::create_directories(host_.stateFolder, ignored);
     std::ofstream log(host_.stateFolder + "\\port-writes.log", std::ios::app);
     log << formatText("0x%04X 0x%08X %u\n", port, value, size);
 }

@@ -1,0 +1,168 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "disk/DiskKinds.h"
+#include "disk/DiskList.h"
+#include "disk/PortIoDriver.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/InstalledHost.h"
+#include "tests/support/TestHosts.h"
+#include "vhost/PortIoBench.h"
+
+namespace {
+
+class DiskOnVirtualHost : public ::testing::Test {
+protected:
+    void SetUp() override { reset(); }
+    void TearDown() override { reset(); }
+    static void reset() {
+        zel::DiskList::instance().reset();
+        zel::DiskList::instance().useConfiguration({});
+        zel::PortIoDriver::instance().closeAndRemove();
+    }
+};
+
+// ATA strings are stored with the bytes of each word swapped.
+std::string ataString(const std::vector<uint8_t>& data, size_t firstWord, size_t words) {
+    std::string text;
+    for (size_t w = firstWord; w < firstWord + words; ++w) {
+        text.push_back(static_cast<char>(data[2 * w + 1]));
+        text.push_back(static_cast<char>(data[2 * w]));
+    }
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+TEST_F(DiskOnVirtualHost, DeviceCommandsThroughEachDisksProtocol) {
+    zeltest::InstalledHost installed(zeltest::routeHost());
+    zel::DiskList& list = zel::DiskList::instance().get(false);
+    ASSERT_EQ(list.disks().size(), 6u);
+
+    auto* sata = dynamic_cast<zel::SataSsd*>(list.findDisk(0, "", "", ""));
+    ASSERT_NE(sata, nullptr);
+    std::vector<uint8_t> identify;
+    ASSERT_EQ(sata->identify(&identify), 0u);
+    ASSERT_EQ(identify.size(), 512u);
+    EXPECT_EQ(ataString(identify, 27, 20), "Test SATA SSD");
+    std::vector<uint8_t> smart;
+    ASSERT_EQ(sata->readSmartData(&smart), 0u);
+    // Attribute table from byte 2, 12 bytes per entry; id 5 carries raw value 7.
+    EXPECT_EQ(smart[2], 5);
+    EXPECT_EQ(smart[2 + 5], 7);
+
+    for (int number : {1, 2, 3}) {
+        auto* nvme = dynamic_cast<zel::NvmeSsd*>(list.findDisk(number, "", "", ""));
+        ASSERT_NE(nvme, nullptr);
+        std::vector<uint8_t> controller;
+        ASSERT_EQ(nvme->identify(&controller), 0u) << number;
+        ASSERT_EQ(controller.size(), 4096u);
+        const std::string model(reinterpret_cast<const char*>(&controller[24]), 40);
+        EXPECT_EQ(model.substr(0, model.find_last_not_of(' ') + 1), nvme->model());
+        std::vector<uint8_t> health;
+        ASSERT_EQ(nvme->getLogPage(0x02, 512, &health), 0u) << number;
+        const uint16_t kelvin = static_cast<uint16_t>(health[1] | health[2] << 8);
+        EXPECT_GT(kelvin, 273) << number;
+        std::vector<uint8_t> ns;
+        ASSERT_EQ(nvme->identifyNamespace(1, &ns), 0u);
+        uint64_t size = 0;
+        std::memcpy(&size, ns.data(), 8);
+        EXPECT_EQ(size, 131072u);
+    }
+    // A USB stick has no IDENTIFY of its own.
+    std::vector<uint8_t> none;
+    EXPECT_EQ(list.findDisk(5, "", "", "")->identify(&none), 0x20000008u);
+}
+
+TEST_F(DiskOnVirtualHost, EmulatedPortIoDriver) {
+    zeltest::InstalledHost installed(zeltest::routeHost());
+    zel::PortIoDriver& driver = zel::PortIoDriver::instance();
+    ASSERT_TRUE(driver.open());
+
+    // Controller of disk 1 sits at bus 1 device 0 function 0 unless told.
+    uint32_t ids = 0;
+    ASSERT_TRUE(driver.readPciConfig(1, 0, 0, 0, &ids));
+    EXPECT_EQ(ids, 0x01011AB2u);
+    uint32_t nothing = 0;
+    ASSERT_TRUE(driver.readPciConfig(9, 9, 1, 0, &nothing));
+    EXPECT_EQ(nothing, 0xFFFFFFFFu);
+
+    // BAR0 registers: CC.EN shows as CSTS.RDY, a shutdown request completes.
+    uint32_t bar0 = 0;
+    ASSERT_TRUE(driver.readPciConfig(1, 0, 0, 0x10, &bar0));
+    const uint64_t base = bar0 & ~0xFu;
+    uint32_t csts = 0, vs = 0;
+    ASSERT_TRUE(driver.readPhysicalDword(base + 0x08, &vs));
+    EXPECT_EQ(vs, 0x00010400u);
+    ASSERT_TRUE(driver.readPhysicalDword(base + 0x1C, &csts));
+    EXPECT_EQ(csts & 0x1, 1u);
+    ASSERT_TRUE(driver.writePhysicalDword(base + 0x14, 0x00464001));  // SHN normal
+    ASSERT_TRUE(driver.readPhysicalDword(base + 0x1C, &csts));
+    EXPECT_EQ((csts >> 2) & 0x3, 2u);
+    EXPECT_FALSE(driver.readPhysicalDword(0x1000, &csts));
+
+    // CMOS through 0x70/0x71; every write is recorded in the state folder.
+    ASSERT_TRUE(driver.writePort(0x70, 0x0B, 1));
+    uint32_t statusB = 0;
+    ASSERT_TRUE(driver.readPort(0x71, &statusB, 1));
+    EXPECT_EQ(statusB, 0x02u);
+    ASSERT_TRUE(driver.writePort(0x70, 0x05, 1));
+    ASSERT_TRUE(driver.writePort(0x71, 0x30, 1));
+    ASSERT_TRUE(driver.writePort(0x70, 0x05, 1));
+    uint32_t alarm = 0;
+    ASSERT_TRUE(driver.readPort(0x71, &alarm, 1));
+    EXPECT_EQ(alarm, 0x30u);
+    const std::string record = zeltest::readFile(installed.stateFile("port-writes.log"));
+    EXPECT_NE(record.find("0x0071 0x00000030 1"), std::string::npos) << record;
+    EXPECT_NE(record.find("0x0CF8 0x80010000 4"), std::string::npos) << record;
+
+    driver.closeAndRemove();
+    EXPECT_FALSE(driver.isOpen());
+    EXPECT_FALSE(driver.readPort(0x71, &alarm, 1));
+}
+
+TEST_F(DiskOnVirtualHost, ConfigurationSpaceLayout) {
+    zel::vhost::PciDescription pci;
+    pci.vendorId = 0x1234;
+    pci.deviceId = 0xABCD;
+    pci.linkSpeed = 2;
+    pci.linkWidth = 8;
+    // Decoded here by hand: header, capability chain, link status.
+    auto dword = [&](uint32_t offset) { return zel::vhost::PortIoBench::configDword(pci, 0xC0000000, offset); };
+    EXPECT_EQ(dword(0x00), 0xABCD1234u);
+    EXPECT_TRUE(dword(0x04) & (1u << 20));
+    EXPECT_EQ(dword(0x08) >> 8, 0x010802u);
+    const uint32_t pm = dword(0x34) & 0xFF;
+    EXPECT_EQ(dword(pm) & 0xFF, 0x01u);
+    const uint32_t pcie = (dword(pm) >> 8) & 0xFF;
+    EXPECT_EQ(dword(pcie) & 0xFF, 0x10u);
+    EXPECT_EQ((dword(pcie) >> 8) & 0xFF, 0u);
+    const uint32_t linkStatus = dword(pcie + 0x10) >> 16;
+    EXPECT_EQ(linkStatus & 0xF, 2u);
+    EXPECT_EQ((linkStatus >> 4) & 0x3F, 8u);
+}
+
+TEST_F(DiskOnVirtualHost, LettersAndRecordsOfTheHost) {
+    zeltest::InstalledHost installed(zeltest::routeHost(
+        R"("volumes": [{"letter": "d", "totalBytes": 100, "freeBytes": 50}, {"letter": "K", "totalBytes": 7}])", 3));
+    zel::DeviceApi& api = zel::deviceApi();
+    EXPECT_EQ(api.getLogicalDrives(), (1u << 3) | (1u << 10));
+    zel::VolumeSpace space;
+    ASSERT_TRUE(api.getVolumeSpace('D', &space));
+    EXPECT_EQ(space.total, 100u);
+    EXPECT_EQ(space.free, 50u);
+    EXPECT_FALSE(api.getVolumeSpace('E', &space));
+
+    zel::DiskList& list = zel::DiskList::instance().get(true);
+    const zel::DiskBase* disk = list.findDisk(3, "", "", "");
+    ASSERT_NE(disk, nullptr);
+    ASSERT_EQ(disk->driveLetters().size(), 2u);
+    EXPECT_EQ(disk->driveLetters()[1].letter, 'K');
+    EXPECT_EQ(disk->identity().providerName, "Other Vendor");
+    EXPECT_EQ(disk->protocolType(), 7);
+    EXPECT_EQ(list.findDisk(1, "", "", "")->protocolType(), 6);
+    EXPECT_EQ(list.findDisk(2, "", "", "")->protocolType(), 8);
+    ASSERT_TRUE(list.findDisk(1, "", "", "")->pcieInfo().has_value());
+    EXPECT_EQ(list.findDisk(1, "", "", "")->pcieInfo()->vendorId, 0x1AB2u);
+}
+
+}  // namespace
