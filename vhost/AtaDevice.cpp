@@ -41,25 +41,25 @@ uint32_t AtaDevice::execute(AtaTaskFile& taskFile, uint8_t* data, uint32_t size)
         return fail(taskFile, fault->ataStatus, fault->ataError);
     switch (taskFile.command) {
         case 0xEC: {
-            if (size < 512) return fail(taskFile, atastatus::kDrdy, atastatus::kAbort);
+            if (size < 512) return fail(taskFile, atastatus::kGood, atastatus::kAbort);
             const auto words = ataIdentifyWords(disk_.description());
             std::memcpy(data, words.data(), 512);
             return 512;
         }
         case 0xB0: return smart(taskFile, data, size);
         case 0xE7:
-        case 0xEA: return disk_.image().flush() ? 0 : fail(taskFile, atastatus::kDrdy, atastatus::kAbort);
+        case 0xEA: return disk_.image().flush() ? 0 : fail(taskFile, atastatus::kGood, atastatus::kAbort);
         case 0x06: return trim(taskFile, data, size);
         default: break;
     }
     if (isRead(taskFile.command)) return readWrite(taskFile, data, size, false);
     if (isWrite(taskFile.command)) return readWrite(taskFile, data, size, true);
-    return fail(taskFile, atastatus::kDrdy, atastatus::kAbort);
+    return fail(taskFile, atastatus::kGood, atastatus::kAbort);
 }
 
 uint32_t AtaDevice::smart(AtaTaskFile& taskFile, uint8_t* data, uint32_t size) {
     const uint32_t signature = static_cast<uint32_t>(taskFile.lba >> 8) & 0xFFFF;
-    if (signature != 0xC24F) return fail(taskFile, atastatus::kDrdy, atastatus::kAbort);
+    if (signature != 0xC24F) return fail(taskFile, atastatus::kGood, atastatus::kAbort);
     const DiskDescription& description = disk_.description();
     std::vector<uint8_t> sector;
     switch (taskFile.feature & 0xFF) {
@@ -71,9 +71,9 @@ uint32_t AtaDevice::smart(AtaTaskFile& taskFile, uint8_t* data, uint32_t size) {
             if (ataSmartThresholdExceeded(description))
                 taskFile.lba = (taskFile.lba & ~0xFFFF00ull) | (0x2CF4ull << 8);
             return 0;
-        default: return fail(taskFile, atastatus::kDrdy, atastatus::kAbort);
+        default: return fail(taskFile, atastatus::kGood, atastatus::kAbort);
     }
-    if (size < 512) return fail(taskFile, atastatus::kDrdy, atastatus::kAbort);
+    if (size < 512) return fail(taskFile, atastatus::kGood, atastatus::kAbort);
     std::memcpy(data, sector.data(), 512);
     return 512;
 }
@@ -82,24 +82,24 @@ uint32_t AtaDevice::readWrite(AtaTaskFile& taskFile, uint8_t* data, uint32_t siz
     const uint64_t sectorSize = disk_.description().logicalSectorSize;
     const uint64_t lba = lbaOf(taskFile);
     const uint64_t bytes = sectorCountOf(taskFile) * sectorSize;
-    if (bytes > size) return fail(taskFile, atastatus::kDrdy, atastatus::kAbort);
+    if (bytes > size) return fail(taskFile, atastatus::kGood, atastatus::kAbort);
     if (lba * sectorSize + bytes > disk_.description().capacityBytes)
-        return fail(taskFile, atastatus::kDrdy, 0x10);  // IDNF
+        return fail(taskFile, atastatus::kGood, 0x10);  // IDNF
     const VirtualDisk::MediaResult result =
         write ? disk_.writeMedia(lba * sectorSize, data, bytes) : disk_.readMedia(lba * sectorSize, data, bytes);
     switch (result) {
         case VirtualDisk::MediaResult::Ok: return static_cast<uint32_t>(bytes);
-        case VirtualDisk::MediaResult::MediaError: return fail(taskFile, atastatus::kDrdy, atastatus::kUnc);
+        case VirtualDisk::MediaResult::MediaError: return fail(taskFile, atastatus::kGood, atastatus::kUnc);
         case VirtualDisk::MediaResult::CrcError:
-            return fail(taskFile, atastatus::kDrdy, atastatus::kIcrc | atastatus::kAbort);
-        default: return fail(taskFile, atastatus::kDrdy, 0x10);
+            return fail(taskFile, atastatus::kGood, atastatus::kIcrc | atastatus::kAbort);
+        default: return fail(taskFile, atastatus::kGood, 0x10);
     }
 }
 
 // DATA SET MANAGEMENT with the TRIM bit: 8-byte range entries, LBA in bits
 // 47..0 and a sector count in bits 63..48.
 uint32_t AtaDevice::trim(AtaTaskFile& taskFile, const uint8_t* data, uint32_t size) {
-    if (!(taskFile.feature & 0x01)) return fail(taskFile, atastatus::kDrdy, atastatus::kAbort);
+    if (!(taskFile.feature & 0x01)) return fail(taskFile, atastatus::kGood, atastatus::kAbort);
     const uint64_t sectorSize = disk_.description().logicalSectorSize;
     const uint32_t blocks = sectorCountOf(taskFile);
     const uint32_t bytes = blocks * 512 < size ? blocks * 512 : size;
@@ -109,7 +109,7 @@ uint32_t AtaDevice::trim(AtaTaskFile& taskFile, const uint8_t* data, uint32_t si
         const uint64_t lba = entry & 0xFFFFFFFFFFFFull, count = entry >> 48;
         if (count == 0) continue;
         if (!disk_.image().discard(lba * sectorSize, count * sectorSize))
-            return fail(taskFile, atastatus::kDrdy, atastatus::kAbort);
+            return fail(taskFile, atastatus::kGood, atastatus::kAbort);
     }
     return bytes;
 }

@@ -29,8 +29,11 @@ uint64_t DiskImage::fileSize() {
 }
 
 bool DiskImage::read(uint64_t offset, void* data, uint64_t size) {
-    if (offset + size > capacity_ || !open()) return false;
+    if (offset + size > capacity_) return false;
     std::memset(data, 0, size);
+    std::error_code error;
+    if (!file_.is_open() && !std::filesystem::exists(path_, error)) return true;  // nothing written yet
+    if (!open()) return false;
     const uint64_t stored = fileSize();
     if (offset >= stored) return true;
     const uint64_t available = stored - offset < size ? stored - offset : size;

@@ -24,7 +24,7 @@ struct DiskCounters {
 
     uint64_t powerOnHours(int64_t now) const;
     // NVMe data units: thousands of 512-byte units, rounded up.
-    static uint64_t dataUnits(uint64_t bytes) { return (bytes / 512 + 999) / 1000; }
+    static uint64_t dataUnits(uint64_t bytes) { return ((bytes + 511) / 512 + 999) / 1000; }
 };
 
 // The state folder beside a description: counters.json and one sparse

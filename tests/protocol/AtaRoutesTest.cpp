@@ -68,8 +68,8 @@ TEST(AtaProtocolOverAta, IdentifyAndSmartReachTheDrive) {
     ASSERT_TRUE(route->sendCommand(0u, sector.data(), 512, &identify));
     EXPECT_EQ(ataString(sector.data(), 27, 20), "Test SATA SSD");
     EXPECT_EQ(ataString(sector.data(), 10, 10), "SATA0001");
-    EXPECT_EQ(identify.timeout, 8u) << "timeout 0 becomes 8 in the record";
-    EXPECT_EQ(identify.command, 0x50) << "STATUS register read back";
+    EXPECT_EQ(+identify.timeout, 8u) << "timeout 0 becomes 8 in the record";
+    EXPECT_EQ(+identify.command, 0x50) << "STATUS register read back";
     const vhost::DecodedRequest request = installed.host().lastRequest();
     EXPECT_EQ(request.ioctl, 0x4D030u);
     EXPECT_EQ(request.inSize, 48u);
@@ -122,7 +122,7 @@ TEST(AtaProtocolOverAta, TaskFileOf28And48BitCommands) {
     EXPECT_EQ(installed.host().lastRequest().ataFlags, 0x1B);
 
     AtaCommand wide = readDmaExt;
-    EXPECT_EQ(wide.command, 0x50) << "the record now holds the STATUS register";
+    EXPECT_EQ(+wide.command, 0x50) << "the record now holds the STATUS register";
     wide.command = 0x25;
     wide.lba = 0x123456789ABCull;
     wide.feature = 0xAB12;
@@ -173,7 +173,7 @@ TEST(AtaProtocolOverAta, FailuresAndTheirCodes) {
     EXPECT_FALSE(route->sendCommand(0u, sector.data(), 512, &smart));
     EXPECT_EQ(lastError(), err::kAtaErrorStatus);
     EXPECT_EQ(GetLastError(), err::kAtaErrorStatus);
-    EXPECT_EQ(smart.command, 0x51);
+    EXPECT_EQ(+smart.command, 0x51);
     EXPECT_EQ(smart.feature & 0xFF, 0x04) << "ERROR register in the low byte";
     EXPECT_TRUE(log.contains("WARNING  [AtaProtocolOverAta] Err, Status=51h\n"));
 

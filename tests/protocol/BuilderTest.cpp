@@ -69,7 +69,7 @@ TEST(SatCommandBuilder, PassThroughCdbs) {
     ScsiCommand scsi = buildSatCommand(identify);
     EXPECT_EQ(cdbOf(scsi), (std::vector<uint8_t>{0xA1, 0x08, 0x0E, 0x00, 0x01, 0x00, 0x00, 0x00, 0xA0, 0xEC, 0, 0}));
     EXPECT_EQ(scsi.direction, 1);
-    EXPECT_EQ(scsi.timeout, 0u) << "0 stays 0 for the SCSI route to replace";
+    EXPECT_EQ(+scsi.timeout, 0u) << "0 stays 0 for the SCSI route to replace";
 
     AtaCommand readDmaExt = ata(0x25, ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma, 0x123456789ABCull, 0x40);
     readDmaExt.feature = 0xAB12;
@@ -78,7 +78,7 @@ TEST(SatCommandBuilder, PassThroughCdbs) {
     scsi = buildSatCommand(readDmaExt);
     EXPECT_EQ(cdbOf(scsi), (std::vector<uint8_t>{0x85, 0x15, 0x0E, 0xAB, 0x12, 0x01, 0x02, 0x56, 0xBC, 0x34, 0x9A,
                                                  0x12, 0x78, 0x40, 0x25, 0x00}));
-    EXPECT_EQ(scsi.timeout, 12u);
+    EXPECT_EQ(+scsi.timeout, 12u);
 
     AtaCommand write = ata(0x30, ataflags::kDataOut, 0x0ABCDEF1, 0xE0);
     scsi = buildSatCommand(write);

@@ -62,7 +62,7 @@ TEST(NvmeProtocolByStornvme, IdentifyAndLogPagesThroughStorageQueries) {
     EXPECT_EQ(le16(data, 0), 0x1AB2) << "PCI vendor id";
     EXPECT_EQ(textAt(data, 24, 40), "Test NVMe Inbox");
     EXPECT_EQ(textAt(data, 4, 20), "NVME0001");
-    EXPECT_EQ(controller.timeout, 30u);
+    EXPECT_EQ(+controller.timeout, 30u);
     vhost::DecodedRequest request = installed.host().lastRequest();
     EXPECT_EQ(request.ioctl, 0x2D1400u);
     EXPECT_EQ(request.inSize, 4144u);

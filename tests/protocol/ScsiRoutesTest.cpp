@@ -44,8 +44,8 @@ TEST(ScsiProtocol, InquiryCapacityAndMediaAccess) {
     ASSERT_TRUE(route->sendCommand(5u, data.data(), 96, &inquiry));
     EXPECT_EQ(std::string(reinterpret_cast<char*>(&data[8]), 8), "Stick   ");
     EXPECT_EQ(std::string(reinterpret_cast<char*>(&data[16]), 16), "USB DISK        ");
-    EXPECT_EQ(inquiry.timeout, 30u);
-    EXPECT_EQ(inquiry.scsiStatus, 0);
+    EXPECT_EQ(+inquiry.timeout, 30u);
+    EXPECT_EQ(+inquiry.scsiStatus, 0);
     vhost::DecodedRequest request = installed.host().lastRequest();
     EXPECT_EQ(request.ioctl, 0x4D014u);
     EXPECT_EQ(request.inSize, 92u);
@@ -82,7 +82,7 @@ TEST(ScsiProtocol, CheckConditionIsStatusTwoAndADebugLine) {
     SetLastError(1234);
     EXPECT_FALSE(createProtocol(protocolcode::kScsi)->sendCommand(5u, data.data(), 512, &unsupported))
         << "a stick without a SAT bridge rejects ATA PASS-THROUGH";
-    EXPECT_EQ(unsupported.scsiStatus, 2);
+    EXPECT_EQ(+unsupported.scsiStatus, 2);
     EXPECT_EQ(lastError(), 0u) << "the IOCTL itself succeeded";
     EXPECT_TRUE(log.contains("DEBUG    command fail... nRead("));
     EXPECT_TRUE(log.contains("), Sptd.Length(56), Sptd.ScsiStatus=2\n"));
@@ -115,7 +115,7 @@ TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
     EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().command, 0xEC);
     EXPECT_EQ(sector[2 * 27 + 1], 'S') << "model \"SATA Enclosure\" starts in word 27, high byte first";
     EXPECT_EQ(sector[2 * 27], 'A');
-    EXPECT_EQ(identify.command, 0xEC) << "no registers come back on this route";
+    EXPECT_EQ(+identify.command, 0xEC) << "no registers come back on this route";
     EXPECT_TRUE(log.contains("[ScsiProtocol] Send CDB(12): A1 08 0E 00 01 00 00 00 A0 EC 00 00 00 00 00 00, "
                              "dataSize=512"));
 
@@ -168,7 +168,7 @@ TEST(AtaProtocolOverUsb, AtaErrorBehindTheBridgeIsACheckCondition) {
     identify.command = 0xEC;
     identify.flags = ataflags::kDataIn;
     EXPECT_FALSE(createProtocol(protocolcode::kAtaOverUsb)->sendCommand(4u, sector.data(), 512, &identify));
-    EXPECT_EQ(identify.command, 0xEC) << "the ATA status is not read back over USB";
+    EXPECT_EQ(+identify.command, 0xEC) << "the ATA status is not read back over USB";
 }
 
 TEST(ScsiProtocol, InjectedCheckConditionAndIoctlFailure) {
@@ -184,5 +184,5 @@ TEST(ScsiProtocol, InjectedCheckConditionAndIoctlFailure) {
     EXPECT_TRUE(route->sendCommand(5u, data.data(), 36, &inquiry)) << "the IOCTL fault fired once";
     ScsiCommand read10 = cdbOf({0x28, 0, 0, 0, 0, 0, 0, 0, 1, 0}, scsidir::kIn);
     EXPECT_FALSE(route->sendCommand(5u, data.data(), 512, &read10));
-    EXPECT_EQ(read10.scsiStatus, 2);
+    EXPECT_EQ(+read10.scsiStatus, 2);
 }

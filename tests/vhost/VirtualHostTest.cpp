@@ -2,11 +2,15 @@
 #include <windows.h>
 #include <winioctl.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <vector>
 
 #include "core/DriveOpener.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/InstalledHost.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/TestHosts.h"
 
 using zeltest::InstalledHost;
@@ -88,4 +92,216 @@ TEST(VirtualHostDrive, OpensOnlyDescribedDisksAndClosesItsTokens) {
     EXPECT_NE(port, INVALID_HANDLE_VALUE);
     api.closeHandle(port);
     EXPECT_EQ(api.createFile("\\\\.\\SCSI7:", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE);
+}
+
+namespace {
+
+HANDLE openDrive(int number, DWORD access = GENERIC_READ | GENERIC_WRITE, DWORD flags = 0) {
+    return zel::deviceApi().createFile(("\\\\.\\PhysicalDrive" + std::to_string(number)).c_str(), access, 3,
+                                       OPEN_EXISTING, flags);
+}
+
+bool seek(HANDLE drive, int64_t offset, DWORD method = FILE_BEGIN, int64_t* now = nullptr) {
+    LARGE_INTEGER distance, position;
+    distance.QuadPart = offset;
+    const BOOL ok = zel::deviceApi().setFilePointerEx(drive, distance, &position, method);
+    if (now) *now = position.QuadPart;
+    return ok;
+}
+
+}  // namespace
+
+TEST(VirtualHostDrive, ReadWriteSeekAndOverlappedIo) {
+    InstalledHost installed(zeltest::routeHost());
+    zel::DeviceApi& api = zel::deviceApi();
+    HANDLE drive = openDrive(0);
+    ASSERT_NE(drive, INVALID_HANDLE_VALUE);
+    std::vector<uint8_t> data(4096), back(4096);
+    for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i % 251);
+    DWORD done = 0;
+    ASSERT_TRUE(seek(drive, 512 * 10));
+    ASSERT_TRUE(api.writeFile(drive, data.data(), 4096, &done, nullptr));
+    EXPECT_EQ(done, 4096u);
+    int64_t position = 0;
+    ASSERT_TRUE(seek(drive, 0, FILE_CURRENT, &position));
+    EXPECT_EQ(position, 512 * 18) << "the position moves with the transfer";
+    ASSERT_TRUE(seek(drive, -512 * 8, FILE_CURRENT));
+    ASSERT_TRUE(api.readFile(drive, back.data(), 4096, &done, nullptr));
+    EXPECT_EQ(back, data);
+    ASSERT_TRUE(seek(drive, 0, FILE_END, &position));
+    EXPECT_EQ(position, 131072LL * 512);
+    EXPECT_FALSE(seek(drive, -1, FILE_BEGIN));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NEGATIVE_SEEK));
+
+    ASSERT_TRUE(seek(drive, 512 * 10 + 3));
+    EXPECT_FALSE(api.readFile(drive, back.data(), 512, &done, nullptr));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER)) << "unaligned offset";
+    ASSERT_TRUE(seek(drive, 0));
+    EXPECT_FALSE(api.readFile(drive, back.data(), 100, &done, nullptr));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER)) << "unaligned length";
+    ASSERT_TRUE(seek(drive, 131072LL * 512));
+    EXPECT_FALSE(api.readFile(drive, back.data(), 512, &done, nullptr));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SECTOR_NOT_FOUND));
+
+    OVERLAPPED overlapped{};
+    overlapped.Offset = 512 * 10;
+    overlapped.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    std::vector<uint8_t> async(512);
+    const BOOL started = api.readFile(drive, async.data(), 512, nullptr, &overlapped);
+    EXPECT_TRUE(started || GetLastError() == ERROR_IO_PENDING);
+    EXPECT_EQ(WaitForSingleObject(overlapped.hEvent, 1000), WAIT_OBJECT_0);
+    ASSERT_TRUE(api.getOverlappedResult(drive, &overlapped, &done, TRUE));
+    EXPECT_EQ(done, 512u);
+    EXPECT_EQ(std::vector<uint8_t>(async.begin(), async.end()), std::vector<uint8_t>(data.begin(), data.begin() + 512));
+    CloseHandle(overlapped.hEvent);
+    EXPECT_TRUE(api.flushFileBuffers(drive));
+    api.closeHandle(drive);
+
+    HANDLE readOnly = openDrive(0, GENERIC_READ);
+    EXPECT_FALSE(api.writeFile(readOnly, data.data(), 512, &done, nullptr));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+    api.closeHandle(readOnly);
+}
+
+TEST(VirtualHostState, ContentsAndCountersSurviveARestart) {
+    InstalledHost installed(zeltest::routeHost());
+    std::vector<uint8_t> data(1024, 0x6B);
+    DWORD done = 0;
+    HANDLE drive = openDrive(3);
+    ASSERT_TRUE(seek(drive, 4096));
+    ASSERT_TRUE(zel::deviceApi().writeFile(drive, data.data(), 1024, &done, nullptr));
+    zel::deviceApi().closeHandle(drive);
+    EXPECT_TRUE(zeltest::fileExists(installed.stateFile("counters.json")));
+    EXPECT_TRUE(zeltest::fileExists(installed.stateFile("disk3.img")));
+
+    installed.restart();
+    EXPECT_EQ(installed.host().disk(3)->counters().bytesWritten, 1024u);
+    EXPECT_EQ(installed.host().disk(3)->counters().writeCommands, 1u);
+    std::vector<uint8_t> back(1024);
+    drive = openDrive(3);
+    ASSERT_TRUE(seek(drive, 4096));
+    ASSERT_TRUE(zel::deviceApi().readFile(drive, back.data(), 1024, &done, nullptr));
+    zel::deviceApi().closeHandle(drive);
+    EXPECT_EQ(back, data);
+    EXPECT_FALSE(zeltest::fileExists(installed.stateFile("disk0.img"))) << "images appear on first write only";
+}
+
+TEST(VirtualHostFaults, DriveLevelFaults) {
+    InstalledHost installed(zeltest::routeHost(
+        R"("faults": [{"kind": "crc_error", "lba": 8, "count": 1},
+                      {"kind": "corrupt", "lba": 16, "count": 2},
+                      {"kind": "timeout", "lba": 32, "count": 1},
+                      {"kind": "media_error", "lba": 40, "count": 1, "times": 1}])",
+        0));
+    zel::DeviceApi& api = zel::deviceApi();
+    HANDLE drive = openDrive(0);
+    std::vector<uint8_t> buffer(1024);
+    DWORD done = 0;
+    auto readAt = [&](uint64_t lba, DWORD size) {
+        seek(drive, static_cast<int64_t>(lba * 512));
+        return api.readFile(drive, buffer.data(), size, &done, nullptr);
+    };
+    EXPECT_FALSE(readAt(7, 1024));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_CRC));
+    EXPECT_TRUE(readAt(9, 512));
+    EXPECT_TRUE(readAt(15, 1024));
+    EXPECT_EQ(buffer[0], 0x00) << "sector 15 is intact";
+    EXPECT_EQ(buffer[512], 0xFF) << "sector 16 comes back altered, silently";
+    EXPECT_FALSE(readAt(32, 512));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SEM_TIMEOUT));
+    EXPECT_FALSE(readAt(40, 512));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_CRC));
+    EXPECT_TRUE(readAt(40, 512)) << "the media error was set to fire once";
+    EXPECT_EQ(installed.host().disk(0)->counters().mediaErrors, 1u);
+    api.closeHandle(drive);
+}
+
+TEST(VirtualHostFaults, AbsentDiskCannotBeOpened) {
+    InstalledHost installed(zeltest::routeHost(R"("faults": [{"kind": "absent"}])", 3));
+    EXPECT_EQ(openDrive(3), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(zel::deviceApi().createFile("\\\\.\\SCSI3:", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE)
+        << "its port goes with it";
+    HANDLE other = openDrive(1);
+    EXPECT_NE(other, INVALID_HANDLE_VALUE);
+    zel::deviceApi().closeHandle(other);
+}
+
+TEST(VirtualHostSelection, LoadFailuresAreReportedAndLeaveNoDisks) {
+    zeltest::TempDir dir;
+    zeltest::LogCapture log;
+    std::ofstream(dir.file("bad.json")) << R"({"disks": [{"number": 0}]})";
+    EXPECT_EQ(zel::vhost::createVirtualHost(dir.file("bad.json")), nullptr);
+    EXPECT_TRUE(log.contains("ERROR    [VirtualHost] Cannot load host description " + dir.file("bad.json") +
+                             ": disks[0]: capacityBytes or sectorCount is required\n"));
+    EXPECT_EQ(zel::vhost::createVirtualHost(dir.file("missing.json")), nullptr);
+    EXPECT_TRUE(log.contains("missing.json: cannot open the file\n"));
+
+    std::unique_ptr<zel::DeviceApi> empty = zel::vhost::createUnloadableHost();
+    EXPECT_EQ(empty->createFile("\\\\.\\PhysicalDrive0", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_CONFIGURATION));
+    EXPECT_EQ(empty->createFile("\\\\.\\SCSI0:", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(zeltest::fileExists(dir.file("bad.json.state"))) << "nothing written for a failed load";
+}
+
+TEST(VirtualHostSelection, PathsItDoesNotOwnReachWindows) {
+    InstalledHost installed(zeltest::routeHost());
+    zeltest::TempDir dir;
+    const std::string path = dir.file("plain.bin");
+    HANDLE file = zel::deviceApi().createFile(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, CREATE_ALWAYS,
+                                              FILE_ATTRIBUTE_NORMAL);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    DWORD done = 0;
+    EXPECT_TRUE(zel::deviceApi().writeFile(file, "abc", 3, &done, nullptr));
+    EXPECT_TRUE(zel::deviceApi().closeHandle(file));
+    EXPECT_EQ(zeltest::readFile(path), "abc");
+    EXPECT_EQ(installed.host().openHandleCount(), 0u);
+}
+
+TEST(VirtualHostExample, BundledHostLoadsWithOneDiskPerRoute) {
+    zel::vhost::HostDescription host;
+    std::string problem;
+    ASSERT_TRUE(zel::vhost::loadHostDescription(std::string("Z:") + ZEL_SOURCE_DIR + "/vhost/examples/host.json",
+                                                &host, &problem))
+        << problem;
+    ASSERT_GE(host.disks.size(), 6u);
+    EXPECT_TRUE(host.disk(0)->isAta());
+    EXPECT_EQ(host.disk(0)->busType, 11u);
+    EXPECT_EQ(host.disk(1)->driver.nvmeRoute, "stornvme");
+    EXPECT_EQ(host.disk(2)->busType, 8u);
+    EXPECT_EQ(host.disk(2)->driver.nvmeRoute, "irst");
+    EXPECT_EQ(host.disk(3)->driver.nvmeRoute, "miniport");
+    EXPECT_EQ(host.disk(4)->busType, 7u);
+    EXPECT_TRUE(host.disk(5)->satBridge);
+    EXPECT_EQ(host.disk(6)->busType, 1u);
+}
+
+// The seam is chosen once per process, so the choice is checked in a child
+// run of this binary with ZELCLI_VHOST set.
+TEST(VirtualHostSelection, EnvironmentVariableChoosesTheHost) {
+    const char* chosen = std::getenv("ZELCLI_VHOST");
+    if (chosen && *chosen) {
+        const bool unloadable = std::string(chosen).find("broken") != std::string::npos;
+        HANDLE drive = zel::deviceApi().createFile("\\\\.\\PhysicalDrive1", GENERIC_READ, 3, OPEN_EXISTING, 0);
+        if (unloadable) {
+            EXPECT_EQ(drive, INVALID_HANDLE_VALUE);
+            EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_CONFIGURATION));
+            return;
+        }
+        ASSERT_NE(drive, INVALID_HANDLE_VALUE);
+        auto* host = dynamic_cast<zel::vhost::VirtualHost*>(&zel::deviceApi());
+        ASSERT_NE(host, nullptr);
+        EXPECT_EQ(host->description().disk(1)->model, "Test NVMe Inbox");
+        zel::deviceApi().closeHandle(drive);
+        return;
+    }
+    zeltest::TempDir dir;
+    std::ofstream(dir.file("good.json")) << zeltest::routeHost();
+    std::ofstream(dir.file("broken.json")) << "{";
+    const std::string self = zeltest::binaryFolder() + "\\zel_tests_vhost.exe";
+    const std::string filter = "--gtest_filter=VirtualHostSelection.EnvironmentVariableChoosesTheHost";
+    zeltest::ChildResult good = zeltest::runProgram(self, filter, "", {"ZELCLI_VHOST=" + dir.file("good.json")});
+    EXPECT_EQ(good.exitCode, 0u) << good.output;
+    zeltest::ChildResult broken = zeltest::runProgram(self, filter, "", {"ZELCLI_VHOST=" + dir.file("broken.json")});
+    EXPECT_EQ(broken.exitCode, 0u) << broken.output;
 }

@@ -1,0 +1,242 @@
+// The emulated devices on their own: data they generate and how they
+// decode commands, without the Windows layer.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+
+#include "tests/vhost/ScratchFolder.h"
+#include "vhost/AtaDevice.h"
+#include "vhost/DeviceData.h"
+#include "vhost/DiskImage.h"
+#include "vhost/HostState.h"
+#include "vhost/NvmeController.h"
+#include "vhost/ScsiTarget.h"
+#include "vhost/VirtualDisk.h"
+
+using namespace zel::vhost;
+
+namespace {
+
+DiskDescription sataDisk() {
+    DiskDescription disk;
+    disk.number = 0;
+    disk.busType = 11;
+    disk.deviceInterface = "ata";
+    disk.model = "Model Name";
+    disk.serial = "SERIAL1";
+    disk.firmware = "FW1";
+    disk.capacityBytes = 1000 * 512;
+    return disk;
+}
+
+std::string ataText(const std::array<uint16_t, 256>& words, unsigned first, unsigned count) {
+    std::string text;
+    for (unsigned i = 0; i < count; ++i) {
+        text += static_cast<char>(words[first + i] >> 8);
+        text += static_cast<char>(words[first + i] & 0xFF);
+    }
+    return text;
+}
+
+}  // namespace
+
+TEST(EmulatedAtaData, IdentifyWordsFromTheIdentity) {
+    DiskDescription disk = sataDisk();
+    auto words = ataIdentifyWords(disk);
+    EXPECT_EQ(ataText(words, 27, 20), "Model Name                              ");
+    EXPECT_EQ(ataText(words, 10, 10), "SERIAL1             ");
+    EXPECT_EQ(ataText(words, 23, 4), "FW1     ");
+    EXPECT_EQ(words[60] | words[61] << 16, 1000);
+    EXPECT_EQ(words[100], 1000);
+    EXPECT_TRUE(words[83] & 0x0400) << "48-bit feature set";
+    EXPECT_EQ(words[106], 0x4000) << "one logical sector per physical";
+    EXPECT_EQ(words[255] & 0xFF, 0xA5);
+    uint8_t sum = 0;
+    for (uint16_t word : words) sum += static_cast<uint8_t>(word) + static_cast<uint8_t>(word >> 8);
+    EXPECT_EQ(sum, 0) << "integrity word";
+
+    disk.physicalSectorSize = 4096;
+    disk.identifyWords[217] = 7200;
+    words = ataIdentifyWords(disk);
+    EXPECT_EQ(words[106], 0x6003) << "eight logical sectors per physical";
+    EXPECT_EQ(words[217], 7200) << "description overrides";
+    disk.logicalSectorSize = 4096;
+    disk.physicalSectorSize = 4096;
+    words = ataIdentifyWords(disk);
+    EXPECT_EQ(words[106], 0x5000);
+    EXPECT_EQ(words[117] | words[118] << 16, 2048) << "logical sector size in words";
+}
+
+TEST(EmulatedAtaData, SmartSectorsAndThresholdState) {
+    DiskDescription disk = sataDisk();
+    DiskCounters counters;
+    counters.powerCycles = 0x0102;
+    counters.powerOnSecondsBase = 7200;
+    counters.firstUse = 1000;
+    const std::vector<uint8_t> data = ataSmartData(disk, counters, 1000 + 3600);
+    ASSERT_EQ(data.size(), 512u);
+    EXPECT_EQ(data[2], 9) << "default attribute list starts with power-on hours";
+    EXPECT_EQ(data[2 + 5], 3) << "two stored hours and one since the first use";
+    EXPECT_EQ(data[14], 12);
+    EXPECT_EQ(data[14 + 5], 0x02);
+    EXPECT_EQ(data[14 + 6], 0x01);
+    uint8_t sum = 0;
+    for (uint8_t byte : data) sum += byte;
+    EXPECT_EQ(sum, 0);
+
+    disk.smartAttributes.resize(1);
+    disk.smartAttributes[0].id = 5;
+    disk.smartAttributes[0].current = 10;
+    disk.smartAttributes[0].threshold = 36;
+    EXPECT_TRUE(ataSmartThresholdExceeded(disk));
+    const std::vector<uint8_t> thresholds = ataSmartThresholds(disk);
+    EXPECT_EQ(thresholds[2], 5);
+    EXPECT_EQ(thresholds[3], 36);
+}
+
+TEST(EmulatedNvmeData, IdentifyAndLogPages) {
+    DiskDescription disk = sataDisk();
+    disk.deviceInterface = "nvme";
+    disk.pci.vendorId = 0x1AB2;
+    const std::vector<uint8_t> controller = nvmeIdentifyController(disk);
+    EXPECT_EQ(controller[0] | controller[1] << 8, 0x1AB2);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&controller[24]), 10), "Model Name");
+    EXPECT_EQ(controller[516], 1) << "one namespace";
+    const std::vector<uint8_t> ns = nvmeIdentifyNamespace(disk);
+    uint64_t size;
+    std::memcpy(&size, ns.data(), 8);
+    EXPECT_EQ(size, 1000u);
+
+    DiskCounters counters;
+    counters.bytesRead = 512 * 1000 + 1;
+    counters.unsafeShutdowns = 4;
+    const std::vector<uint8_t> health = nvmeLogPage(disk, counters, 0x02, 0);
+    EXPECT_EQ(health[32], 2) << "data units rounded up";
+    EXPECT_EQ(health[144], 4);
+    EXPECT_EQ(nvmeLogPage(disk, counters, 0x03, 0)[8], 'F');
+    EXPECT_TRUE(nvmeLogPage(disk, counters, 0x55, 0).empty());
+    disk.nvmeLogPages[0x02] = {9, 9};
+    EXPECT_EQ(nvmeLogPage(disk, counters, 0x02, 0), (std::vector<uint8_t>{9, 9})) << "given pages win";
+}
+
+TEST(EmulatedDevices, AtaScsiAndNvmeDecodeTheirCommands) {
+    zeltest::ScratchFolder folder;
+    HostState state(folder.file("state"));
+    DiskDescription description = sataDisk();
+    description.faults.push_back(FaultDescription());
+    description.faults[0].kind = "ata_error";
+    description.faults[0].opcode = 0xE7;
+    description.faults[0].ataError = 0x24;
+    VirtualDisk disk(description, state);
+    ASSERT_NE(disk.ata(), nullptr);
+    ASSERT_NE(disk.scsi(), nullptr);
+    EXPECT_EQ(disk.nvme(), nullptr);
+
+    std::vector<uint8_t> data(512, 0xAB), back(512);
+    AtaTaskFile write;
+    write.command = 0x30;
+    write.count = 1;
+    write.lba = 999;
+    EXPECT_EQ(disk.ata()->execute(write, data.data(), 512), 512u);
+    EXPECT_EQ(write.status, 0x50);
+    AtaTaskFile beyond = write;
+    beyond.lba = 1000;
+    disk.ata()->execute(beyond, data.data(), 512);
+    EXPECT_EQ(beyond.status, 0x51);
+    EXPECT_EQ(beyond.error, 0x10) << "ID not found";
+    AtaTaskFile flush;
+    flush.command = 0xE7;
+    disk.ata()->execute(flush, nullptr, 0);
+    EXPECT_EQ(flush.error, 0x24) << "injected error register";
+    AtaTaskFile returnStatus;
+    returnStatus.command = 0xB0;
+    returnStatus.feature = 0xDA;
+    returnStatus.lba = 0xC24F00;
+    disk.ata()->execute(returnStatus, nullptr, 0);
+    EXPECT_EQ(returnStatus.lba, 0xC24F00u) << "threshold not exceeded";
+
+    const uint8_t read10[10] = {0x28, 0, 0, 0, 0x03, 0xE7, 0, 0, 1, 0};
+    ScsiResult result = disk.scsi()->execute(read10, 10, back.data(), 512);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(back, data);
+    const uint8_t unknown[6] = {0x04, 0, 0, 0, 0, 0};
+    result = disk.scsi()->execute(unknown, 6, nullptr, 0);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.sense[0], 0x70);
+    EXPECT_EQ(result.sense[2], 0x05);
+    EXPECT_EQ(result.sense[12], 0x20);
+    const uint8_t sat16[16] = {0x85, 0x09, 0x0E, 0, 0, 0, 1, 0, 0xE7, 0, 0x03, 0, 0, 0x40, 0x24, 0};
+    result = disk.scsi()->execute(sat16, 16, back.data(), 512);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(disk.ata()->lastCommand().lba, 999u);
+    EXPECT_TRUE(disk.ata()->lastCommand().ext);
+
+    DiskDescription nvmeDescription = sataDisk();
+    nvmeDescription.number = 1;
+    nvmeDescription.deviceInterface = "nvme";
+    VirtualDisk nvme(nvmeDescription, state);
+    uint8_t sqe[64] = {0x06};
+    sqe[40] = 0x01;
+    std::vector<uint8_t> identify(4096);
+    NvmeCompletion completion;
+    nvme.nvme()->execute(sqe, true, identify.data(), 4096, &completion);
+    EXPECT_EQ(completion.statusField(), 0);
+    EXPECT_EQ(completion.dword3 >> 16 & 1, 1u) << "phase";
+    sqe[0] = 0x80;
+    nvme.nvme()->execute(sqe, true, nullptr, 0, &completion);
+    EXPECT_EQ(completion.statusField(), 0x0001);
+    uint8_t log[64] = {0x02};
+    log[40] = 0x02;
+    log[42] = 0x7F;  // 128 dwords
+    std::vector<uint8_t> page(4096, 0xEE);
+    EXPECT_EQ(nvme.nvme()->execute(log, true, page.data(), 4096, &completion), 512u) << "only NUMD dwords move";
+}
+
+TEST(DiskImage, SparseContentsReadZerosAndKeepWrites) {
+    zeltest::ScratchFolder folder;
+    const std::string path = folder.file("sub/disk0.img");
+    {
+        DiskImage image(path, 1 << 20);
+        std::vector<uint8_t> zeros(512, 0xFF);
+        ASSERT_TRUE(image.read(4096, zeros.data(), 512));
+        EXPECT_EQ(zeros, std::vector<uint8_t>(512, 0));
+        std::vector<uint8_t> data(512, 0x3C);
+        ASSERT_TRUE(image.write(8192, data.data(), 512));
+        EXPECT_FALSE(image.write((1 << 20) - 256, data.data(), 512)) << "past the capacity";
+        ASSERT_TRUE(image.flush());
+    }
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    EXPECT_EQ(static_cast<uint64_t>(file.tellg()), 8192u + 512u) << "the file grows only where written";
+    DiskImage again(path, 1 << 20);
+    std::vector<uint8_t> back(1024);
+    ASSERT_TRUE(again.read(8192 - 512, back.data(), 1024));
+    EXPECT_EQ(back[511], 0);
+    EXPECT_EQ(back[512], 0x3C);
+    ASSERT_TRUE(again.discard(8192, 512));
+    ASSERT_TRUE(again.read(8192, back.data(), 512));
+    EXPECT_EQ(back[0], 0);
+}
+
+TEST(HostState, CountersSurviveASaveAndLoad) {
+    zeltest::ScratchFolder folder;
+    {
+        HostState state(folder.file("host.json.state"));
+        DiskCounters& counters = state.counters(3);
+        EXPECT_GT(counters.firstUse, 0) << "first use stamped";
+        counters.powerCycles = 17;
+        counters.bytesWritten = 12345;
+        counters.powered = false;
+        ASSERT_TRUE(state.save());
+    }
+    HostState state(folder.file("host.json.state"));
+    std::string problem;
+    ASSERT_TRUE(state.load(&problem)) << problem;
+    EXPECT_EQ(state.counters(3).powerCycles, 17u);
+    EXPECT_EQ(state.counters(3).bytesWritten, 12345u);
+    EXPECT_FALSE(state.counters(3).powered);
+    std::ofstream(folder.file("host.json.state/counters.json")) << "{broken";
+    HostState broken(folder.file("host.json.state"));
+    EXPECT_FALSE(broken.load(&problem));
+    EXPECT_EQ(problem, "counters.json in the state folder is damaged");
+}

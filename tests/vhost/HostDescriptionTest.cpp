@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include "vhost/HostDescription.h"
+
+using zel::vhost::HostDescription;
+using zel::vhost::parseHostDescription;
+
+namespace {
+
+HostDescription parsed(const std::string& text, std::string* problem) {
+    HostDescription host;
+    parseHostDescription(text, &host, problem);
+    return host;
+}
+
+std::string problemOf(const std::string& text) {
+    std::string problem;
+    parsed(text, &problem);
+    return problem;
+}
+
+}  // namespace
+
+TEST(HostDescription, DefaultsFollowBusAndProvider) {
+    std::string problem;
+    const HostDescription host = parsed(R"({"disks": [
+        {"number": 0, "busType": 11, "sectorCount": 1000},
+        {"number": 1, "busType": 17, "sectorCount": "1k", "driver": {"provider": "Microsoft Corporation"}},
+        {"number": 2, "busType": 8, "capacityBytes": "0x100000", "driver": {"provider": "Intel Corporation"}},
+        {"number": 3, "busType": 17, "sectorCount": 8, "driver": {"provider": "Vendor", "nvmeRoute": "stornvme"}},
+        {"number": 4, "busType": 7, "sectorCount": 8, "logicalSectorSize": 4096},
+        {"number": 7, "busType": 17, "sectorCount": 8}
+    ]})", &problem);
+    ASSERT_EQ(problem, "");
+    ASSERT_EQ(host.disks.size(), 6u);
+    EXPECT_TRUE(host.disks[0].isAta());
+    EXPECT_EQ(host.disks[0].capacityBytes, 512000u);
+    EXPECT_EQ(host.disks[0].scsiAddress.port, 0) << "port defaults to the disk number";
+    EXPECT_TRUE(host.disks[1].isNvme());
+    EXPECT_EQ(host.disks[1].driver.nvmeRoute, "stornvme");
+    EXPECT_EQ(host.disks[1].sectorCount(), 1024u) << "number syntax of the tool";
+    EXPECT_TRUE(host.disks[2].isNvme()) << "RAID bus: an NVMe disk behind RST";
+    EXPECT_EQ(host.disks[2].driver.nvmeRoute, "irst");
+    EXPECT_EQ(host.disks[2].capacityBytes, 0x100000u);
+    EXPECT_EQ(host.disks[3].driver.nvmeRoute, "stornvme") << "explicit route wins";
+    EXPECT_TRUE(host.disks[4].isScsi());
+    EXPECT_EQ(host.disks[4].physicalSectorSize, 4096u) << "physical defaults to logical";
+    EXPECT_EQ(host.disks[4].capacityBytes, 8u * 4096);
+    EXPECT_EQ(host.disks[5].driver.nvmeRoute, "miniport") << "no provider: vendor miniport";
+    EXPECT_EQ(host.disks[5].scsiAddress.port, 7);
+    EXPECT_NE(host.disk(7), nullptr);
+    EXPECT_EQ(host.disk(6), nullptr);
+}
+
+TEST(HostDescription, EveryDescribedFieldIsRead) {
+    std::string problem;
+    const HostDescription host = parsed(R"({"disks": [{
+        "number": 2, "busType": 17, "vendor": "NVMe", "model": "M", "firmware": "F", "serial": "S",
+        "driver": {"provider": "P", "version": "1.2", "infPath": "oem1.inf", "instanceId": "PCI\\X"},
+        "sectorCount": 64, "physicalSectorSize": 4096,
+        "volumes": [{"letter": "e", "totalBytes": 1000, "freeBytes": 10}],
+        "scsiAddress": {"port": 3, "path": 1, "target": 2, "lun": 4},
+        "pci": {"vendorId": "0x1AB2", "deviceId": 258, "bus": 5, "device": 1, "function": 2, "linkSpeed": 4,
+                "linkWidth": 2, "maxLinkWidth": 4},
+        "identifyWords": {"217": 7200},
+        "nvmeLogPages": {"0xC0": "01 02 ff"},
+        "health": {"temperatureKelvin": 320, "percentageUsed": 3, "availableSpare": 90},
+        "smartAttributes": [{"id": 9, "rawFrom": "powerOnHours", "threshold": 5}],
+        "vendorAnswers": [{"opcode": "0xC1", "dword0": 5, "status": "0x0102", "data": "AA BB"}],
+        "faults": [{"kind": "media_error", "lba": 10, "count": 2, "times": 1}]
+    }], "powerSwitches": [{"kind": "sata", "disk": 9, "port": "COM3", "powers": [2]}]})", &problem);
+    ASSERT_EQ(problem, "");
+    const auto& d = host.disks.at(0);
+    EXPECT_EQ(d.driver.infPath, "oem1.inf");
+    EXPECT_EQ(d.driver.instanceId, "PCI\\X");
+    ASSERT_EQ(d.volumes.size(), 1u);
+    EXPECT_EQ(d.volumes[0].letter, 'E');
+    EXPECT_EQ(d.volumes[0].freeBytes, 10u);
+    EXPECT_EQ(d.scsiAddress.lun, 4);
+    EXPECT_EQ(d.pci.deviceId, 258);
+    EXPECT_EQ(d.pci.subsystemVendorId, 0x1AB2) << "defaults to the vendor id";
+    EXPECT_EQ(d.pci.maxLinkSpeed, 4);
+    EXPECT_EQ(d.pci.maxLinkWidth, 4);
+    EXPECT_EQ(d.identifyWords.at(217), 7200);
+    EXPECT_EQ(d.nvmeLogPages.at(0xC0), (std::vector<uint8_t>{1, 2, 0xFF}));
+    EXPECT_EQ(d.temperatureKelvin, 320);
+    EXPECT_EQ(d.smartAttributes.at(0).rawFrom, "powerOnHours");
+    EXPECT_EQ(d.vendorAnswers.at(0).status, 0x0102);
+    EXPECT_EQ(d.vendorAnswers.at(0).data, (std::vector<uint8_t>{0xAA, 0xBB}));
+    EXPECT_EQ(d.faults.at(0).remaining, 1);
+    EXPECT_EQ(d.faults.at(0).opcode, -1);
+    ASSERT_EQ(host.powerSwitches.size(), 1u);
+    EXPECT_EQ(host.powerSwitches[0].diskNumber, 9);
+    EXPECT_EQ(host.powerSwitches[0].powers, std::vector<int>{2});
+}
+
+TEST(HostDescription, ProblemsNameTheKeyAtFault) {
+    EXPECT_EQ(problemOf("{"), "not valid JSON");
+    EXPECT_EQ(problemOf("[]"), "host: expected an object at the top");
+    EXPECT_EQ(problemOf(R"({"disks": {}})"), "host.disks: expected a list");
+    EXPECT_EQ(problemOf(R"({"disks": [{"number": 0}]})"), "disks[0]: capacityBytes or sectorCount is required");
+    EXPECT_EQ(problemOf(R"({"disks": [{"number": -1, "sectorCount": 1}]})"),
+              "disks[0].number: expected a non-negative number");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "model": 5}]})"), "disks[0].model: expected text");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "faults": [{"kind": "gremlins"}]}]})"),
+              "disks[0].faults[0].kind: unknown fault kind \"gremlins\"");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "nvmeLogPages": {"2": "0"}}]})"),
+              "disks[0].nvmeLogPages.2: odd number of hex digits");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "logicalSectorSize": 520}]})"),
+              "disks[0].logicalSectorSize: expected 512 or 4096");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "volumes": [{"letter": "EF"}]}]})"),
+              "disks[0].volumes[0].letter: expected one drive letter");
+    EXPECT_EQ(problemOf(R"({"disks": [{"number": 1, "sectorCount": 1}, {"number": 1, "sectorCount": 1}]})"),
+              "disks[1].number: disk number 1 is given twice");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "driver": {"nvmeRoute": "magic"}}]})"),
+              "disks[0].driver.nvmeRoute: expected stornvme, miniport or irst");
+}
