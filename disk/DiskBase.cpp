@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "core/DeviceApi.h"
+#include "core/DriveOpener.h"
 #include "core/IniFile.h"
 #include "core/Logger.h"
 #include "core/TextFormat.h"
@@ -39,22 +40,14 @@ bool DiskBase::refuseIfOsDrive() const {
 }
 
 bool DiskBase::isPresent() const {
-    const std::string path = formatText("\\\\.\\PhysicalDrive%d", number());
-    HANDLE handle = deviceApi().createFile(path.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                           FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
-    if (handle == INVALID_HANDLE_VALUE) {
-        takeSystemLastError();
-        return false;
-    }
-    deviceApi().closeHandle(handle);
-    return true;
+    if (openPhysicalDrive(static_cast<uint32_t>(number()), FILE_ATTRIBUTE_NORMAL)) return true;
+    takeSystemLastError();
+    return false;
 }
 
 bool DiskBase::readFirstSector(std::vector<uint8_t>* sector) const {
-    const std::string path = formatText("\\\\.\\PhysicalDrive%d", number());
-    HANDLE handle = deviceApi().createFile(path.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                           FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, FILE_FLAG_NO_BUFFERING);
-    if (handle == INVALID_HANDLE_VALUE) {
+    SharedHandle drive = openPhysicalDrive(static_cast<uint32_t>(number()), FILE_FLAG_NO_BUFFERING);
+    if (!drive) {
         takeSystemLastError();
         return false;
     }
@@ -64,12 +57,14 @@ bool DiskBase::readFirstSector(std::vector<uint8_t>* sector) const {
     uint8_t* aligned = buffer.data() + (size - reinterpret_cast<uintptr_t>(buffer.data()) % size) % size;
     LARGE_INTEGER zero{};
     DWORD done = 0;
-    const bool ok = deviceApi().setFilePointerEx(handle, zero, nullptr, FILE_BEGIN) &&
-                    deviceApi().readFile(handle, aligned, size, &done, nullptr) && done == size;
-    if (!ok) takeSystemLastError();
-    deviceApi().closeHandle(handle);
-    if (ok) sector->assign(aligned, aligned + size);
-    return ok;
+    const bool ok = deviceApi().setFilePointerEx(drive.get(), zero, nullptr, FILE_BEGIN) &&
+                    deviceApi().readFile(drive.get(), aligned, size, &done, nullptr) && done == size;
+    if (!ok) {
+        takeSystemLastError();
+        return false;
+    }
+    sector->assign(aligned, aligned + size);
+    return true;
 }
 
 void DiskBase::printInformation() const {

@@ -140,10 +140,7 @@ std::vector<DiskBase*> DiskList::findTwinDisks(int number) const {
 
 void DiskList::print() const {
     logInfo("***** Disk Information *****");
-    for (const auto& disk : disks_) {
-        disk->printInformation();
-        if (disk->pcieInfo()) logInfo("  PCIe link: %s", disk->pcieInfo()->linkText().c_str());
-    }
+    for (const auto& disk : disks_) disk->printInformation();
 }
 
 bool DiskList::writeIni(const std::string& path) const {

@@ -348,3 +348,27 @@ TEST_F(DiskListTest, PrintoutAndIniOfOneDisk) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(DiskOsDrive, TheDiskHoldingTheWindowsFolderIsRefused) {
+    zeltest::FakeDeviceApi host;
+    zel::DiskList::instance().reset();
+    host.disks[0] = makeDisk("", "Data", "D0", BusTypeSata);
+    host.disks[1] = makeDisk("", "System", "S1", BusTypeNvme);
+    char windows[MAX_PATH] = {};
+    GetWindowsDirectoryA(windows, MAX_PATH);
+    const char systemLetter = static_cast<char>(toupper(windows[0]));
+    const char otherLetter = systemLetter == 'Y' ? 'X' : 'Y';
+    host.volumes[systemLetter] = {1, 1, {}};
+    host.volumes[otherLetter] = {0, 1, {}};
+    zel::DiskList& list = zel::DiskList::instance().get(false);
+    EXPECT_FALSE(list.findDisk(0, "", "", "")->isOsDrive());
+    EXPECT_FALSE(list.findDisk(0, "", "", "")->refuseIfOsDrive());
+    EXPECT_TRUE(list.findDisk(1, "", "", "")->isOsDrive());
+    EXPECT_TRUE(list.findDisk(1, "", "", "")->refuseIfOsDrive());
+    EXPECT_EQ(zel::lastError(), zel::err::kOsDrive);
+    zel::DiskList::instance().reset();
+}
+
+}  // namespace
