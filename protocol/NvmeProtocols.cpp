@@ -182,8 +182,7 @@ bool NvmeProtocolByIrst::sendCommand(uint32_t diskNumber, uint8_t* buffer, uint3
         passOnSystemError();
         return false;
     }
-    std::vector<uint8_t> storage(sizeof(IrstNvmeBlock));
-    IrstNvmeBlock& block = *reinterpret_cast<IrstNvmeBlock*>(storage.data());
+    IrstNvmeBlock block;
     fillIrstBlock(block, command, pathId);
     if (command.direction == nvmedir::kToDevice) std::memcpy(block.data, buffer, dataSize);
 
