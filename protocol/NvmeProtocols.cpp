@@ -142,7 +142,10 @@ bool NvmeProtocolByScsiMiniport::sendCommand(uint32_t diskNumber, uint8_t* buffe
             "[NvmeProtocolByScsiMiniport] Send command: OPC=%X, NS=%X, CDW10=%X, CDW11=%X, CDW12=%X, datasize=%d",
             dataSize);
     HANDLE port = openPort(diskNumber, nullptr);
-    if (port == INVALID_HANDLE_VALUE) return false;
+    if (port == INVALID_HANDLE_VALUE) {
+        passOnSystemError();
+        return false;
+    }
     const uint32_t total = dataSize + sizeof(NvmeMiniportBlock);
     auto block = allocateZeroed(total);
     if (!block) {
@@ -175,9 +178,11 @@ bool NvmeProtocolByIrst::sendCommand(uint32_t diskNumber, uint8_t* buffer, uint3
             dataSize);
     uint8_t pathId = 0;
     HANDLE port = openPort(diskNumber, &pathId);
-    if (port == INVALID_HANDLE_VALUE) return false;
-    std::vector<uint8_t> storage(sizeof(IrstNvmeBlock));
-    IrstNvmeBlock& block = *reinterpret_cast<IrstNvmeBlock*>(storage.data());
+    if (port == INVALID_HANDLE_VALUE) {
+        passOnSystemError();
+        return false;
+    }
+    IrstNvmeBlock block;
     fillIrstBlock(block, command, pathId);
     if (command.direction == nvmedir::kToDevice) std::memcpy(block.data, buffer, dataSize);
 

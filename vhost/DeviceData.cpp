@@ -108,6 +108,11 @@ std::vector<uint8_t> telemetryLog(const DiskDescription& disk, const DiskCounter
 
 std::array<uint16_t, 256> ataIdentifyWords(const DiskDescription& disk) {
     std::array<uint16_t, 256> words{};
+    if (disk.ataIdentifyData.size() == 512) {
+        std::memcpy(words.data(), disk.ataIdentifyData.data(), 512);
+        for (const auto& word : disk.identifyWords) words[word.first] = word.second;
+        return words;
+    }
     const uint64_t sectors = disk.sectorCount();
     words[0] = 0x0040;
     words[1] = 16383, words[3] = 16, words[6] = 63;

@@ -24,6 +24,17 @@ const FaultDescription* Faults::match(const char* kind, int opcode, uint64_t lba
     return nullptr;
 }
 
+const FaultDescription* Faults::matchUnranged(const char* kind, int opcode, uint32_t ioctl) {
+    for (FaultDescription& fault : list_) {
+        if (fault.kind != kind || fault.remaining == 0 || fault.count != 0) continue;
+        if (fault.opcode >= 0 && opcode >= 0 && fault.opcode != opcode) continue;
+        if (fault.ioctl != 0 && fault.ioctl != ioctl) continue;
+        if (fault.remaining > 0) --fault.remaining;
+        return &fault;
+    }
+    return nullptr;
+}
+
 bool Faults::has(const char* kind) const {
     for (const FaultDescription& fault : list_)
         if (fault.kind == kind && fault.remaining != 0) return true;

@@ -26,6 +26,8 @@ public:
     // The first fault of this kind whose filters match; its use is counted.
     const FaultDescription* match(const char* kind, int opcode = -1, uint64_t lba = 0, uint64_t count = 0,
                                   uint32_t ioctl = 0);
+    // Faults that name no LBA range, for requests that carry none (IOCTLs).
+    const FaultDescription* matchUnranged(const char* kind, int opcode, uint32_t ioctl);
     bool has(const char* kind) const;
 
 private:

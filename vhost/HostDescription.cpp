@@ -184,7 +184,12 @@ void readIdentify(Reader& in, const json& disk, const std::string& where, DiskDe
             out->identifyWords[index] = static_cast<uint16_t>(in.number(*words, it.key(), 0, where + ".identifyWords"));
         }
     }
-    auto it = disk.find("nvmeIdentifyController");
+    auto it = disk.find("ataIdentifyData");
+    if (it != disk.end()) {
+        out->ataIdentifyData = in.bytes(*it, where + ".ataIdentifyData");
+        if (out->ataIdentifyData.size() != 512) in.fail(where + ".ataIdentifyData", "expected 512 bytes");
+    }
+    it = disk.find("nvmeIdentifyController");
     if (it != disk.end()) out->nvmeIdentifyController = in.bytes(*it, where + ".nvmeIdentifyController");
     it = disk.find("nvmeIdentifyNamespace");
     if (it != disk.end()) out->nvmeIdentifyNamespace = in.bytes(*it, where + ".nvmeIdentifyNamespace");

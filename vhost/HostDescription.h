@@ -104,7 +104,8 @@ struct DiskDescription {
     // protocol 0 as a hardware reset, as the SAT standard says.
     bool satBridge = false;
     bool satStrict = false;
-    std::map<unsigned, uint16_t> identifyWords;  // overrides of generated IDENTIFY words
+    std::vector<uint8_t> ataIdentifyData;         // 512 bytes given verbatim, else generated
+    std::map<unsigned, uint16_t> identifyWords;  // overrides of single IDENTIFY words
     std::vector<uint8_t> nvmeIdentifyController;  // 4096 bytes when given
     std::vector<uint8_t> nvmeIdentifyNamespace;
     std::vector<SmartAttribute> smartAttributes;

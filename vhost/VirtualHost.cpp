@@ -159,10 +159,10 @@ BOOL VirtualHost::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inS
     DWORD bytes = 0;
     BOOL ok = FALSE;
     VirtualDisk* target = entry->kind == OpenHandle::Kind::Drive ? disk(entry->disk) : nullptr;
-    const FaultDescription* fault = target ? target->faults().match("ioctl_error", -1, 0, 0, code) : nullptr;
+    const FaultDescription* fault = target ? target->faults().matchUnranged("ioctl_error", -1, code) : nullptr;
     if (fault) {
         ok = failWith(fault->windowsError ? fault->windowsError : ERROR_IO_DEVICE);
-    } else if (target && target->faults().match("timeout", -1, 0, 0, code)) {
+    } else if (target && target->faults().matchUnranged("timeout", -1, code)) {
         ok = failWith(ERROR_SEM_TIMEOUT);
     } else if (entry->kind == OpenHandle::Kind::Volume) {
         ok = volumeIoctl(*entry, code, static_cast<uint8_t*>(out), outSize, &bytes);

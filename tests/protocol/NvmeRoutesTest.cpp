@@ -214,8 +214,12 @@ TEST(NvmeProtocolByScsiMiniport, PortThatCannotBeFoundFailsSilently) {
     LogCapture log;
     std::vector<uint8_t> data(4096);
     NvmeCommand controller = identifyController(9);
+    SetLastError(0);
     EXPECT_FALSE(createProtocol(protocolcode::kNvmeByScsiMiniport)->sendCommand(9u, data.data(), 4096, &controller));
+    EXPECT_NE(lastError(), 0u) << "the open's Windows error is kept";
     EXPECT_FALSE(log.contains("WARNING"));
+    EXPECT_FALSE(createProtocol(protocolcode::kNvmeByIrst)->sendCommand(9u, data.data(), 4096, &controller));
+    EXPECT_EQ(log.text().find("WARNING"), std::string::npos);
     NvmeCommand wrongDriver = identifyController(1);
     EXPECT_FALSE(createProtocol(protocolcode::kNvmeByScsiMiniport)->sendCommand(1u, data.data(), 4096, &wrongDriver))
         << "the inbox driver's port does not take NvmeMini blocks";
