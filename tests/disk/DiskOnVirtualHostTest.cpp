@@ -163,6 +163,15 @@ TEST_F(DiskOnVirtualHost, LettersAndRecordsOfTheHost) {
     EXPECT_EQ(list.findDisk(2, "", "", "")->protocolType(), 8);
     ASSERT_TRUE(list.findDisk(1, "", "", "")->pcieInfo().has_value());
     EXPECT_EQ(list.findDisk(1, "", "", "")->pcieInfo()->vendorId, 0x1AB2u);
+
+    // A powered-off disk cannot be opened and takes its letters and records along.
+    installed.host().state().counters(3).powered = false;
+    EXPECT_EQ(api.getLogicalDrives(), 0u);
+    EXPECT_EQ(api.enumerateInterfaces(zel::InterfaceClass::Disk).size(), 5u);
+    zel::DiskList::instance().reset();
+    zel::DiskList& after = zel::DiskList::instance().get(false);
+    EXPECT_EQ(after.disks().size(), 5u);
+    EXPECT_EQ(after.findDisk(3, "", "", ""), nullptr);
 }
 
 }  // namespace
