@@ -72,7 +72,10 @@ Outcome runInfo(const ParseResult& args) {
         showOneDisk(args);
     else
         showHost(args);
-    if (args.has("init")) DiskList::instance().get(true).writeJson(ActionResultJson::instance(args.text("commfile", kDefaultJson)));
+    if (args.has("init")) {
+        ActionResultJson& json = ActionResultJson::instance(args.text("commfile", kDefaultJson));
+        DiskList::instance().get(true).writeJson(json);
+    }
     return PortIoDriver::instance().isOpen() ? err::kOk : err::kWinIoInit;
 }
 
