@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <io.h>
+
+#include <cstdio>
 #include <regex>
 #include <sstream>
 #include <vector>
@@ -95,4 +98,19 @@ TEST_F(LoggerTest, UnopenableFileLosesLinesSilently) {
     logger().open(dir_.file("missing\\sub\\x.log"));
     logger().info("lost");
     EXPECT_FALSE(zeltest::fileExists(dir_.file("missing\\sub\\x.log")));
+}
+
+TEST(Progress, OverwritesOneConsoleLineAndCapsAtHundred) {
+    zeltest::TempDir dir;
+    const std::string path = dir.file("progress.txt");
+    std::fflush(stdout);
+    int saved = _dup(_fileno(stdout));
+    FILE* redirected = std::freopen(path.c_str(), "w", stdout);
+    ASSERT_NE(redirected, nullptr);
+    zel::printProgress(42, "Write LBA", 123456789012ULL);
+    zel::printProgress(250, "Read", 7);
+    std::fflush(stdout);
+    _dup2(saved, _fileno(stdout));
+    _close(saved);
+    EXPECT_EQ(zeltest::readFile(path), "\r[42%] Write LBA 123456789012...\r[100%] Read 7...");
 }
