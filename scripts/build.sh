@@ -9,6 +9,9 @@ if [ "$what" = all ] || [ "$what" = win ]; then
   cmake --build "$root/build/win"
 fi
 if [ "$what" = all ] || [ "$what" = native ]; then
-  cmake -S "$root" -B "$root/build/native" -G Ninja -DCMAKE_BUILD_TYPE=Debug >/dev/null
+  # clang when present: it adds the libFuzzer targets to the sanitizer build.
+  compilers=()
+  if command -v clang++ >/dev/null; then compilers=(-DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++); fi
+  cmake -S "$root" -B "$root/build/native" -G Ninja -DCMAKE_BUILD_TYPE=Debug "${compilers[@]}" >/dev/null
   cmake --build "$root/build/native"
 fi

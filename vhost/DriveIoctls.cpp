@@ -76,7 +76,14 @@ BOOL VirtualHost::storageQuery(VirtualDisk& target, const uint8_t* in, DWORD inS
     if (!in || inSize < 8) return fail(ERROR_INVALID_PARAMETER);
     const uint32_t propertyId = get32(in), queryType = get32(in + 4);
     last_.propertyId = propertyId;
-    if (queryType != 0) return fail(ERROR_INVALID_FUNCTION);
+    if (queryType == 1) {  // does the property exist?
+        const bool nvmeQuery = target.description().isNvme() && target.description().driver.nvmeRoute == "stornvme";
+        *returned = 0;
+        return propertyId == 0 || propertyId == 6 || ((propertyId == 49 || propertyId == 50) && nvmeQuery)
+                   ? TRUE
+                   : fail(ERROR_INVALID_FUNCTION);
+    }
+    if (queryType != 0) return fail(ERROR_INVALID_PARAMETER);
     switch (propertyId) {
         case 0: return deviceDescriptor(target, out, outSize, returned);
         case 6: return alignmentDescriptor(target, out, outSize, returned);

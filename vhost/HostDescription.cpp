@@ -277,7 +277,6 @@ void readFaults(Reader& in, const json& disk, const std::string& where, DiskDesc
         fault.ioctl = static_cast<uint32_t>(in.number(f, "ioctl", 0, at));
         fault.version = static_cast<uint32_t>(in.number(f, "version", fault.version, at));
         fault.remaining = f.contains("times") ? static_cast<int>(in.number(f, "times", 0, at)) : -1;
-        if (fault.kind == "absent") out->absent = true;
         out->faults.push_back(fault);
     }
 }
@@ -301,6 +300,7 @@ void readIdentity(Reader& in, const json& disk, const std::string& where, DiskDe
     if (out->capacityBytes == 0) in.fail(where, "capacityBytes or sectorCount is required");
     out->satBridge = in.flag(disk, "satBridge", false, where);
     out->satStrict = in.flag(disk, "satStrict", false, where);
+    out->absent = in.flag(disk, "absent", false, where);
 }
 
 DiskDescription readDisk(Reader& in, const json& disk, const std::string& where) {

@@ -115,7 +115,7 @@ struct DiskDescription {
     uint8_t availableSpare = 100;
     std::vector<VendorAnswer> vendorAnswers;
     std::vector<FaultDescription> faults;
-    bool absent = false;
+    bool absent = false;  // described but not seen by the host
 
     // The device behind the driver: "ata", "nvme" or "scsi"; by bus type
     // when not given (3, 11: ata; 17, 8: nvme; others: scsi).

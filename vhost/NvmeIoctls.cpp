@@ -153,7 +153,7 @@ BOOL VirtualHost::portIoctl(OpenHandle& entry, DWORD code, uint8_t* in, DWORD in
 VirtualDisk* VirtualHost::nvmeOnPort(int port, const char* route, int pathId) {
     for (auto& candidate : disks_) {
         const DiskDescription& d = candidate->description();
-        if (d.absent || !d.isNvme() || d.scsiAddress.port != port || d.driver.nvmeRoute != route) continue;
+        if (candidate->hidden() || !d.isNvme() || d.scsiAddress.port != port || d.driver.nvmeRoute != route) continue;
         if (pathId >= 0 && d.scsiAddress.path != pathId) continue;
         return candidate.get();
     }
@@ -165,6 +165,7 @@ VirtualDisk* VirtualHost::nvmeOnPort(int port, const char* route, int pathId) {
 BOOL VirtualHost::nvmeMiniport(int port, uint8_t* block, DWORD size, DWORD* returned) {
     VirtualDisk* target = nvmeOnPort(port, "miniport", -1);
     if (!target) return fail(ERROR_INVALID_FUNCTION);
+    if (ioctlFault(*target, kScsiMiniport)) return FALSE;
     if (size < 152) return fail(ERROR_INVALID_PARAMETER);
     last_.dataIn = static_cast<uint8_t>(get32(block + 132));
     last_.queueId = get32(block + 136);
@@ -185,6 +186,7 @@ BOOL VirtualHost::nvmeIrst(int port, uint8_t* block, DWORD size, DWORD* returned
     last_.pathId = block[29], last_.targetId = block[30], last_.lun = block[31];
     VirtualDisk* target = nvmeOnPort(port, "irst", block[29]);
     if (!target) return fail(ERROR_INVALID_FUNCTION);
+    if (ioctlFault(*target, kScsiMiniport)) return FALSE;
     last_.queueId = get32(block + 112);
     const uint32_t offset = get32(block + 116), length = get32(block + 120);
     last_.transferLength = length;

@@ -27,6 +27,8 @@ public:
     DiskCounters& counters() { return state_.counters(description_.number); }
     void countersChanged() { state_.touch(); }
     Faults& faults() { return faults_; }
+    // Not visible on the host: absent, or without power.
+    bool hidden() { return description_.absent || faults_.has("absent") || !counters().powered; }
 
     AtaDevice* ata() { return ata_.get(); }
     ScsiTarget* scsi() { return scsi_.get(); }

@@ -95,7 +95,7 @@ HANDLE VirtualHost::openDrive(int number, DWORD access) {
 
 HANDLE VirtualHost::openPort(int port, DWORD access) {
     for (auto& disk : disks_) {
-        if (disk->description().scsiAddress.port != port || disk->description().absent) continue;
+        if (disk->description().scsiAddress.port != port || disk->hidden()) continue;
         OpenHandle entry;
         entry.kind = OpenHandle::Kind::Port;
         entry.port = port;
@@ -153,17 +153,15 @@ BOOL VirtualHost::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inS
     if (!entry) return passThrough_.deviceIoControl(handle, code, in, inSize, out, outSize, returned, overlapped);
     const std::string path = last_.path;
     last_ = DecodedRequest();
+    last_.path = path;
     last_.ioctl = code;
     last_.inSize = inSize;
     last_.outSize = outSize;
     DWORD bytes = 0;
     BOOL ok = FALSE;
     VirtualDisk* target = entry->kind == OpenHandle::Kind::Drive ? disk(entry->disk) : nullptr;
-    const FaultDescription* fault = target ? target->faults().matchUnranged("ioctl_error", -1, code) : nullptr;
-    if (fault) {
-        ok = failWith(fault->windowsError ? fault->windowsError : ERROR_IO_DEVICE);
-    } else if (target && target->faults().matchUnranged("timeout", -1, code)) {
-        ok = failWith(ERROR_SEM_TIMEOUT);
+    if (target && ioctlFault(*target, code)) {
+        ok = FALSE;
     } else if (entry->kind == OpenHandle::Kind::Volume) {
         ok = volumeIoctl(*entry, code, static_cast<uint8_t*>(out), outSize, &bytes);
     } else if (entry->kind == OpenHandle::Kind::Drive) {
@@ -172,6 +170,18 @@ BOOL VirtualHost::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inS
         ok = portIoctl(*entry, code, static_cast<uint8_t*>(in), inSize, static_cast<uint8_t*>(out), outSize, &bytes);
     }
     return finish(ok, bytes, returned, overlapped);
+}
+
+bool VirtualHost::ioctlFault(VirtualDisk& target, DWORD code) {
+    if (const FaultDescription* fault = target.faults().matchUnranged("ioctl_error", -1, code)) {
+        failWith(fault->windowsError ? fault->windowsError : ERROR_IO_DEVICE);
+        return true;
+    }
+    if (target.faults().matchUnranged("timeout", -1, code)) {
+        failWith(ERROR_SEM_TIMEOUT);
+        return true;
+    }
+    return false;
 }
 
 BOOL VirtualHost::transfer(OpenHandle& entry, uint8_t* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped,

@@ -126,6 +126,8 @@ private:
     BOOL nvmeIrst(int port, uint8_t* block, DWORD size, DWORD* returned);
     VirtualDisk* nvmeOnPort(int port, const char* route, int pathId);
 
+    // An injected IOCTL failure or time-out for this request, if one fires.
+    bool ioctlFault(VirtualDisk& disk, DWORD code);
     BOOL transfer(OpenHandle& entry, uint8_t* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped, bool write);
 
     HostDescription description_;

@@ -1,0 +1,111 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TempDir.h"
+
+using zeltest::runZelCli;
+
+namespace {
+
+class EndToEnd : public testing::Test {
+protected:
+    // Runs ZelCli.exe with the log file "run.log" in the temp folder.
+    zeltest::ChildResult runLogged(const std::string& args) {
+        return runZelCli(args + " --logdir \"" + dir_.path() + "\" --logfile run.log", dir_.path());
+    }
+    std::string log() const { return zeltest::readFile(dir_.file("run.log")); }
+    static bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+    zeltest::TempDir dir_;
+};
+
+}  // namespace
+
+TEST_F(EndToEnd, HelpPrintsUsageAndSkipsLoggingSetUp) {
+    auto run = runZelCli("--logdir \"" + dir_.path() + "\" --logfile run.log -a rw -h");
+    EXPECT_EQ(run.exitCode, 0u);
+    EXPECT_TRUE(has(run.output, "Usage:\r\n  ZelCli.exe [OPTION...]")) << run.output.substr(0, 200);
+    EXPECT_TRUE(has(run.output, "--analyze"));
+    EXPECT_FALSE(zeltest::fileExists(dir_.file("run.log")));
+}
+
+TEST_F(EndToEnd, UnknownOrMissingActionExitsWithWrongArguments) {
+    for (const char* args : {"-a PWR", "", "--action \"\""}) {
+        auto run = runLogged(args);
+        EXPECT_EQ(run.exitCode, 0x20000004u) << args;
+        EXPECT_TRUE(has(run.output, "[ZelCli] No action found!")) << args;
+        EXPECT_TRUE(has(run.output, "Usage:")) << "help follows the warning";
+    }
+    std::regex line(R"((^|\n)\d{4}-\d\d-\d\d \d\d:\d\d:\d\d,\d{3} WARNING  \[ZelCli\] No action found!\r?\n)");
+    EXPECT_TRUE(std::regex_search(log(), line)) << log();
+}
+
+TEST_F(EndToEnd, LogFileAppendsAcrossRuns) {
+    runLogged("-a none");
+    runLogged("-a none");
+    std::string text = log();
+    size_t first = text.find("No action found!");
+    ASSERT_NE(first, std::string::npos);
+    EXPECT_NE(text.find("No action found!", first + 1), std::string::npos);
+}
+
+TEST_F(EndToEnd, AbsoluteLogFileIgnoresTheLogFolder) {
+    zeltest::TempDir other;
+    auto run = runZelCli("-a x --logdir \"" + dir_.path() + "\\unused\" --logfile \"" + other.file("abs.log") + "\"");
+    EXPECT_EQ(run.exitCode, 0x20000004u);
+    EXPECT_TRUE(has(zeltest::readFile(other.file("abs.log")), "No action found!"));
+    EXPECT_FALSE(zeltest::fileExists(dir_.file("unused\\abs.log")));
+}
+
+TEST_F(EndToEnd, LogFolderWithoutLogFileWritesNoFile) {
+    auto run = runZelCli("-a x --logdir \"" + dir_.path() + "\\quiet\"", dir_.path());
+    EXPECT_EQ(run.exitCode, 0x20000004u);
+    EXPECT_FALSE(zeltest::fileExists(dir_.file("quiet\\run.log")));
+}
+
+TEST_F(EndToEnd, ActionsCheckTheirRequiredOptions) {
+    struct Case {
+        const char* args;
+        const char* warning;
+    } cases[] = {
+        {"-a rw", "Miss some options (diskid/diskmodel/disksn/diskpattern)!"},
+        {"-a rw -d 0", "Miss some options (rw)!"},
+        {"-a cmd", "Miss some options (diskid/diskmodel/disksn/diskpattern)!"},
+        {"-a pwr --disksn X", "Miss some options (pwrctrl)!"},
+        {"-a pwr --disksn X --pwrctrl on", "Miss some options (pwrid/pwrmodel)!"},
+        {"-a wkld -d 1", "Miss some options (diskid / path)!"},
+        {"-a wkld --path w.txt", "Miss some options (diskid / path)!"},
+        {"-a smart --diskmodel M", "Miss some options (diskid/disksn/diskpattern)!"},
+    };
+    for (const Case& c : cases) {
+        auto run = runLogged(c.args);
+        EXPECT_EQ(run.exitCode, 0x20000004u) << c.args;
+        EXPECT_TRUE(has(run.output, std::string("WARNING  ") + c.warning)) << c.args << "\n" << run.output;
+        EXPECT_TRUE(has(run.output, "Failed to initialize action")) << c.args;
+    }
+    EXPECT_TRUE(has(log(), "ERROR    [ZelCli] Failed to initialize action rw... (LE=0x20000004, Wrong argument "
+                           "list for this application.)"));
+}
+
+TEST_F(EndToEnd, WkldIsAcceptedAlthoughHelpDoesNotListIt) {
+    auto run = runLogged("-a wkld -d 1 --path w.txt");
+    EXPECT_FALSE(has(run.output, "No action found!"));
+    EXPECT_NE(run.exitCode, 0x20000004u);
+}
+
+TEST_F(EndToEnd, GlobalCommandsAnswerBeforeActions) {
+    auto monitor = runLogged("--monitor -a rw");
+    EXPECT_EQ(monitor.exitCode, 1u) << "monitor without a disk";
+    auto update = runLogged("--update-driver \"\"");
+    EXPECT_EQ(update.exitCode, 0x20000004u) << "empty INF path";
+    auto remove = runLogged("--delete-driver \"\"");
+    EXPECT_EQ(remove.exitCode, 0x20000004u) << "empty keyword";
+}
+
+TEST_F(EndToEnd, ParserErrorsAreNotCaught) {
+    auto run = runZelCli("--no-such-option");
+    EXPECT_NE(run.exitCode, 0u);
+    EXPECT_TRUE(has(run.output, "no-such-option")) << run.output;
+}

@@ -1,0 +1,59 @@
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include "core/ErrorCodes.h"
+
+using zel::errorText;
+
+TEST(ErrorCodes, OwnCodesFormatWithTheirText) {
+    EXPECT_EQ(errorText(0x20000000), "(LE=0x20000000, Success.)");
+    EXPECT_EQ(errorText(0x20000007), "(LE=0x20000007, Disk not found!)");
+    EXPECT_EQ(errorText(0x2000000D), "(LE=0x2000000D, Failed to precondtion DUT.)");
+    EXPECT_EQ(errorText(0x20000018), "(LE=0x20000018, Reach timeout when running subprocess)");
+    EXPECT_EQ(errorText(0x20000141), "(LE=0x20000141, Failed to execute command in workload file.)");
+}
+
+TEST(ErrorCodes, OwnCodeWithoutRowGivesShortForm) {
+    EXPECT_EQ(errorText(0x20000200), "(LE=0x20000200)");
+    EXPECT_EQ(errorText(0x20000002), "(LE=0x20000002)");
+    EXPECT_EQ(errorText(0x3FFFFFFF), "(LE=0x3FFFFFFF)");
+}
+
+TEST(ErrorCodes, TableHoldsOnlyOwnCodesInGroups) {
+    const auto& table = zel::errorTable();
+    EXPECT_EQ(table.size(), 60u);
+    for (const auto& row : table) {
+        EXPECT_TRUE(row.first & 0x20000000) << std::hex << row.first;
+        EXPECT_NE(std::string(row.second), "");
+    }
+    EXPECT_EQ(table.count(0x20000002), 0u);
+    EXPECT_EQ(table.count(0x2000001F), 1u);
+    EXPECT_EQ(table.count(0x20000020), 0u);
+}
+
+TEST(ErrorCodes, SystemCodesUseTheTrimmedWindowsMessage) {
+    std::string text = errorText(ERROR_FILE_NOT_FOUND);
+    ASSERT_EQ(text.rfind("(LE=0x2, ", 0), 0u) << text;
+    EXPECT_EQ(text.back(), ')');
+    std::string message = text.substr(9, text.size() - 10);
+    EXPECT_FALSE(message.empty());
+    EXPECT_EQ(message.find_first_of("\r\n"), std::string::npos);
+    EXPECT_NE(message.front(), ' ');
+    EXPECT_NE(message.back(), ' ');
+    EXPECT_EQ(errorText(ERROR_CRC).rfind("(LE=0x17, ", 0), 0u);
+}
+
+TEST(ErrorCodes, SystemCodeWithoutMessageStillFormats) {
+    EXPECT_EQ(errorText(0x0FFFFFF1), "(LE=0xFFFFFF1, )");
+}
+
+TEST(ErrorCodes, LastErrorIsSharedWithWindows) {
+    zel::setLastError(0x20000123);
+    EXPECT_EQ(zel::lastError(), 0x20000123u);
+    EXPECT_EQ(GetLastError(), 0x20000123u);
+
+    SetLastError(ERROR_ACCESS_DENIED);
+    EXPECT_EQ(zel::takeSystemLastError(), static_cast<zel::ErrorCode>(ERROR_ACCESS_DENIED));
+    EXPECT_EQ(zel::lastError(), static_cast<zel::ErrorCode>(ERROR_ACCESS_DENIED));
+}

@@ -1,0 +1,45 @@
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include "core/IniFile.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TempDir.h"
+
+TEST(IniFile, ConstructionCreatesAnEmptyFile) {
+    zeltest::TempDir dir;
+    const std::string path = dir.file("out.ini");
+    zel::IniFile ini(path);
+    EXPECT_TRUE(zeltest::fileExists(path));
+    EXPECT_EQ(zeltest::readFile(path), "");
+}
+
+TEST(IniFile, RelativePathIsResolvedToFullPath) {
+    zeltest::TempDir dir;
+    ASSERT_TRUE(SetCurrentDirectoryA(dir.path().c_str()));
+    zel::IniFile ini("rel.ini");
+    EXPECT_EQ(std::string(ini.path()), dir.file("rel.ini"));
+    EXPECT_TRUE(zeltest::fileExists(dir.file("rel.ini")));
+}
+
+TEST(IniFile, WritesAndReadsThroughProfileCalls) {
+    zeltest::TempDir dir;
+    zel::IniFile ini(dir.file("r.ini"));
+    EXPECT_TRUE(ini.writeText("Thread0", "result", "PASS"));
+    EXPECT_TRUE(ini.writeNumber("Thread0", "code", -5));
+    EXPECT_TRUE(ini.writeText("Other", "blank", "   "));
+    EXPECT_EQ(ini.readText("Thread0", "result"), "PASS");
+    EXPECT_EQ(ini.readText("Thread0", "code"), "-5");
+    EXPECT_TRUE(ini.hasValue("Thread0", "code"));
+    EXPECT_FALSE(ini.hasValue("Other", "blank")) << "white space only counts as empty";
+    EXPECT_FALSE(ini.hasValue("Thread0", "absent"));
+    std::string text = zeltest::readFile(dir.file("r.ini"));
+    EXPECT_NE(text.find("[Thread0]"), std::string::npos);
+    EXPECT_NE(text.find("result=PASS"), std::string::npos);
+}
+
+TEST(IniFile, EmptyPathWritesNothing) {
+    zel::IniFile ini("");
+    EXPECT_FALSE(ini.writeText("s", "k", "v"));
+    EXPECT_FALSE(ini.writeNumber("s", "k", 1));
+}

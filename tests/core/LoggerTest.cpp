@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include <io.h>
+
+#include <cstdio>
+#include <regex>
+#include <sstream>
+#include <vector>
+
+#include "core/Logger.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        out.push_back(line);
+    }
+    return out;
+}
+
+class LoggerTest : public testing::Test {
+protected:
+    void SetUp() override { logger().setConsoleEcho(false); }
+    void TearDown() override {
+        logger().open("");
+        logger().setLevels(50, zel::kInfo);
+    }
+    static zel::Logger& logger() { return zel::Logger::instance(); }
+    zeltest::TempDir dir_;
+};
+
+}  // namespace
+
+TEST_F(LoggerTest, LineFormatAndThreshold) {
+    logger().setLevels(50, zel::kInfo);
+    logger().open(dir_.file("a.log"));
+    logger().debug("hidden");
+    logger().info("shown");
+    zel::logWarning("value=%d", 7);
+    zel::logError("[X] bad");
+    logger().open("");
+
+    auto got = lines(zeltest::readFile(dir_.file("a.log")));
+    ASSERT_EQ(got.size(), 3u);
+    const std::string stamp = R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d,\d{3} )";
+    EXPECT_TRUE(std::regex_match(got[0], std::regex(stamp + "INFO     shown"))) << got[0];
+    EXPECT_TRUE(std::regex_match(got[1], std::regex(stamp + "WARNING  value=7"))) << got[1];
+    EXPECT_TRUE(std::regex_match(got[2], std::regex(stamp + R"(ERROR    \[X\] bad)"))) << got[2];
+}
+
+TEST_F(LoggerTest, DebugThresholdAndUpperBound) {
+    logger().setLevels(10, zel::kDebug);  // the upper bound is always 50
+    EXPECT_TRUE(logger().enabled(zel::kError));
+    logger().open(dir_.file("d.log"));
+    zel::logDebug("Disk%d exists", 3);
+    logger().open("");
+    auto got = lines(zeltest::readFile(dir_.file("d.log")));
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_NE(got[0].find(" DEBUG    Disk3 exists"), std::string::npos) << got[0];
+}
+
+TEST_F(LoggerTest, AppendsToAnExistingFile) {
+    logger().open(dir_.file("b.log"));
+    logger().info("first");
+    logger().open("");
+    logger().open(dir_.file("b.log"));
+    logger().info("second");
+    logger().open("");
+    auto got = lines(zeltest::readFile(dir_.file("b.log")));
+    ASSERT_EQ(got.size(), 2u);
+    EXPECT_NE(got[0].find("first"), std::string::npos);
+    EXPECT_NE(got[1].find("second"), std::string::npos);
+}
+
+TEST_F(LoggerTest, SendLinesGoToTheFileAtDebugOnly) {
+    logger().setLevels(50, zel::kDebug);
+    logger().open(dir_.file("s.log"));
+    zel::logSendLine("[P] Send command: OPC=%X", 6);
+    logger().open("");
+    auto got = lines(zeltest::readFile(dir_.file("s.log")));
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_NE(got[0].find(" DEBUG    [P] Send command: OPC=6"), std::string::npos);
+}
+
+TEST_F(LoggerTest, DirectoryAlwaysEndsWithBackslash) {
+    logger().setDirectory("C:\\logs");
+    EXPECT_EQ(logger().directory(), "C:\\logs\\");
+    logger().setDirectory("C:\\logs\\");
+    EXPECT_EQ(logger().directory(), "C:\\logs\\");
+}
+
+TEST_F(LoggerTest, UnopenableFileLosesLinesSilently) {
+    logger().open(dir_.file("missing\\sub\\x.log"));
+    logger().info("lost");
+    EXPECT_FALSE(zeltest::fileExists(dir_.file("missing\\sub\\x.log")));
+}
+
+TEST(Progress, OverwritesOneConsoleLineAndCapsAtHundred) {
+    zeltest::TempDir dir;
+    const std::string path = dir.file("progress.txt");
+    std::fflush(stdout);
+    int saved = _dup(_fileno(stdout));
+    FILE* redirected = std::freopen(path.c_str(), "w", stdout);
+    ASSERT_NE(redirected, nullptr);
+    zel::printProgress(42, "Write LBA", 123456789012ULL);
+    zel::printProgress(250, "Read", 7);
+    std::fflush(stdout);
+    _dup2(saved, _fileno(stdout));
+    _close(saved);
+    EXPECT_EQ(zeltest::readFile(path), "\r[42%] Write LBA 123456789012...\r[100%] Read 7...");
+}

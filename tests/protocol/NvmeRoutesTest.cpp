@@ -263,3 +263,13 @@ TEST(ProtocolRegistry, CodesAndTheirRoutes) {
     EXPECT_THROW(createProtocol(3), std::bad_function_call);
     EXPECT_THROW(createProtocol(0), std::bad_function_call);
 }
+
+TEST(NvmeProtocolByIrst, FailedIoctlReturnsFalseWithoutALine) {
+    InstalledHost installed(zeltest::routeHost(R"("faults": [{"kind": "ioctl_error", "ioctl": "0x4D008", "windowsError": 1117}])", 2));
+    LogCapture log;
+    std::vector<uint8_t> data(4096);
+    NvmeCommand controller = identifyController(2);
+    EXPECT_FALSE(createProtocol(protocolcode::kNvmeByIrst)->sendCommand(2u, data.data(), 4096, &controller));
+    EXPECT_EQ(lastError(), 1117u);
+    EXPECT_FALSE(log.contains("WARNING"));
+}

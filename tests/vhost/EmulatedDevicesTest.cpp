@@ -224,10 +224,12 @@ TEST(HostState, CountersSurviveASaveAndLoad) {
         HostState state(folder.file("host.json.state"));
         DiskCounters& counters = state.counters(3);
         EXPECT_GT(counters.firstUse, 0) << "first use stamped";
-        counters.powerCycles = 17;
+        counters.powerCycles = 16;
         counters.bytesWritten = 12345;
         counters.powered = false;
         ASSERT_TRUE(state.save());
+        counters.powerCycles = 17;
+        ASSERT_TRUE(state.save()) << "a second save replaces the file";
     }
     HostState state(folder.file("host.json.state"));
     std::string problem;

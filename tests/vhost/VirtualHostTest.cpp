@@ -66,6 +66,14 @@ TEST(VirtualHostDrive, DescriptorAlignmentGeometryAndAddress) {
     EXPECT_EQ(returned, 8u);
     EXPECT_EQ(address[4], 5) << "port number";
 
+    query.QueryType = PropertyExistsQuery;
+    EXPECT_TRUE(api.deviceIoControl(drive.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, 12, nullptr, 0, &returned,
+                                    nullptr));
+    query.PropertyId = static_cast<STORAGE_PROPERTY_ID>(49);
+    EXPECT_FALSE(api.deviceIoControl(drive.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, 12, nullptr, 0, &returned,
+                                     nullptr))
+        << "a USB disk has no NVMe protocol data";
+    query.QueryType = PropertyStandardQuery;
     query.PropertyId = static_cast<STORAGE_PROPERTY_ID>(99);
     EXPECT_FALSE(api.deviceIoControl(drive.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, 12, buffer.data(), 1024,
                                      &returned, nullptr));
