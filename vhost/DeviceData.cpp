@@ -91,11 +91,9 @@ std::vector<uint8_t> firmwareSlotLog(const DiskDescription& disk) {
 
 // Host-initiated telemetry: a 512-byte header, then three data areas of
 // one, two and three blocks with a recognisable pattern.
-std::vector<uint8_t> telemetryLog(const DiskDescription& disk, const DiskCounters& c) {
+std::vector<uint8_t> telemetryLog(const DiskCounters& c) {
     std::vector<uint8_t> page(512 * 4, 0);
     page[0] = 0x07;
-    const uint32_t ieee = disk.pci.vendorId;
-    page[5] = static_cast<uint8_t>(ieee), page[6] = static_cast<uint8_t>(ieee >> 8);
     put16(page, 8, 1);
     put16(page, 10, 2);
     put16(page, 12, 3);
@@ -247,7 +245,7 @@ std::vector<uint8_t> nvmeLogPage(const DiskDescription& disk, const DiskCounters
         case 0x01: return std::vector<uint8_t>(64 * 64, 0);
         case 0x02: return healthLog(disk, counters, now);
         case 0x03: return firmwareSlotLog(disk);
-        case 0x07: return telemetryLog(disk, counters);
+        case 0x07: return telemetryLog(counters);
         default: return {};
     }
 }

@@ -29,7 +29,7 @@ uint64_t DiskImage::fileSize() {
 }
 
 bool DiskImage::read(uint64_t offset, void* data, uint64_t size) {
-    if (offset + size > capacity_) return false;
+    if (offset > capacity_ || size > capacity_ - offset) return false;
     std::memset(data, 0, size);
     std::error_code error;
     if (!file_.is_open() && !std::filesystem::exists(path_, error)) return true;  // nothing written yet
@@ -45,7 +45,7 @@ bool DiskImage::read(uint64_t offset, void* data, uint64_t size) {
 }
 
 bool DiskImage::write(uint64_t offset, const void* data, uint64_t size) {
-    if (offset + size > capacity_ || !open()) return false;
+    if (offset > capacity_ || size > capacity_ - offset || !open()) return false;
     file_.clear();
     file_.seekp(static_cast<std::streamoff>(offset));
     file_.write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
@@ -55,7 +55,7 @@ bool DiskImage::write(uint64_t offset, const void* data, uint64_t size) {
 }
 
 bool DiskImage::discard(uint64_t offset, uint64_t size) {
-    if (offset + size > capacity_ || !open()) return false;
+    if (offset > capacity_ || size > capacity_ - offset || !open()) return false;
     const uint64_t stored = fileSize();
     if (offset >= stored) return true;
     const uint64_t length = stored - offset < size ? stored - offset : size;

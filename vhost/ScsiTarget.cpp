@@ -114,7 +114,7 @@ ScsiResult ScsiTarget::readCapacity(bool sixteen, uint8_t* data, uint32_t size) 
 ScsiResult ScsiTarget::readWrite(uint64_t lba, uint32_t blocks, bool write, uint8_t* data, uint32_t size) {
     const DiskDescription& d = disk_.description();
     const uint64_t bytes = static_cast<uint64_t>(blocks) * d.logicalSectorSize;
-    if (lba + blocks > d.sectorCount()) return checkCondition(0x05, 0x21, 0x00);
+    if (lba > d.sectorCount() || blocks > d.sectorCount() - lba) return checkCondition(0x05, 0x21, 0x00);
     if (bytes > size) return checkCondition(0x05, 0x24, 0x00);
     const uint64_t offset = lba * d.logicalSectorSize;
     const VirtualDisk::MediaResult result = write ? disk_.writeMedia(offset, data, bytes) : disk_.readMedia(offset, data, bytes);

@@ -23,10 +23,15 @@ VirtualDisk::VirtualDisk(const DiskDescription& description, HostState& state)
 
 VirtualDisk::~VirtualDisk() = default;
 
+bool VirtualDisk::inRange(uint64_t offset, uint64_t size) const {
+    const uint64_t capacity = description_.capacityBytes;
+    return offset <= capacity && size <= capacity - offset;
+}
+
 VirtualDisk::MediaResult VirtualDisk::readMedia(uint64_t offset, uint8_t* data, uint64_t size) {
     const uint64_t sector = description_.logicalSectorSize;
     const uint64_t lba = offset / sector, count = (size + sector - 1) / sector;
-    if (offset + size > description_.capacityBytes) return MediaResult::OutOfRange;
+    if (!inRange(offset, size)) return MediaResult::OutOfRange;
     if (faults_.match("media_error", -1, lba, count)) {
         ++counters().mediaErrors;
         ++counters().errorLogEntries;
@@ -48,7 +53,7 @@ VirtualDisk::MediaResult VirtualDisk::readMedia(uint64_t offset, uint8_t* data, 
 
 VirtualDisk::MediaResult VirtualDisk::writeMedia(uint64_t offset, const uint8_t* data, uint64_t size) {
     const uint64_t sector = description_.logicalSectorSize;
-    if (offset + size > description_.capacityBytes) return MediaResult::OutOfRange;
+    if (!inRange(offset, size)) return MediaResult::OutOfRange;
     if (faults_.match("crc_error", -1, offset / sector, (size + sector - 1) / sector)) return MediaResult::CrcError;
     if (!image_.write(offset, data, size)) return MediaResult::OutOfRange;
     counters().bytesWritten += size;

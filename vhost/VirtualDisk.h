@@ -36,6 +36,7 @@ public:
 
     // Media access shared by every route, in bytes; applies the media faults.
     enum class MediaResult { Ok, OutOfRange, MediaError, CrcError };
+    bool inRange(uint64_t offset, uint64_t size) const;
     MediaResult readMedia(uint64_t offset, uint8_t* data, uint64_t size);
     MediaResult writeMedia(uint64_t offset, const uint8_t* data, uint64_t size);
 
