@@ -9,17 +9,12 @@ bool ActionBase::missOptions(const char* message) {
     return false;
 }
 
-bool ActionBase::hasDiskSelector(const zel::ParseResult& options, bool acceptModel) {
-    return options.has("diskid") || (acceptModel && options.has("diskmodel")) || options.has("disksn") ||
-           options.has("diskpattern");
-}
-
 bool ActionBase::lookupDisk(const zel::ParseResult& options) {
     disk_ = zel::findSelectedDisk(options);
     return disk_ != nullptr;
 }
 
 bool ActionBase::selectDisk(const zel::ParseResult& options, const char* missingMessage, bool acceptModel) {
-    if (!hasDiskSelector(options, acceptModel)) return missOptions(missingMessage);
+    if (!zel::hasDiskSelector(options, acceptModel)) return missOptions(missingMessage);
     return lookupDisk(options);
 }

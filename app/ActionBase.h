@@ -20,9 +20,6 @@ public:
     virtual zel::ErrorCode execute(const zel::ParseResult& options) = 0;
 
 protected:
-    // diskid, diskmodel (unless excluded), disksn or diskpattern given.
-    static bool hasDiskSelector(const zel::ParseResult& options, bool acceptModel = true);
-
     // Looks the selected disk up in the disk list; false with the last error.
     bool lookupDisk(const zel::ParseResult& options);
 

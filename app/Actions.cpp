@@ -1,5 +1,7 @@
 #include "app/Actions.h"
 
+#include "app/DiskSelection.h"
+
 #include "core/Logger.h"
 
 namespace {
@@ -14,7 +16,7 @@ zel::ErrorCode notYetSupported() {
 }  // namespace
 
 bool ActionPowerSwitch::init(const zel::ParseResult& options) {
-    if (!hasDiskSelector(options)) return missOptions(kMissDisk);
+    if (!zel::hasDiskSelector(options)) return missOptions(kMissDisk);
     if (!options.has("pwrctrl")) return missOptions("Miss some options (pwrctrl)!");
     if (!options.has("pwrid") && !options.has("pwrmodel")) return missOptions("Miss some options (pwrid/pwrmodel)!");
     return lookupDisk(options);
@@ -23,7 +25,7 @@ bool ActionPowerSwitch::init(const zel::ParseResult& options) {
 zel::ErrorCode ActionPowerSwitch::execute(const zel::ParseResult&) { return notYetSupported(); }
 
 bool ActionRw::init(const zel::ParseResult& options) {
-    if (!hasDiskSelector(options)) return missOptions(kMissDisk);
+    if (!zel::hasDiskSelector(options)) return missOptions(kMissDisk);
     if (!options.has("rw")) return missOptions("Miss some options (rw)!");
     return lookupDisk(options);
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "app/DiskSelection.h"
 #include "core/ActionResultJson.h"
 #include "core/IniFile.h"
 #include "core/Logger.h"
@@ -30,15 +31,6 @@ Outcome notSupported(const char* option) {
 
 const char kDefaultIni[] = "zelcli_output.ini";
 const char kDefaultJson[] = "zelcli_actres.json";
-
-bool hasDiskSelector(const ParseResult& args) {
-    return args.has("diskid") || args.has("diskmodel") || args.has("disksn") || args.has("diskpattern");
-}
-
-DiskBase* lookUpDisk(const ParseResult& args, bool fullBuild) {
-    return DiskList::instance().get(fullBuild).findDisk(args.integer("diskid", -1), args.text("diskmodel", ""),
-                                                        args.text("disksn", ""), args.text("diskpattern", ""));
-}
 
 void showOneDisk(const ParseResult& args) {
     DiskBase* disk = lookUpDisk(args, true);

@@ -34,6 +34,14 @@ void failWith(ErrorCode code, const char* line) {
     setLastError(code);
 }
 
+// Logs an IOCTL failure with the line's format and passes the Windows error on.
+bool failIoctl(const char* format, DWORD returned) {
+    const DWORD error = ::GetLastError();
+    logWarning(format, static_cast<int>(returned), static_cast<unsigned>(error));
+    setLastError(error);
+    return false;
+}
+
 HANDLE openPort(uint32_t diskNumber, uint8_t* pathId) {
     const std::string path = findPortPath(diskNumber, nullptr, pathId);
     return deviceApi().createFile(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -70,13 +78,8 @@ bool NvmeProtocolByStornvme::sendQuery(HANDLE handle, uint8_t* buffer, uint32_t 
     const BOOL ok = deviceApi().deviceIoControl(handle, ioctl::kStorageQueryProperty, block.get(),
                                                 kNvmeQueryBufferSize, block.get(), kNvmeQueryBufferSize, &returned,
                                                 nullptr);
-    if (!ok || returned == 0) {
-        const DWORD error = ::GetLastError();
-        logWarning("[NvmeProtocolByStornvme] command failed. returnedLength=%d, LE=0x%X.", static_cast<int>(returned),
-                   static_cast<unsigned>(error));
-        setLastError(error);
-        return false;
-    }
+    if (!ok || returned == 0)
+        return failIoctl("[NvmeProtocolByStornvme] command failed. returnedLength=%d, LE=0x%X.", returned);
     StorageProtocolDataDescriptor descriptor;
     std::memcpy(&descriptor, block.get(), sizeof descriptor);
     storeQueryCompletion(command, descriptor);
@@ -110,13 +113,8 @@ bool NvmeProtocolByStornvme::sendProtocolCommand(HANDLE handle, uint8_t* buffer,
     DWORD returned = 0;
     const BOOL ok = deviceApi().deviceIoControl(handle, ioctl::kStorageProtocolCommand, block.get(), total,
                                                 block.get(), total, &returned, nullptr);
-    if (!ok || returned == 0) {
-        const DWORD error = ::GetLastError();
-        logWarning("[NvmeProtocolByStornvme] command failed. returnedLength=%d, LE=0x%X.", static_cast<int>(returned),
-                   static_cast<unsigned>(error));
-        setLastError(error);
-        return false;
-    }
+    if (!ok || returned == 0)
+        return failIoctl("[NvmeProtocolByStornvme] command failed. returnedLength=%d, LE=0x%X.", returned);
     StorageProtocolCommand head;
     std::memcpy(&head, block.get(), sizeof head);
     storeProtocolCommandCompletion(command, head.FixedProtocolReturnData, head.ErrorCode);
@@ -165,11 +163,7 @@ bool NvmeProtocolByScsiMiniport::sendCommand(uint32_t diskNumber, uint8_t* buffe
         if (command.direction == nvmedir::kFromDevice) std::memcpy(buffer, data, dataSize);
         return true;
     }
-    const DWORD error = ::GetLastError();
-    logWarning("[NvmeProtocolByScsiMiniport] command failed. returnedLength=%d, LE=0x%X.", static_cast<int>(returned),
-               static_cast<unsigned>(error));
-    setLastError(error);
-    return false;
+    return failIoctl("[NvmeProtocolByScsiMiniport] command failed. returnedLength=%d, LE=0x%X.", returned);
 }
 
 bool NvmeProtocolByIrst::sendCommand(uint32_t diskNumber, uint8_t* buffer, uint32_t dataSize, void* record) {
