@@ -266,24 +266,6 @@ TEST(VirtualHostSelection, PathsItDoesNotOwnReachWindows) {
     EXPECT_EQ(installed.host().openHandleCount(), 0u);
 }
 
-TEST(VirtualHostExample, BundledHostLoadsWithOneDiskPerRoute) {
-    zel::vhost::HostDescription host;
-    std::string problem;
-    ASSERT_TRUE(zel::vhost::loadHostDescription(std::string("Z:") + ZEL_SOURCE_DIR + "/vhost/examples/host.json",
-                                                &host, &problem))
-        << problem;
-    ASSERT_GE(host.disks.size(), 6u);
-    EXPECT_TRUE(host.disk(0)->isAta());
-    EXPECT_EQ(host.disk(0)->busType, 11u);
-    EXPECT_EQ(host.disk(1)->driver.nvmeRoute, "stornvme");
-    EXPECT_EQ(host.disk(2)->busType, 8u);
-    EXPECT_EQ(host.disk(2)->driver.nvmeRoute, "irst");
-    EXPECT_EQ(host.disk(3)->driver.nvmeRoute, "miniport");
-    EXPECT_EQ(host.disk(4)->busType, 7u);
-    EXPECT_TRUE(host.disk(5)->satBridge);
-    EXPECT_EQ(host.disk(6)->busType, 1u);
-}
-
 // The seam is chosen once per process, so the choice is checked in a child
 // run of this binary with ZELCLI_VHOST set.
 TEST(VirtualHostSelection, EnvironmentVariableChoosesTheHost) {
