@@ -114,17 +114,7 @@ TEST(DiskCommandsEndToEnd, InitJsonAndItsReturnThroughCommfile) {
     const nlohmann::ordered_json doc = nlohmann::ordered_json::parse(zeltest::readFile(dir.file("disks.json")));
     const auto& drives = doc.at("drive_info_list");
     ASSERT_EQ(drives.size(), 2u);  // absent and out-of-range disks are not listed
-    const char* keys[] = {"model", "sn", "fw_rev", "disk_type", "protocol_type", "bus", "dev", "fun", "vid", "did",
-                          "hwid", "base_addr", "link_speed", "link_width", "link_str", "mps", "mps_str",
-                          "pxcap_offset", "pmcap_offset", "disk_info_list"};
-    for (const auto& drive : drives) {
-        size_t i = 0;
-        for (auto it = drive.begin(); it != drive.end(); ++it) ASSERT_EQ(it.key(), keys[i++]);
-        EXPECT_EQ(i, 20u);
-        EXPECT_TRUE(drive["disk_type"].is_number_integer());
-        EXPECT_TRUE(drive["base_addr"].is_number_unsigned());
-        EXPECT_TRUE(drive["mps_str"].is_string());
-    }
+    // Key order and value types are the records' own, checked with them.
     const auto& sata = drives[0];
     EXPECT_EQ(sata["model"], "Small SATA");
     EXPECT_EQ(sata["disk_type"], 1);

@@ -6,6 +6,7 @@
 #include "disk/DiskList.h"
 #include "disk/PortIoDriver.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Commands.h"
 #include "tests/support/InstalledHost.h"
 #include "tests/support/TestHosts.h"
 
@@ -22,16 +23,6 @@ protected:
     }
 };
 
-// ATA strings are stored with the bytes of each word swapped.
-std::string ataString(const std::vector<uint8_t>& data, size_t firstWord, size_t words) {
-    std::string text;
-    for (size_t w = firstWord; w < firstWord + words; ++w) {
-        text.push_back(static_cast<char>(data[2 * w + 1]));
-        text.push_back(static_cast<char>(data[2 * w]));
-    }
-    return text.substr(0, text.find_last_not_of(' ') + 1);
-}
-
 TEST_F(DiskOnVirtualHost, DeviceCommandsThroughEachDisksProtocol) {
     zeltest::InstalledHost installed(zeltest::routeHost());
     zel::DiskList& list = zel::DiskList::instance().get(false);
@@ -42,7 +33,7 @@ TEST_F(DiskOnVirtualHost, DeviceCommandsThroughEachDisksProtocol) {
     std::vector<uint8_t> identify;
     ASSERT_EQ(sata->identify(&identify), 0u);
     ASSERT_EQ(identify.size(), 512u);
-    EXPECT_EQ(ataString(identify, 27, 20), "Test SATA SSD");
+    EXPECT_EQ(zeltest::ataString(identify.data(), 27, 20), "Test SATA SSD");
     std::vector<uint8_t> smart;
     ASSERT_EQ(sata->readSmartData(&smart), 0u);
     // Attribute table from byte 2, 12 bytes per entry; id 5 carries raw value 7.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "protocol/PassThroughBuilders.h"
+#include "tests/support/Commands.h"
 
 using namespace zel;
 
@@ -16,13 +17,7 @@ std::vector<uint8_t> cdbOf(const ScsiCommand& command) {
 }
 
 AtaCommand ata(uint8_t opcode, uint16_t flags, uint64_t lba = 0, uint8_t device = 0xA0) {
-    AtaCommand command;
-    command.command = opcode;
-    command.flags = flags;
-    command.lba = lba;
-    command.device = device;
-    command.count = 1;
-    return command;
+    return zeltest::ataCommand(opcode, flags, lba, 1, device);
 }
 
 }  // namespace
