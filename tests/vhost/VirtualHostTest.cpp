@@ -15,16 +15,8 @@
 
 using zeltest::InstalledHost;
 
-namespace {
-
-std::string stringAt(const std::vector<uint8_t>& buffer, DWORD offset) {
-    return offset ? std::string(reinterpret_cast<const char*>(buffer.data() + offset)) : std::string();
-}
-
-}  // namespace
-
-TEST(VirtualHostDrive, DescriptorAlignmentGeometryAndAddress) {
-    InstalledHost installed(zeltest::routeHost(R"("logicalSectorSize": 4096, "sectorCount": 16384)", 5));
+TEST(VirtualHostDrive, DescriptorGeometryAddressAndQueries) {
+    InstalledHost installed(zeltest::routeHost());
     zel::SharedHandle drive = zel::openPhysicalDrive(5, FILE_ATTRIBUTE_NORMAL);
     ASSERT_TRUE(drive);
     zel::DeviceApi& api = zel::deviceApi();
@@ -36,29 +28,16 @@ TEST(VirtualHostDrive, DescriptorAlignmentGeometryAndAddress) {
     DWORD returned = 0;
     ASSERT_TRUE(api.deviceIoControl(drive.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, 12, buffer.data(), 1024,
                                     &returned, nullptr));
+    // Strings, sizes and sector counts reach the disk list through its parsers,
+    // which are checked against these structures; here only what it ignores.
     const auto* descriptor = reinterpret_cast<const STORAGE_DEVICE_DESCRIPTOR*>(buffer.data());
     EXPECT_EQ(descriptor->Version, sizeof(STORAGE_DEVICE_DESCRIPTOR));
     EXPECT_EQ(descriptor->Size, returned);
-    EXPECT_EQ(descriptor->BusType, BusTypeUsb);
     EXPECT_TRUE(descriptor->RemovableMedia);
-    EXPECT_EQ(stringAt(buffer, descriptor->VendorIdOffset), "Stick");
-    EXPECT_EQ(stringAt(buffer, descriptor->ProductIdOffset), "USB DISK");
-    EXPECT_EQ(stringAt(buffer, descriptor->ProductRevisionOffset), "1.00");
-    EXPECT_EQ(stringAt(buffer, descriptor->SerialNumberOffset), "USB0005");
-
-    query.PropertyId = StorageAccessAlignmentProperty;
-    STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR alignment{};
-    ASSERT_TRUE(api.deviceIoControl(drive.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, 12, &alignment,
-                                    sizeof alignment, &returned, nullptr));
-    EXPECT_EQ(alignment.BytesPerLogicalSector, 4096u);
-    EXPECT_EQ(alignment.BytesPerPhysicalSector, 4096u);
-
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&buffer[descriptor->VendorIdOffset])), "Stick");
     DISK_GEOMETRY_EX geometry{};
     ASSERT_TRUE(api.deviceIoControl(drive.get(), IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, nullptr, 0, &geometry, 40,
                                     &returned, nullptr));
-    EXPECT_EQ(returned, 40u);
-    EXPECT_EQ(geometry.DiskSize.QuadPart, 16384LL * 4096);
-    EXPECT_EQ(geometry.Geometry.BytesPerSector, 4096u);
     EXPECT_EQ(geometry.Geometry.MediaType, RemovableMedia);
 
     uint8_t address[8] = {};
@@ -80,8 +59,8 @@ TEST(VirtualHostDrive, DescriptorAlignmentGeometryAndAddress) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_FUNCTION));
 }
 
-TEST(VirtualHostDrive, OpensOnlyDescribedDisksAndClosesItsTokens) {
-    InstalledHost installed(zeltest::routeHost());
+TEST(VirtualHostDrive, OpensOnlyDescribedPresentDisksAndClosesItsTokens) {
+    InstalledHost installed(zeltest::routeHost(R"("faults": [{"kind": "absent"}])", 3));
     zel::DeviceApi& api = zel::deviceApi();
     HANDLE missing = api.createFile("\\\\.\\PhysicalDrive9", GENERIC_READ, 3, OPEN_EXISTING, 0);
     EXPECT_EQ(missing, INVALID_HANDLE_VALUE);
@@ -96,10 +75,15 @@ TEST(VirtualHostDrive, OpensOnlyDescribedDisksAndClosesItsTokens) {
     EXPECT_TRUE(api.closeHandle(second));
     EXPECT_EQ(installed.host().openHandleCount(), 0u);
     EXPECT_FALSE(api.closeHandle(first)) << "a closed token is no longer the host's and not a valid handle";
-    HANDLE port = api.createFile("\\\\.\\SCSI3:", GENERIC_READ | GENERIC_WRITE, 3, OPEN_EXISTING, 0);
+    HANDLE port = api.createFile("\\\\.\\SCSI2:", GENERIC_READ | GENERIC_WRITE, 3, OPEN_EXISTING, 0);
     EXPECT_NE(port, INVALID_HANDLE_VALUE);
     api.closeHandle(port);
     EXPECT_EQ(api.createFile("\\\\.\\SCSI7:", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(api.createFile("\\\\.\\PhysicalDrive3", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE)
+        << "absent";
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(api.createFile("\\\\.\\SCSI3:", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE)
+        << "an absent disk's port goes with it";
 }
 
 namespace {
@@ -222,17 +206,6 @@ TEST(VirtualHostFaults, DriveLevelFaults) {
     EXPECT_TRUE(readAt(40, 512)) << "the media error was set to fire once";
     EXPECT_EQ(installed.host().disk(0)->counters().mediaErrors, 1u);
     api.closeHandle(drive);
-}
-
-TEST(VirtualHostFaults, AbsentDiskCannotBeOpened) {
-    InstalledHost installed(zeltest::routeHost(R"("faults": [{"kind": "absent"}])", 3));
-    EXPECT_EQ(openDrive(3), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-    EXPECT_EQ(zel::deviceApi().createFile("\\\\.\\SCSI3:", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE)
-        << "its port goes with it";
-    HANDLE other = openDrive(1);
-    EXPECT_NE(other, INVALID_HANDLE_VALUE);
-    zel::deviceApi().closeHandle(other);
 }
 
 TEST(VirtualHostSelection, LoadFailuresAreReportedAndLeaveNoDisks) {
