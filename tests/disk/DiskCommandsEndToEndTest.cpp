@@ -62,6 +62,11 @@ TEST(DiskCommandsEndToEnd, MissingDiskAnswers) {
     EXPECT_EQ(runZelCli("--monitor", dir.path(), env).exitCode, 1u);
     EXPECT_EQ(runZelCli("--monitor --diskid 0", dir.path(), env).exitCode, 1u);  // no PCIe side
     EXPECT_EQ(runZelCli("--close_winio", dir.path(), env).exitCode, 0u);
+
+    // A description that does not load leaves a host without disks.
+    const zeltest::ChildResult broken = runZelCli("--exist --diskid 0", dir.path(), {hostIn(dir, "{")});
+    EXPECT_EQ(broken.exitCode, 0xC0380011u);
+    EXPECT_TRUE(contains(broken.output, "Cannot load host description")) << broken.output;
 }
 
 TEST(DiskCommandsEndToEnd, InfoOnTheExampleHost) {

@@ -238,33 +238,3 @@ TEST(VirtualHostSelection, PathsItDoesNotOwnReachWindows) {
     EXPECT_EQ(zeltest::readFile(path), "abc");
     EXPECT_EQ(installed.host().openHandleCount(), 0u);
 }
-
-// The seam is chosen once per process, so the choice is checked in a child
-// run of this binary with ZELCLI_VHOST set.
-TEST(VirtualHostSelection, EnvironmentVariableChoosesTheHost) {
-    const char* chosen = std::getenv("ZELCLI_VHOST");
-    if (chosen && *chosen) {
-        const bool unloadable = std::string(chosen).find("broken") != std::string::npos;
-        HANDLE drive = zel::deviceApi().createFile("\\\\.\\PhysicalDrive1", GENERIC_READ, 3, OPEN_EXISTING, 0);
-        if (unloadable) {
-            EXPECT_EQ(drive, INVALID_HANDLE_VALUE);
-            EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_CONFIGURATION));
-            return;
-        }
-        ASSERT_NE(drive, INVALID_HANDLE_VALUE);
-        auto* host = dynamic_cast<zel::vhost::VirtualHost*>(&zel::deviceApi());
-        ASSERT_NE(host, nullptr);
-        EXPECT_EQ(host->description().disk(1)->model, "Test NVMe Inbox");
-        zel::deviceApi().closeHandle(drive);
-        return;
-    }
-    zeltest::TempDir dir;
-    std::ofstream(dir.file("good.json")) << zeltest::routeHost();
-    std::ofstream(dir.file("broken.json")) << "{";
-    const std::string self = zeltest::binaryFolder() + "\\zel_tests_vhost.exe";
-    const std::string filter = "--gtest_filter=VirtualHostSelection.EnvironmentVariableChoosesTheHost";
-    zeltest::ChildResult good = zeltest::runProgram(self, filter, "", {"ZELCLI_VHOST=" + dir.file("good.json")});
-    EXPECT_EQ(good.exitCode, 0u) << good.output;
-    zeltest::ChildResult broken = zeltest::runProgram(self, filter, "", {"ZELCLI_VHOST=" + dir.file("broken.json")});
-    EXPECT_EQ(broken.exitCode, 0u) << broken.output;
-}
