@@ -105,6 +105,11 @@ TEST(DiskCommandsEndToEnd, InfoOnTheExampleHost) {
     EXPECT_EQ(GetPrivateProfileIntA("Disk9", "DiskType", -1, dir.file("all.ini").c_str()), 22);
     EXPECT_EQ(GetPrivateProfileIntA("Disk3", "ProtocolType", -1, dir.file("all.ini").c_str()), 7);
     EXPECT_EQ(GetPrivateProfileIntA("Disk2", "ProtocolType", -1, dir.file("all.ini").c_str()), 8);
+    EXPECT_EQ(GetPrivateProfileIntA("DiskList", "Count", -1, dir.file("all.ini").c_str()), 10);
+    GetPrivateProfileStringA("Disk0", "Capacity", "", text, sizeof(text), dir.file("all.ini").c_str());
+    EXPECT_STREQ(text, "512110190592") << "past 32 bits";
+    GetPrivateProfileStringA("Disk0", "DriveLetters", "", text, sizeof(text), dir.file("all.ini").c_str());
+    EXPECT_STREQ(text, "CD");
 
     const zeltest::ChildResult monitor = runZelCli("--monitor --diskid 2", dir.path(), env);
     EXPECT_EQ(monitor.exitCode, 0u);

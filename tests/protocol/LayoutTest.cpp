@@ -48,24 +48,20 @@ static_assert(sizeof(zel::StorageProtocolQuery) == 8 + sizeof(STORAGE_PROTOCOL_S
 
 }  // namespace
 
-TEST(PassThroughLayouts, IoctlCodesMatchThePlatformHeaders) {
-    EXPECT_EQ(zel::ioctl::kAtaPassThroughDirect, static_cast<uint32_t>(IOCTL_ATA_PASS_THROUGH_DIRECT));
-    EXPECT_EQ(zel::ioctl::kScsiPassThroughDirect, static_cast<uint32_t>(IOCTL_SCSI_PASS_THROUGH_DIRECT));
-    EXPECT_EQ(zel::ioctl::kScsiMiniport, static_cast<uint32_t>(IOCTL_SCSI_MINIPORT));
-    EXPECT_EQ(zel::ioctl::kScsiGetAddress, static_cast<uint32_t>(IOCTL_SCSI_GET_ADDRESS));
-    EXPECT_EQ(zel::ioctl::kStorageQueryProperty, static_cast<uint32_t>(IOCTL_STORAGE_QUERY_PROPERTY));
-    EXPECT_EQ(zel::ioctl::kStorageProtocolCommand, static_cast<uint32_t>(IOCTL_STORAGE_PROTOCOL_COMMAND));
-    EXPECT_EQ(zel::ioctl::kStorageGetDeviceNumber, static_cast<uint32_t>(IOCTL_STORAGE_GET_DEVICE_NUMBER));
-    EXPECT_EQ(zel::ioctl::kDiskGetDriveGeometryEx, static_cast<uint32_t>(IOCTL_DISK_GET_DRIVE_GEOMETRY_EX));
-}
-
-TEST(PassThroughLayouts, FlagValuesMatchThePlatformHeaders) {
-    EXPECT_EQ(zel::ataflags::kDrdyRequired, ATA_FLAGS_DRDY_REQUIRED);
-    EXPECT_EQ(zel::ataflags::kDataIn, ATA_FLAGS_DATA_IN);
-    EXPECT_EQ(zel::ataflags::kDataOut, ATA_FLAGS_DATA_OUT);
-    EXPECT_EQ(zel::ataflags::k48Bit, ATA_FLAGS_48BIT_COMMAND);
-    EXPECT_EQ(zel::ataflags::kDma, ATA_FLAGS_USE_DMA);
-    EXPECT_EQ(zel::scsidir::kOut, SCSI_IOCTL_DATA_OUT);
-    EXPECT_EQ(zel::scsidir::kIn, SCSI_IOCTL_DATA_IN);
-    EXPECT_EQ(zel::scsidir::kUnspecified, SCSI_IOCTL_DATA_UNSPECIFIED);
-}
+// Control codes and flag values as the platform headers define them.
+static_assert(zel::ioctl::kAtaPassThroughDirect == static_cast<uint32_t>(IOCTL_ATA_PASS_THROUGH_DIRECT));
+static_assert(zel::ioctl::kScsiPassThroughDirect == static_cast<uint32_t>(IOCTL_SCSI_PASS_THROUGH_DIRECT));
+static_assert(zel::ioctl::kScsiMiniport == static_cast<uint32_t>(IOCTL_SCSI_MINIPORT));
+static_assert(zel::ioctl::kScsiGetAddress == static_cast<uint32_t>(IOCTL_SCSI_GET_ADDRESS));
+static_assert(zel::ioctl::kStorageQueryProperty == static_cast<uint32_t>(IOCTL_STORAGE_QUERY_PROPERTY));
+static_assert(zel::ioctl::kStorageProtocolCommand == static_cast<uint32_t>(IOCTL_STORAGE_PROTOCOL_COMMAND));
+static_assert(zel::ioctl::kStorageGetDeviceNumber == static_cast<uint32_t>(IOCTL_STORAGE_GET_DEVICE_NUMBER));
+static_assert(zel::ioctl::kDiskGetDriveGeometryEx == static_cast<uint32_t>(IOCTL_DISK_GET_DRIVE_GEOMETRY_EX));
+static_assert(zel::ataflags::kDrdyRequired == ATA_FLAGS_DRDY_REQUIRED);
+static_assert(zel::ataflags::kDataIn == ATA_FLAGS_DATA_IN);
+static_assert(zel::ataflags::kDataOut == ATA_FLAGS_DATA_OUT);
+static_assert(zel::ataflags::k48Bit == ATA_FLAGS_48BIT_COMMAND);
+static_assert(zel::ataflags::kDma == ATA_FLAGS_USE_DMA);
+static_assert(zel::scsidir::kOut == SCSI_IOCTL_DATA_OUT);
+static_assert(zel::scsidir::kIn == SCSI_IOCTL_DATA_IN);
+static_assert(zel::scsidir::kUnspecified == SCSI_IOCTL_DATA_UNSPECIFIED);
