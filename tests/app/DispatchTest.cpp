@@ -83,11 +83,6 @@ TEST_F(DispatchTest, InitAndRunResultsBecomeTheExitCode) {
     }
 }
 
-TEST_F(DispatchTest, NoActionWarnsAndAsksForArguments) {
-    EXPECT_EQ(zel::dispatchAction(nullptr, "", {}, false, *options_), 0x20000004u);
-    EXPECT_NE(log().find("WARNING  [ZelCli] No action found!"), std::string::npos);
-}
-
 TEST(ActionFactory, RegistersFiveActionsByExactName) {
     auto factory = ActionFactory::instance();
     EXPECT_EQ(factory.get(), ActionFactory::instance().get());
