@@ -83,8 +83,18 @@ TEST(DiskCommandsEndToEnd, InfoOnTheExampleHost) {
     EXPECT_NE(disks, std::string::npos);
     for (int kind : {0, 1, 2, 3, 17, 20, 22})
         EXPECT_TRUE(contains(info.output, "  Disk type: " + std::to_string(kind) + "\r\n")) << kind;
-    EXPECT_TRUE(contains(info.output, "  Capacity: 512110190592 (476.94GB)"));
-    EXPECT_TRUE(contains(info.output, "    Drive letter: D"));
+    // Disk 0 as described: 512110190592 bytes, C: and D: with their sizes.
+    const char* diskZero[] = {"- Disk 0:", "  Model: Zeltron SA510 512GB", "  Firmware: ZS1A2B03",
+                              "  Serial number: ZS510A0000001", "  Vendor: ", "  Bytes per sector: 512",
+                              "  Capacity: 512110190592 (476.94GB)", "  Total LBA: 1000215216", "  Disk type: 1",
+                              "  - Partition 0:", "    Drive letter: C", "    Free space: 120259084288 (112.00GB)",
+                              "    Total size: 255550554112 (238.00GB)", "  - Partition 1:", "    Drive letter: D"};
+    size_t at = disks;
+    for (const char* line : diskZero) {
+        at = info.output.find(std::string(" ") + line + "\r\n", at);
+        ASSERT_NE(at, std::string::npos) << line;
+    }
+    EXPECT_TRUE(contains(info.output, "  Vendor: NVMe\r\n"));
 
     const zeltest::ChildResult one = runZelCli("--info --diskid 1 --out-ini one.ini", dir.path(), env);
     EXPECT_EQ(one.exitCode, 0u) << one.output;

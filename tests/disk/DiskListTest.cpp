@@ -15,7 +15,6 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Commands.h"
 #include "tests/support/InstalledHost.h"
-#include "tests/support/LogCapture.h"
 #include "tests/support/TestHosts.h"
 
 namespace {
@@ -160,37 +159,19 @@ TEST_F(DiskListTest, ZelnvmeSwitchOverridesTheProvider) {
     EXPECT_EQ(build().disks()[0]->protocolType(), 7);
 }
 
-TEST_F(DiskListTest, PrintoutAndTheSystemDisk) {
+TEST_F(DiskListTest, TheSystemDiskIsRefused) {
     char windows[MAX_PATH] = {};
     GetWindowsDirectoryA(windows, MAX_PATH);
     const char system = static_cast<char>(toupper(windows[0]));
     const char other = system == 'Y' ? 'X' : 'Y';
     zeltest::InstalledHost installed(hostOf({
         disk(0, 17, "", "System", "S0", zel::formatText(R"(, "volumes": [{"letter": "%c"}])", system)),
-        disk(3, 11, "WDC", "Model X", "SER1", zel::formatText(R"(, "capacityBytes": "3298534883328",
-             "volumes": [{"letter": "%c", "totalBytes": 2048, "freeBytes": 1536}])", other))}));
+        disk(3, 11, "", "Data", "S3", zel::formatText(R"(, "volumes": [{"letter": "%c"}])", other))}));
     zel::DiskList& list = build();
     EXPECT_FALSE(list.findDisk(3, "", "", "")->refuseIfOsDrive());
     EXPECT_TRUE(list.findDisk(0, "", "", "")->isOsDrive());
     EXPECT_TRUE(list.findDisk(0, "", "", "")->refuseIfOsDrive());
     EXPECT_EQ(zel::lastError(), zel::err::kOsDrive);
-
-    std::string log;
-    {
-        zeltest::LogCapture capture;
-        list.print();
-        log = capture.text();
-    }
-    const std::string lines[] = {"- Disk 3:", "  Model: Model X", "  Firmware: FW1", "  Serial number: SER1",
-                                 "  Vendor: WDC", "  Bytes per sector: 512", "  Capacity: 3298534883328 (3.00TB)",
-                                 "  Total LBA: 6442450944", "  Disk type: 1", "  - Partition 0:",
-                                 std::string("    Drive letter: ") + other, "    Free space: 1536 (1.50KB)",
-                                 "    Total size: 2048 (2.00KB)"};
-    size_t at = 0;
-    for (const std::string& line : lines) {
-        at = log.find(line + "\n", at);
-        ASSERT_NE(at, std::string::npos) << line << "\n" << log;
-    }
 }
 
 TEST_F(DiskListTest, DeviceCommandsThroughEachDisksProtocol) {
