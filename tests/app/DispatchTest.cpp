@@ -40,9 +40,6 @@ protected:
     }
     void TearDown() override { zel::Logger::instance().open(""); }
 
-    zel::ErrorCode run(ScriptedAction& action, bool precheck) {
-        return zel::dispatchAction(&action, "fake", {}, precheck, *options_);
-    }
     std::string log() {
         zel::Logger::instance().open("");
         return zeltest::readFile(dir_.file("d.log"));
@@ -54,50 +51,36 @@ protected:
 
 }  // namespace
 
-TEST_F(DispatchTest, MissingPortDriverIsForgivenOutsidePrecheck) {
-    ScriptedAction initFails(false, 0x20000001, 0x20000001);
-    EXPECT_EQ(run(initFails, false), 0u);
-    EXPECT_EQ(initFails.executed, 1);
-
-    ScriptedAction runFails(false, 0x20000001, 0x20000130);
-    EXPECT_EQ(run(runFails, false), 0x20000130u);
-    EXPECT_NE(log().find("ERROR    [ZelCli] Failed to execute action fake... (LE=0x20000130, Data miscompare.)"),
-              std::string::npos);
-}
-
-TEST_F(DispatchTest, PrecheckReportsTheMissingPortDriver) {
-    ScriptedAction initFails(false, 0x20000001, 0);
-    EXPECT_EQ(run(initFails, true), 0x20000001u);
-    EXPECT_EQ(initFails.executed, 0);
-    ScriptedAction runFails(true, 0, 0x20000001);
-    EXPECT_EQ(run(runFails, true), 0x20000001u);
-    EXPECT_NE(log().find("[ZelCli] Failed to initialize action fake... (LE=0x20000001, Failed to initialize WinIO"),
-              std::string::npos);
-}
-
-TEST_F(DispatchTest, InitFailureStopsTheRunUnlessItLeftNoCode) {
-    ScriptedAction notFound(false, 0x20000007, 0);
-    EXPECT_EQ(run(notFound, false), 0x20000007u);
-    EXPECT_EQ(notFound.executed, 0);
-    EXPECT_NE(log().find("ERROR    [ZelCli] Failed to initialize action fake... (LE=0x20000007, Disk not found!)"),
-              std::string::npos);
-
-    ScriptedAction noCode(false, 0, 0);
-    EXPECT_EQ(run(noCode, false), 0u);
-    EXPECT_EQ(noCode.executed, 1);
-}
-
-TEST_F(DispatchTest, ExecutionResultBecomesTheExitCode) {
-    ScriptedAction ok(true, 0, 0);
-    EXPECT_EQ(run(ok, false), 0u);
-    ScriptedAction system(true, 0, ERROR_ACCESS_DENIED);
-    EXPECT_EQ(run(system, false), static_cast<zel::ErrorCode>(ERROR_ACCESS_DENIED));
-    EXPECT_NE(log().find("Failed to execute action fake... (LE=0x5, "), std::string::npos);
-}
-
-TEST_F(DispatchTest, NoActionWarnsAndAsksForArguments) {
-    EXPECT_EQ(zel::dispatchAction(nullptr, "", {}, false, *options_), 0x20000004u);
-    EXPECT_NE(log().find("WARNING  [ZelCli] No action found!"), std::string::npos);
+TEST_F(DispatchTest, InitAndRunResultsBecomeTheExitCode) {
+    struct Case {
+        bool initOk;
+        zel::ErrorCode initCode, runCode;
+        bool precheck;
+        zel::ErrorCode exit;
+        int executed;
+        const char* logged;
+    } cases[] = {
+        // A missing port driver is forgiven outside the pre-check.
+        {false, 0x20000001, 0x20000001, false, 0, 1, ""},
+        {false, 0x20000001, 0x20000130, false, 0x20000130, 1,
+         "ERROR    [ZelCli] Failed to execute action fake... (LE=0x20000130, Data miscompare.)"},
+        {false, 0x20000001, 0, true, 0x20000001, 0,
+         "[ZelCli] Failed to initialize action fake... (LE=0x20000001, Failed to initialize WinIO"},
+        {true, 0, 0x20000001, true, 0x20000001, 1, ""},
+        // Any other init failure stops the run, unless it left no code.
+        {false, 0x20000007, 0, false, 0x20000007, 0,
+         "ERROR    [ZelCli] Failed to initialize action fake... (LE=0x20000007, Disk not found!)"},
+        {false, 0, 0, false, 0, 1, ""},
+        {true, 0, ERROR_ACCESS_DENIED, false, ERROR_ACCESS_DENIED, 1, "Failed to execute action fake... (LE=0x5, "},
+    };
+    for (const Case& c : cases) {
+        ScriptedAction action(c.initOk, c.initCode, c.runCode);
+        EXPECT_EQ(zel::dispatchAction(&action, "fake", {}, c.precheck, *options_), c.exit) << c.logged;
+        EXPECT_EQ(action.executed, c.executed) << c.logged;
+        zel::Logger::instance().open("");
+        EXPECT_NE(zeltest::readFile(dir_.file("d.log")).find(c.logged), std::string::npos) << c.logged;
+        zel::Logger::instance().open(dir_.file("d.log"));
+    }
 }
 
 TEST(ActionFactory, RegistersFiveActionsByExactName) {

@@ -3,26 +3,18 @@
 #include <windows.h>
 
 #include <cstring>
-#include <fstream>
-#include <sstream>
 
-#include "core/Logger.h"
 #include "host/OsInfoCollector.h"
 #include "host/PlatformInfoCollector.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/LogCapture.h"
 
 namespace {
 
 template <class Print>
 std::string logged(Print print) {
-    zeltest::TempDir dir;
-    zel::Logger::instance().open(dir.file("out.log"));
+    zeltest::LogCapture capture;
     print();
-    zel::Logger::instance().open("");
-    std::ifstream in(dir.file("out.log"), std::ios::binary);
-    std::stringstream all;
-    all << in.rdbuf();
-    return all.str();
+    return capture.text();
 }
 
 bool hasLine(const std::string& log, const std::string& line) {

@@ -7,6 +7,7 @@
 #include "core/ErrorCodes.h"
 #include "protocol/CommandRecords.h"
 #include "protocol/ProtocolRegistry.h"
+#include "tests/support/Commands.h"
 #include "tests/support/InstalledHost.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestHosts.h"
@@ -16,27 +17,11 @@
 using namespace zel;
 using zeltest::InstalledHost;
 using zeltest::LogCapture;
+using zeltest::ataCommand;
+using zeltest::ataString;
+using zeltest::identifyCommand;
 
 namespace {
-
-AtaCommand identifyCommand() {
-    AtaCommand command;
-    command.count = 1;
-    command.device = 0xA0;
-    command.command = 0xEC;
-    command.flags = ataflags::kDataIn;
-    return command;
-}
-
-// ATA strings hold two characters per word, the first in the high byte.
-std::string ataString(const uint8_t* sector, unsigned firstWord, unsigned words) {
-    std::string text;
-    for (unsigned i = 0; i < words; ++i) {
-        text += static_cast<char>(sector[2 * (firstWord + i) + 1]);
-        text += static_cast<char>(sector[2 * (firstWord + i)]);
-    }
-    return text.substr(0, text.find_last_not_of(' ') + 1);
-}
 
 void writeSectors(uint32_t disk, uint64_t lba, const std::vector<uint8_t>& data) {
     HANDLE drive = deviceApi().createFile(("\\\\.\\PhysicalDrive" + std::to_string(disk)).c_str(),
@@ -83,13 +68,7 @@ TEST(AtaProtocolOverAta, IdentifyAndSmartReachTheDrive) {
     EXPECT_TRUE(log.contains("DEBUG    [AtaProtocolOverAta] Send command: FEATURE=0x00, COUNT=0x01, "
                              "LBA=0x000000, DEVICE=0xA0, COMMAND=0xEC, dataSize=512\n"));
 
-    AtaCommand smart;
-    smart.feature = 0xD0;
-    smart.count = 1;
-    smart.lba = 0xC24F00;
-    smart.device = 0xA0;
-    smart.command = 0xB0;
-    smart.flags = ataflags::kDataIn;
+    AtaCommand smart = ataCommand(0xB0, ataflags::kDataIn, 0xC24F00, 1, 0xA0, 0xD0);
     ASSERT_TRUE(route->sendCommand(0u, sector.data(), 512, &smart));
     EXPECT_EQ(sector[0], 0x10);
     EXPECT_EQ(sector[2], 5) << "first attribute id";
@@ -111,12 +90,7 @@ TEST(AtaProtocolOverAta, TaskFileOf28And48BitCommands) {
     writeSectors(0, 0x1234, written);
 
     std::vector<uint8_t> data(1024);
-    AtaCommand readDmaExt;
-    readDmaExt.count = 2;
-    readDmaExt.lba = 0x1234;
-    readDmaExt.device = 0x40;
-    readDmaExt.command = 0x25;
-    readDmaExt.flags = ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma;
+    AtaCommand readDmaExt = ataCommand(0x25, ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma, 0x1234, 2, 0x40);
     ASSERT_TRUE(route->sendCommand(0u, data.data(), 1024, &readDmaExt));
     EXPECT_EQ(data, written);
     EXPECT_EQ(installed.host().lastRequest().ataFlags, 0x1B);
@@ -136,12 +110,7 @@ TEST(AtaProtocolOverAta, TaskFileOf28And48BitCommands) {
     EXPECT_TRUE(log.contains("[AtaProtocolOverAta] Send command: FEATURE=0xAB12, COUNT=0x0102, "
                              "LBA=0x123456789ABC, DEVICE=0x40, COMMAND=0x25, dataSize=1024"));
 
-    AtaCommand narrow;
-    narrow.count = 1;
-    narrow.lba = 0x30ABCDEF1ull;
-    narrow.device = 0xE0;
-    narrow.command = 0x20;
-    narrow.flags = ataflags::kDataIn;
+    AtaCommand narrow = ataCommand(0x20, ataflags::kDataIn, 0x30ABCDEF1ull, 1, 0xE0);
     route->sendCommand(0u, data.data(), 512, &narrow);
     EXPECT_EQ(installed.host().disk(0)->ata()->lastCommand().device, 0xEA);
     EXPECT_EQ(installed.host().disk(0)->ata()->lastCommand().lba, 0x0ABCDEF1u) << "bits 27..24 from the device byte";
@@ -165,11 +134,7 @@ TEST(AtaProtocolOverAta, FailuresAndTheirCodes) {
         EXPECT_EQ(log.text(), "") << "an open failure logs nothing";
     }
     LogCapture log;
-    AtaCommand smart;
-    smart.feature = 0xD0;
-    smart.lba = 0xC24F00;
-    smart.command = 0xB0;
-    smart.flags = ataflags::kDataIn;
+    AtaCommand smart = ataCommand(0xB0, ataflags::kDataIn, 0xC24F00, 0, 0, 0xD0);
     EXPECT_FALSE(route->sendCommand(0u, sector.data(), 512, &smart));
     EXPECT_EQ(lastError(), err::kAtaErrorStatus);
     EXPECT_EQ(GetLastError(), err::kAtaErrorStatus);
@@ -177,12 +142,7 @@ TEST(AtaProtocolOverAta, FailuresAndTheirCodes) {
     EXPECT_EQ(smart.feature & 0xFF, 0x04) << "ERROR register in the low byte";
     EXPECT_TRUE(log.contains("WARNING  [AtaProtocolOverAta] Err, Status=51h\n"));
 
-    AtaCommand read;
-    read.count = 1;
-    read.lba = 101;
-    read.device = 0xE0;
-    read.command = 0x20;
-    read.flags = ataflags::kDataIn;
+    AtaCommand read = ataCommand(0x20, ataflags::kDataIn, 101, 1, 0xE0);
     EXPECT_FALSE(route->sendCommand(0u, sector.data(), 512, &read));
     EXPECT_EQ(read.feature & 0xFF, 0x40) << "UNC from the media error";
 }
@@ -195,14 +155,4 @@ TEST(AtaProtocolOverAta, IoctlFailureKeepsTheWindowsError) {
     EXPECT_FALSE(createProtocol(protocolcode::kAtaOverAta)->sendCommand(0u, sector.data(), 512, &identify));
     EXPECT_EQ(lastError(), 1117u);
     EXPECT_TRUE(log.contains("WARNING  [AtaProtocolOverAta] DeviceIoControl failed... LE=0x45D\n"));
-}
-
-TEST(AtaProtocolOverAta, SendLineGoesToTheConsoleWithoutALogFile) {
-    InstalledHost installed(zeltest::routeHost());
-    zeltest::ConsoleCapture console;
-    std::vector<uint8_t> sector(512);
-    AtaCommand identify = identifyCommand();
-    ASSERT_TRUE(createProtocol(protocolcode::kAtaOverAta)->sendCommand(0u, sector.data(), 512, &identify));
-    EXPECT_EQ(console.text(), "[AtaProtocolOverAta] Send command: FEATURE=0x00, COUNT=0x01, LBA=0x000000, "
-                              "DEVICE=0xA0, COMMAND=0xEC, dataSize=512\n");
 }

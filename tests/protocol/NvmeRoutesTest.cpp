@@ -209,8 +209,8 @@ TEST(NvmeProtocolByScsiMiniport, AdminAndIoCommandsThroughTheNvmeMiniBlock) {
     EXPECT_FALSE(installed.host().disk(3)->nvme()->lastWasAdmin());
 }
 
-TEST(NvmeProtocolByScsiMiniport, PortThatCannotBeFoundFailsSilently) {
-    InstalledHost installed(zeltest::routeHost());
+TEST(NvmeProtocolByScsiMiniport, PortsThatCannotBeFoundOrFailAreSilent) {
+    InstalledHost installed(zeltest::routeHost(R"("faults": [{"kind": "ioctl_error", "ioctl": "0x4D008", "windowsError": 1117}])", 2));
     LogCapture log;
     std::vector<uint8_t> data(4096);
     NvmeCommand controller = identifyController(9);
@@ -225,6 +225,12 @@ TEST(NvmeProtocolByScsiMiniport, PortThatCannotBeFoundFailsSilently) {
         << "the inbox driver's port does not take NvmeMini blocks";
     EXPECT_EQ(lastError(), static_cast<ErrorCode>(ERROR_INVALID_FUNCTION));
     EXPECT_TRUE(log.contains("WARNING  [NvmeProtocolByScsiMiniport] command failed. returnedLength=0, LE=0x1.\n"));
+
+    LogCapture irstLog;
+    NvmeCommand failing = identifyController(2);
+    EXPECT_FALSE(createProtocol(protocolcode::kNvmeByIrst)->sendCommand(2u, data.data(), 4096, &failing));
+    EXPECT_EQ(lastError(), 1117u);
+    EXPECT_FALSE(irstLog.contains("WARNING")) << "a failed IOCTL on the RST route logs nothing";
 }
 
 TEST(NvmeProtocolByIrst, CommandsThroughTheIntelNvmBlock) {
@@ -262,14 +268,4 @@ TEST(ProtocolRegistry, CodesAndTheirRoutes) {
     for (uint32_t code : {6u, 7u, 8u}) EXPECT_NE(dynamic_cast<NvmeProtocol*>(createProtocol(code).get()), nullptr);
     EXPECT_THROW(createProtocol(3), std::bad_function_call);
     EXPECT_THROW(createProtocol(0), std::bad_function_call);
-}
-
-TEST(NvmeProtocolByIrst, FailedIoctlReturnsFalseWithoutALine) {
-    InstalledHost installed(zeltest::routeHost(R"("faults": [{"kind": "ioctl_error", "ioctl": "0x4D008", "windowsError": 1117}])", 2));
-    LogCapture log;
-    std::vector<uint8_t> data(4096);
-    NvmeCommand controller = identifyController(2);
-    EXPECT_FALSE(createProtocol(protocolcode::kNvmeByIrst)->sendCommand(2u, data.data(), 4096, &controller));
-    EXPECT_EQ(lastError(), 1117u);
-    EXPECT_FALSE(log.contains("WARNING"));
 }

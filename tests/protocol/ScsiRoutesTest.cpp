@@ -8,6 +8,7 @@
 #include "protocol/CommandRecords.h"
 #include "protocol/ProtocolRegistry.h"
 #include "protocol/ScsiProtocol.h"
+#include "tests/support/Commands.h"
 #include "tests/support/InstalledHost.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestHosts.h"
@@ -17,6 +18,7 @@
 using namespace zel;
 using zeltest::InstalledHost;
 using zeltest::LogCapture;
+using zeltest::ataCommand;
 
 namespace {
 
@@ -103,11 +105,7 @@ TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
     LogCapture log;
     auto route = createProtocol(protocolcode::kAtaOverUsb);
     std::vector<uint8_t> sector(512);
-    AtaCommand identify;
-    identify.count = 1;
-    identify.device = 0xA0;
-    identify.command = 0xEC;
-    identify.flags = ataflags::kDataIn;
+    AtaCommand identify = zeltest::identifyCommand();
     ASSERT_TRUE(route->sendCommand(4u, sector.data(), 512, &identify));
     EXPECT_EQ(satCdb(installed.host(), 4),
               (std::vector<uint8_t>{0xA1, 0x08, 0x0E, 0x00, 0x01, 0x00, 0x00, 0x00, 0xA0, 0xEC, 0x00, 0x00}));
@@ -120,12 +118,7 @@ TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
                              "dataSize=512"));
 
     std::vector<uint8_t> data(1024, 0x5C), back(1024);
-    AtaCommand writeExt;
-    writeExt.count = 2;
-    writeExt.lba = 0x10203;
-    writeExt.device = 0x40;
-    writeExt.command = 0x35;
-    writeExt.flags = ataflags::kDataOut | ataflags::k48Bit | ataflags::kDma;
+    AtaCommand writeExt = ataCommand(0x35, ataflags::kDataOut | ataflags::k48Bit | ataflags::kDma, 0x10203, 2, 0x40);
     ASSERT_TRUE(route->sendCommand(4u, data.data(), 1024, &writeExt));
     AtaCommand readExt = writeExt;
     readExt.command = 0x25;
@@ -139,35 +132,24 @@ TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
     EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().lba, 0x10203u);
     EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().count, 2);
 
-    AtaCommand flushExt;
-    flushExt.command = 0xEA;
-    flushExt.device = 0x40;
-    flushExt.flags = ataflags::k48Bit;
+    AtaCommand flushExt = ataCommand(0xEA, ataflags::k48Bit, 0, 0, 0x40);
     ASSERT_TRUE(route->sendCommand(4u, nullptr, 0, &flushExt));
     EXPECT_EQ(satCdb(installed.host(), 4)[1], 0x01) << "protocol 0 with EXTEND for a non-data command";
     EXPECT_EQ(satCdb(installed.host(), 4)[2], 0x00);
     EXPECT_EQ(installed.host().lastRequest().dataIn, 0);
 }
 
-TEST(AtaProtocolOverUsb, StrictBridgeTakesProtocolZeroAsAReset) {
-    InstalledHost installed(zeltest::routeHost(R"("satStrict": true)", 4));
+TEST(AtaProtocolOverUsb, StrictBridgeAndAtaErrorBehindIt) {
+    InstalledHost installed(zeltest::routeHost(R"("satStrict": true, "faults": [{"kind": "ata_error", "opcode": "0xEC"}])", 4));
     auto route = createProtocol(protocolcode::kAtaOverUsb);
-    AtaCommand flush;
-    flush.command = 0xE7;
-    flush.device = 0xA0;
+    AtaCommand flush = ataCommand(0xE7, 0, 0, 0);
     const unsigned before = installed.host().disk(4)->ata()->commandCount();
     EXPECT_TRUE(route->sendCommand(4u, nullptr, 0, &flush));
-    EXPECT_EQ(installed.host().disk(4)->ata()->commandCount(), before) << "the flush never reached the drive";
-}
+    EXPECT_EQ(installed.host().disk(4)->ata()->commandCount(), before) << "protocol 0 is a reset: no flush";
 
-TEST(AtaProtocolOverUsb, AtaErrorBehindTheBridgeIsACheckCondition) {
-    InstalledHost installed(zeltest::routeHost(R"("faults": [{"kind": "ata_error", "opcode": "0xEC"}])", 4));
     std::vector<uint8_t> sector(512);
-    AtaCommand identify;
-    identify.count = 1;
-    identify.command = 0xEC;
-    identify.flags = ataflags::kDataIn;
-    EXPECT_FALSE(createProtocol(protocolcode::kAtaOverUsb)->sendCommand(4u, sector.data(), 512, &identify));
+    AtaCommand identify = ataCommand(0xEC, ataflags::kDataIn, 0, 1, 0);
+    EXPECT_FALSE(route->sendCommand(4u, sector.data(), 512, &identify)) << "the ATA error comes back as a check";
     EXPECT_EQ(+identify.command, 0xEC) << "the ATA status is not read back over USB";
 }
 

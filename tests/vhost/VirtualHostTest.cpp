@@ -15,16 +15,8 @@
 
 using zeltest::InstalledHost;
 
-namespace {
-
-std::string stringAt(const std::vector<uint8_t>& buffer, DWORD offset) {
-    return offset ? std::string(reinterpret_cast<const char*>(buffer.data() + offset)) : std::string();
-}
-
-}  // namespace
-
-TEST(VirtualHostDrive, DescriptorAlignmentGeometryAndAddress) {
-    InstalledHost installed(zeltest::routeHost(R"("logicalSectorSize": 4096, "sectorCount": 16384)", 5));
+TEST(VirtualHostDrive, DescriptorGeometryAddressAndQueries) {
+    InstalledHost installed(zeltest::routeHost());
     zel::SharedHandle drive = zel::openPhysicalDrive(5, FILE_ATTRIBUTE_NORMAL);
     ASSERT_TRUE(drive);
     zel::DeviceApi& api = zel::deviceApi();
@@ -36,29 +28,16 @@ TEST(VirtualHostDrive, DescriptorAlignmentGeometryAndAddress) {
     DWORD returned = 0;
     ASSERT_TRUE(api.deviceIoControl(drive.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, 12, buffer.data(), 1024,
                                     &returned, nullptr));
+    // Strings, sizes and sector counts reach the disk list through its parsers,
+    // which are checked against these structures; here only what it ignores.
     const auto* descriptor = reinterpret_cast<const STORAGE_DEVICE_DESCRIPTOR*>(buffer.data());
     EXPECT_EQ(descriptor->Version, sizeof(STORAGE_DEVICE_DESCRIPTOR));
     EXPECT_EQ(descriptor->Size, returned);
-    EXPECT_EQ(descriptor->BusType, BusTypeUsb);
     EXPECT_TRUE(descriptor->RemovableMedia);
-    EXPECT_EQ(stringAt(buffer, descriptor->VendorIdOffset), "Stick");
-    EXPECT_EQ(stringAt(buffer, descriptor->ProductIdOffset), "USB DISK");
-    EXPECT_EQ(stringAt(buffer, descriptor->ProductRevisionOffset), "1.00");
-    EXPECT_EQ(stringAt(buffer, descriptor->SerialNumberOffset), "USB0005");
-
-    query.PropertyId = StorageAccessAlignmentProperty;
-    STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR alignment{};
-    ASSERT_TRUE(api.deviceIoControl(drive.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, 12, &alignment,
-                                    sizeof alignment, &returned, nullptr));
-    EXPECT_EQ(alignment.BytesPerLogicalSector, 4096u);
-    EXPECT_EQ(alignment.BytesPerPhysicalSector, 4096u);
-
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&buffer[descriptor->VendorIdOffset])), "Stick");
     DISK_GEOMETRY_EX geometry{};
     ASSERT_TRUE(api.deviceIoControl(drive.get(), IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, nullptr, 0, &geometry, 40,
                                     &returned, nullptr));
-    EXPECT_EQ(returned, 40u);
-    EXPECT_EQ(geometry.DiskSize.QuadPart, 16384LL * 4096);
-    EXPECT_EQ(geometry.Geometry.BytesPerSector, 4096u);
     EXPECT_EQ(geometry.Geometry.MediaType, RemovableMedia);
 
     uint8_t address[8] = {};
@@ -80,8 +59,8 @@ TEST(VirtualHostDrive, DescriptorAlignmentGeometryAndAddress) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_FUNCTION));
 }
 
-TEST(VirtualHostDrive, OpensOnlyDescribedDisksAndClosesItsTokens) {
-    InstalledHost installed(zeltest::routeHost());
+TEST(VirtualHostDrive, OpensOnlyDescribedPresentDisksAndClosesItsTokens) {
+    InstalledHost installed(zeltest::routeHost(R"("faults": [{"kind": "absent"}])", 3));
     zel::DeviceApi& api = zel::deviceApi();
     HANDLE missing = api.createFile("\\\\.\\PhysicalDrive9", GENERIC_READ, 3, OPEN_EXISTING, 0);
     EXPECT_EQ(missing, INVALID_HANDLE_VALUE);
@@ -96,10 +75,15 @@ TEST(VirtualHostDrive, OpensOnlyDescribedDisksAndClosesItsTokens) {
     EXPECT_TRUE(api.closeHandle(second));
     EXPECT_EQ(installed.host().openHandleCount(), 0u);
     EXPECT_FALSE(api.closeHandle(first)) << "a closed token is no longer the host's and not a valid handle";
-    HANDLE port = api.createFile("\\\\.\\SCSI3:", GENERIC_READ | GENERIC_WRITE, 3, OPEN_EXISTING, 0);
+    HANDLE port = api.createFile("\\\\.\\SCSI2:", GENERIC_READ | GENERIC_WRITE, 3, OPEN_EXISTING, 0);
     EXPECT_NE(port, INVALID_HANDLE_VALUE);
     api.closeHandle(port);
     EXPECT_EQ(api.createFile("\\\\.\\SCSI7:", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(api.createFile("\\\\.\\PhysicalDrive3", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE)
+        << "absent";
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(api.createFile("\\\\.\\SCSI3:", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE)
+        << "an absent disk's port goes with it";
 }
 
 namespace {
@@ -119,7 +103,7 @@ bool seek(HANDLE drive, int64_t offset, DWORD method = FILE_BEGIN, int64_t* now 
 
 }  // namespace
 
-TEST(VirtualHostDrive, ReadWriteSeekAndOverlappedIo) {
+TEST(VirtualHostDrive, ReadWriteSeekOverlappedIoAndRestart) {
     InstalledHost installed(zeltest::routeHost());
     zel::DeviceApi& api = zel::deviceApi();
     HANDLE drive = openDrive(0);
@@ -169,29 +153,18 @@ TEST(VirtualHostDrive, ReadWriteSeekAndOverlappedIo) {
     EXPECT_FALSE(api.writeFile(readOnly, data.data(), 512, &done, nullptr));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
     api.closeHandle(readOnly);
-}
 
-TEST(VirtualHostState, ContentsAndCountersSurviveARestart) {
-    InstalledHost installed(zeltest::routeHost());
-    std::vector<uint8_t> data(1024, 0x6B);
-    DWORD done = 0;
-    HANDLE drive = openDrive(3);
-    ASSERT_TRUE(seek(drive, 4096));
-    ASSERT_TRUE(zel::deviceApi().writeFile(drive, data.data(), 1024, &done, nullptr));
-    zel::deviceApi().closeHandle(drive);
+    // Contents and counters live in the state folder and survive a restart.
     EXPECT_TRUE(zeltest::fileExists(installed.stateFile("counters.json")));
-    EXPECT_TRUE(zeltest::fileExists(installed.stateFile("disk3.img")));
-
+    EXPECT_FALSE(zeltest::fileExists(installed.stateFile("disk1.img"))) << "images appear on first write only";
     installed.restart();
-    EXPECT_EQ(installed.host().disk(3)->counters().bytesWritten, 1024u);
-    EXPECT_EQ(installed.host().disk(3)->counters().writeCommands, 1u);
-    std::vector<uint8_t> back(1024);
-    drive = openDrive(3);
-    ASSERT_TRUE(seek(drive, 4096));
-    ASSERT_TRUE(zel::deviceApi().readFile(drive, back.data(), 1024, &done, nullptr));
+    EXPECT_EQ(installed.host().disk(0)->counters().bytesWritten, 4096u);
+    EXPECT_EQ(installed.host().disk(0)->counters().writeCommands, 1u);
+    drive = openDrive(0);
+    ASSERT_TRUE(seek(drive, 512 * 10));
+    ASSERT_TRUE(zel::deviceApi().readFile(drive, back.data(), 4096, &done, nullptr));
     zel::deviceApi().closeHandle(drive);
     EXPECT_EQ(back, data);
-    EXPECT_FALSE(zeltest::fileExists(installed.stateFile("disk0.img"))) << "images appear on first write only";
 }
 
 TEST(VirtualHostFaults, DriveLevelFaults) {
@@ -224,17 +197,6 @@ TEST(VirtualHostFaults, DriveLevelFaults) {
     api.closeHandle(drive);
 }
 
-TEST(VirtualHostFaults, AbsentDiskCannotBeOpened) {
-    InstalledHost installed(zeltest::routeHost(R"("faults": [{"kind": "absent"}])", 3));
-    EXPECT_EQ(openDrive(3), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-    EXPECT_EQ(zel::deviceApi().createFile("\\\\.\\SCSI3:", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE)
-        << "its port goes with it";
-    HANDLE other = openDrive(1);
-    EXPECT_NE(other, INVALID_HANDLE_VALUE);
-    zel::deviceApi().closeHandle(other);
-}
-
 TEST(VirtualHostSelection, LoadFailuresAreReportedAndLeaveNoDisks) {
     zeltest::TempDir dir;
     zeltest::LogCapture log;
@@ -264,52 +226,4 @@ TEST(VirtualHostSelection, PathsItDoesNotOwnReachWindows) {
     EXPECT_TRUE(zel::deviceApi().closeHandle(file));
     EXPECT_EQ(zeltest::readFile(path), "abc");
     EXPECT_EQ(installed.host().openHandleCount(), 0u);
-}
-
-TEST(VirtualHostExample, BundledHostLoadsWithOneDiskPerRoute) {
-    zel::vhost::HostDescription host;
-    std::string problem;
-    ASSERT_TRUE(zel::vhost::loadHostDescription(std::string("Z:") + ZEL_SOURCE_DIR + "/vhost/examples/host.json",
-                                                &host, &problem))
-        << problem;
-    ASSERT_GE(host.disks.size(), 6u);
-    EXPECT_TRUE(host.disk(0)->isAta());
-    EXPECT_EQ(host.disk(0)->busType, 11u);
-    EXPECT_EQ(host.disk(1)->driver.nvmeRoute, "stornvme");
-    EXPECT_EQ(host.disk(2)->busType, 8u);
-    EXPECT_EQ(host.disk(2)->driver.nvmeRoute, "irst");
-    EXPECT_EQ(host.disk(3)->driver.nvmeRoute, "miniport");
-    EXPECT_EQ(host.disk(4)->busType, 7u);
-    EXPECT_TRUE(host.disk(5)->satBridge);
-    EXPECT_EQ(host.disk(6)->busType, 1u);
-}
-
-// The seam is chosen once per process, so the choice is checked in a child
-// run of this binary with ZELCLI_VHOST set.
-TEST(VirtualHostSelection, EnvironmentVariableChoosesTheHost) {
-    const char* chosen = std::getenv("ZELCLI_VHOST");
-    if (chosen && *chosen) {
-        const bool unloadable = std::string(chosen).find("broken") != std::string::npos;
-        HANDLE drive = zel::deviceApi().createFile("\\\\.\\PhysicalDrive1", GENERIC_READ, 3, OPEN_EXISTING, 0);
-        if (unloadable) {
-            EXPECT_EQ(drive, INVALID_HANDLE_VALUE);
-            EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_CONFIGURATION));
-            return;
-        }
-        ASSERT_NE(drive, INVALID_HANDLE_VALUE);
-        auto* host = dynamic_cast<zel::vhost::VirtualHost*>(&zel::deviceApi());
-        ASSERT_NE(host, nullptr);
-        EXPECT_EQ(host->description().disk(1)->model, "Test NVMe Inbox");
-        zel::deviceApi().closeHandle(drive);
-        return;
-    }
-    zeltest::TempDir dir;
-    std::ofstream(dir.file("good.json")) << zeltest::routeHost();
-    std::ofstream(dir.file("broken.json")) << "{";
-    const std::string self = zeltest::binaryFolder() + "\\zel_tests_vhost.exe";
-    const std::string filter = "--gtest_filter=VirtualHostSelection.EnvironmentVariableChoosesTheHost";
-    zeltest::ChildResult good = zeltest::runProgram(self, filter, "", {"ZELCLI_VHOST=" + dir.file("good.json")});
-    EXPECT_EQ(good.exitCode, 0u) << good.output;
-    zeltest::ChildResult broken = zeltest::runProgram(self, filter, "", {"ZELCLI_VHOST=" + dir.file("broken.json")});
-    EXPECT_EQ(broken.exitCode, 0u) << broken.output;
 }
