@@ -83,7 +83,7 @@ Outcome runMonitor(const ParseResult& args) {
     if (id == -1) return 1u;
     DiskBase* disk = DiskList::instance().get(true).findDisk(id, "", "", "");
     if (!disk || !disk->pcieInfo()) return 1u;
-    std::printf("link_speed=%s, link_width=x%d\n", disk->pcieInfo()->linkSpeedText().c_str(),
+    std::printf("link_speed=%s, link_width=x%d", disk->pcieInfo()->linkSpeedText().c_str(),
                 static_cast<int>(disk->pcieInfo()->linkWidth));
     std::fflush(stdout);
     return err::kOk;

@@ -20,6 +20,7 @@ void to_json(Json& j, const DiskInfo& d) {
              {"sector_count", d.sectorCount},
              {"sector_size", d.sectorSize},
              {"part_info_list", d.partitions}};
+    if (!d.smartInfo.is_null()) j["smart_info"] = d.smartInfo;
 }
 
 void from_json(const Json& j, DiskInfo& d) {
@@ -28,6 +29,7 @@ void from_json(const Json& j, DiskInfo& d) {
     j.at("sector_count").get_to(d.sectorCount);
     j.at("sector_size").get_to(d.sectorSize);
     j.at("part_info_list").get_to(d.partitions);
+    if (j.contains("smart_info")) d.smartInfo = j.at("smart_info");
 }
 
 void to_json(Json& j, const DriveInfo& d) {

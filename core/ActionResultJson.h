@@ -26,6 +26,8 @@ struct DiskInfo {
     uint64_t sectorCount = 0;
     uint32_t sectorSize = 0;
     std::vector<PartitionInfo> partitions;
+    // "smart_info" as the smart action stored it; null until then.
+    Json smartInfo;
 };
 
 struct DriveInfo {

@@ -17,7 +17,7 @@ public:
         for (REGSAM view : {KEY_WOW64_64KEY, KEY_WOW64_32KEY}) {
             LONG rc = create ? RegCreateKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0,
                                                KEY_ALL_ACCESS | view, nullptr, &key_, nullptr)
-                             : RegOpenKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ | view, &key_);
+                             : RegOpenKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_ALL_ACCESS | view, &key_);
             if (rc == ERROR_SUCCESS) return;
             key_ = nullptr;
             setLastError(static_cast<ErrorCode>(rc));

@@ -71,18 +71,21 @@ void DiskList::build() {
     logDebug("Build disk list done.");
 }
 
+// The driver is opened once per full build, NVMe disks or not: whether it
+// is open decides the exit code of --info and --prechk.
 void DiskList::inspectPcie() {
     pcieInspected_ = true;
+    const bool driverOpen = PortIoDriver::instance().open();
     for (const auto& disk : disks_) {
         if (disk->diskKind() != disk_kind::kNvme) continue;
         const DiskIdentity& id = disk->identity();
         PcieInfo info;
         const bool located = id.pciBus != 0xFFFFFFFF;
-        if (located && PortIoDriver::instance().open() && readPcie(id, &info)) {
+        if (located && driverOpen && readPcie(id, &info)) {
             disk->setPcieInfo(info);
             continue;
         }
-        if (!PortIoDriver::instance().isOpen()) setLastError(err::kWinIoInit);
+        if (!driverOpen) setLastError(err::kWinIoInit);
         if (!pcieFromConfiguration(disk.get())) builtWithoutError_ = false;
     }
 }

@@ -30,15 +30,14 @@ int textNumber(const std::string& name) {
 
 bool OsInfoCollector::collect() {
     auto root = WinReg::readText(kVersionKey, "SystemRoot");
-    if (!root) return false;
-    info_.systemRoot = *root;
+    info_.systemRoot = root.value_or("");
     info_.productName = WinReg::readText(kVersionKey, "ProductName", "");
     info_.majorVersion = static_cast<int>(WinReg::readDword(kVersionKey, "CurrentMajorVersionNumber").value_or(0));
     info_.minorVersion = static_cast<int>(WinReg::readDword(kVersionKey, "CurrentMinorVersionNumber").value_or(0));
     info_.buildNumber = textNumber("CurrentBuildNumber");
     info_.releaseId = textNumber("ReleaseId");
     info_.type = isWindows64() ? "x64" : "Win32";
-    return true;
+    return root.has_value();
 }
 
 void OsInfoCollector::print() const {

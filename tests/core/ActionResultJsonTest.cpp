@@ -71,6 +71,14 @@ TEST(ActionResultJson, FirstPathWinsAndDocumentRoundTrips) {
     EXPECT_EQ(back[0].disks[0].sectorCount, 1953525168ULL);
 }
 
+TEST(ActionResultJson, StoredSmartInfoSurvivesARoundTrip) {
+    zel::Json drive = sampleDrive();
+    EXPECT_FALSE(drive["disk_info_list"][0].contains("smart_info")) << "absent until the smart action stores it";
+    drive["disk_info_list"][0]["smart_info"] = {{"attr_1", 7}};
+    zel::Json again = drive.get<zel::DriveInfo>();
+    EXPECT_EQ(again["disk_info_list"][0]["smart_info"]["attr_1"], 7);
+}
+
 TEST(ActionResultJson, ValueTypesAreAsDocumented) {
     zel::Json drive = sampleDrive();
     for (const char* key : {"model", "sn", "fw_rev", "hwid", "link_str", "mps_str"})
