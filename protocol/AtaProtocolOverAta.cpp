@@ -37,11 +37,11 @@ bool AtaProtocolOverAta::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t da
     command.feature = (command.feature & 0xFF00) | block.CurrentTaskFile[0];
     command.command = block.CurrentTaskFile[6];
     if (!ok) {
-        logWarning("[AtaProtocolOverAta] DeviceIoControl failed... LE=0x%X", passOnSystemError());
+        logWarning("[AtaProtocolOverAta] DeviceIoControl failed... LE=0x%X", takeSystemLastError());
         return false;
     }
     if (returned < block.Length) {
-        passOnSystemError();
+        takeSystemLastError();
         logWarning("[AtaProtocolOverAta] nRead(%d) < ataptd.Length(%d)", static_cast<int>(returned),
                    static_cast<int>(sizeof block));
         return false;

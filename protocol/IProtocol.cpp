@@ -5,8 +5,6 @@
 
 namespace zel {
 
-uint32_t passOnSystemError() { return takeSystemLastError(); }
-
 bool IProtocol::sendCommand(uint32_t diskNumber, uint8_t* buffer, uint32_t dataSize, void* command) {
     return sendOnOpenedDrive(diskNumber, FILE_ATTRIBUTE_NORMAL, buffer, dataSize, command);
 }
@@ -15,7 +13,7 @@ bool IProtocol::sendOnOpenedDrive(uint32_t diskNumber, DWORD flags, uint8_t* buf
                                   void* command) {
     SharedHandle drive = openPhysicalDrive(diskNumber, flags);
     if (!drive) {
-        passOnSystemError();
+        takeSystemLastError();
         return false;
     }
     return sendCommand(drive.get(), buffer, dataSize, command);

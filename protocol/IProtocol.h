@@ -23,9 +23,6 @@ protected:
 class AtaProtocol : public IProtocol {};
 class NvmeProtocol : public IProtocol {};
 
-// Takes GetLastError, sets it again and keeps it as the tool's last error.
-uint32_t passOnSystemError();
-
 // Pointer value of a caller buffer as the 64-bit structures carry it.
 inline uint64_t bufferAddress(const void* buffer) { return reinterpret_cast<uintptr_t>(buffer); }
 

@@ -141,7 +141,7 @@ bool NvmeProtocolByScsiMiniport::sendCommand(uint32_t diskNumber, uint8_t* buffe
             dataSize);
     HANDLE port = openPort(diskNumber, nullptr);
     if (port == INVALID_HANDLE_VALUE) {
-        passOnSystemError();
+        takeSystemLastError();
         return false;
     }
     const uint32_t total = dataSize + sizeof(NvmeMiniportBlock);
@@ -173,7 +173,7 @@ bool NvmeProtocolByIrst::sendCommand(uint32_t diskNumber, uint8_t* buffer, uint3
     uint8_t pathId = 0;
     HANDLE port = openPort(diskNumber, &pathId);
     if (port == INVALID_HANDLE_VALUE) {
-        passOnSystemError();
+        takeSystemLastError();
         return false;
     }
     IrstNvmeBlock block;
@@ -185,7 +185,7 @@ bool NvmeProtocolByIrst::sendCommand(uint32_t diskNumber, uint8_t* buffer, uint3
                                                 sizeof block, &returned, nullptr);
     std::memcpy(command.completion, block.completion, 16);
     if (command.direction == nvmedir::kFromDevice) std::memcpy(buffer, block.data, dataSize);
-    if (!ok) passOnSystemError();
+    if (!ok) takeSystemLastError();
     return ok;
 }
 

@@ -1,6 +1,7 @@
 #include "protocol/ScsiProtocol.h"
 
 #include "core/DeviceApi.h"
+#include "core/ErrorCodes.h"
 #include "core/Logger.h"
 #include "protocol/PassThroughBuilders.h"
 
@@ -36,7 +37,7 @@ bool ScsiProtocol::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize
     if (ok && returned >= block.sptd.Length && block.sptd.ScsiStatus == 0) return true;
     logDebug("command fail... nRead(%u), Sptd.Length(%u), Sptd.ScsiStatus=%d", static_cast<unsigned>(returned),
              static_cast<unsigned>(sizeof block.sptd), block.sptd.ScsiStatus);
-    passOnSystemError();
+    takeSystemLastError();
     return false;
 }
 
