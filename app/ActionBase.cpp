@@ -1,7 +1,7 @@
 #include "app/ActionBase.h"
 
-#include "app/DiskSelection.h"
 #include "core/Logger.h"
+#include "disk/DiskList.h"
 
 bool ActionBase::missOptions(const char* message) {
     zel::Logger::instance().warning(message);
@@ -9,12 +9,14 @@ bool ActionBase::missOptions(const char* message) {
     return false;
 }
 
-bool ActionBase::lookupDisk(const zel::ParseResult& options) {
-    disk_ = zel::findSelectedDisk(options);
-    return disk_ != nullptr;
+bool ActionBase::acceptJob(const std::optional<zel::OptionProblem>& problem) {
+    if (!problem) return true;
+    zel::reportOptionProblem(*problem);
+    return false;
 }
 
-bool ActionBase::selectDisk(const zel::ParseResult& options, const char* missingMessage, bool acceptModel) {
-    if (!zel::hasDiskSelector(options, acceptModel)) return missOptions(missingMessage);
-    return lookupDisk(options);
+bool ActionBase::selectDisk(const zel::DiskSelector& selector) {
+    disk_ = zel::DiskList::instance().get(true).findDisk(selector);
+    if (!disk_) zel::setLastError(zel::err::kDiskNotFound);
+    return disk_ != nullptr;
 }

@@ -1,17 +1,21 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
+#include "app/OptionReader.h"
 #include "app/ParseResult.h"
 #include "core/ErrorCodes.h"
 #include "core/Uncopyable.h"
+#include "disk/DiskSelector.h"
 
 namespace zel {
 class DiskBase;
 }
 
-// One unit of work on one disk. init reads the options and selects the disk
-// (false with the last error set on failure); execute returns the exit code.
+// One unit of work on one disk. init reads the options into the action's job
+// and selects the disk (false with the last error set on failure); execute
+// runs the job and returns the exit code.
 class ActionBase : private zel::Uncopyable {
 public:
     virtual ~ActionBase() = default;
@@ -20,14 +24,15 @@ public:
     virtual zel::ErrorCode execute(const zel::ParseResult& options) = 0;
 
 protected:
-    // Looks the selected disk up in the disk list; false with the last error.
-    bool lookupDisk(const zel::ParseResult& options);
-
-    // Both steps, warning with the given message when no selector is given.
-    bool selectDisk(const zel::ParseResult& options, const char* missingMessage, bool acceptModel = true);
-
     // Logs the "Miss some options" warning and sets the argument error.
     static bool missOptions(const char* message);
+
+    // False with 0x20000004 and the option's line when the job's reader
+    // refused a value.
+    static bool acceptJob(const std::optional<zel::OptionProblem>& problem);
+
+    // Looks the disk up in the fully built list; false with 0x20000007.
+    bool selectDisk(const zel::DiskSelector& selector);
 
     zel::DiskBase* disk_ = nullptr;
 };

@@ -1,7 +1,8 @@
 #include "app/Actions.h"
 
-#include "app/DiskSelection.h"
+#include <ctime>
 
+#include "app/JobReaders.h"
 #include "core/Logger.h"
 
 namespace {
@@ -16,35 +17,40 @@ zel::ErrorCode notYetSupported() {
 }  // namespace
 
 bool ActionPowerSwitch::init(const zel::ParseResult& options) {
-    if (!zel::hasDiskSelector(options)) return missOptions(kMissDisk);
+    if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);
     if (!options.has("pwrctrl")) return missOptions("Miss some options (pwrctrl)!");
     if (!options.has("pwrid") && !options.has("pwrmodel")) return missOptions("Miss some options (pwrid/pwrmodel)!");
-    return lookupDisk(options);
+    return acceptJob(zel::readPowerJob(options, &job_)) && selectDisk(job_.disk);
 }
 
 zel::ErrorCode ActionPowerSwitch::execute(const zel::ParseResult&) { return notYetSupported(); }
 
 bool ActionRw::init(const zel::ParseResult& options) {
-    if (!zel::hasDiskSelector(options)) return missOptions(kMissDisk);
+    if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);
     if (!options.has("rw")) return missOptions("Miss some options (rw)!");
-    return lookupDisk(options);
+    const uint64_t now = static_cast<uint64_t>(std::time(nullptr));
+    return acceptJob(zel::readRwJob(options, now, &job_)) && selectDisk(job_.disk);
 }
 
 zel::ErrorCode ActionRw::execute(const zel::ParseResult&) { return notYetSupported(); }
 
-bool ActionCommand::init(const zel::ParseResult& options) { return selectDisk(options, kMissDisk); }
+bool ActionCommand::init(const zel::ParseResult& options) {
+    if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);
+    return acceptJob(zel::readCmdJob(options, &job_)) && selectDisk(job_.disk);
+}
 
 zel::ErrorCode ActionCommand::execute(const zel::ParseResult&) { return notYetSupported(); }
 
 bool ActionWorkload::init(const zel::ParseResult& options) {
     if (!options.has("diskid") || !options.has("path")) return missOptions("Miss some options (diskid / path)!");
-    return lookupDisk(options);
+    return acceptJob(zel::readWorkloadJob(options, &job_)) && selectDisk(job_.disk);
 }
 
 zel::ErrorCode ActionWorkload::execute(const zel::ParseResult&) { return notYetSupported(); }
 
 bool ActionSmart::init(const zel::ParseResult& options) {
-    return selectDisk(options, "Miss some options (diskid/disksn/diskpattern)!", false);
+    if (!zel::hasDiskOption(options, false)) return missOptions("Miss some options (diskid/disksn/diskpattern)!");
+    return acceptJob(zel::readSmartJob(options, &job_)) && selectDisk(job_.disk);
 }
 
 zel::ErrorCode ActionSmart::execute(const zel::ParseResult&) { return notYetSupported(); }

@@ -1,6 +1,10 @@
 #pragma once
 
 #include "app/ActionBase.h"
+#include "io/CmdJob.h"
+#include "io/RwJob.h"
+#include "power/PowerJob.h"
+#include "smart/SmartJob.h"
 
 // Power control of the disk under test ("pwr").
 class ActionPowerSwitch : public ActionBase {
@@ -8,6 +12,9 @@ public:
     std::string name() const override { return "pwr"; }
     bool init(const zel::ParseResult& options) override;
     zel::ErrorCode execute(const zel::ParseResult& options) override;
+
+private:
+    zel::PowerJob job_;
 };
 
 // Read/write/compare workloads by LBA ("rw").
@@ -16,6 +23,9 @@ public:
     std::string name() const override { return "rw"; }
     bool init(const zel::ParseResult& options) override;
     zel::ErrorCode execute(const zel::ParseResult& options) override;
+
+private:
+    zel::RwJob job_;
 };
 
 // Raw ATA, SCSI and NVMe commands and dumps ("cmd").
@@ -24,6 +34,9 @@ public:
     std::string name() const override { return "cmd"; }
     bool init(const zel::ParseResult& options) override;
     zel::ErrorCode execute(const zel::ParseResult& options) override;
+
+private:
+    zel::CmdJob job_;
 };
 
 // Workload file analysis and replay ("wkld").
@@ -32,6 +45,9 @@ public:
     std::string name() const override { return "wkld"; }
     bool init(const zel::ParseResult& options) override;
     zel::ErrorCode execute(const zel::ParseResult& options) override;
+
+private:
+    zel::WorkloadJob job_;
 };
 
 // SMART and NVMe log-page checks against INI limits ("smart").
@@ -40,4 +56,7 @@ public:
     std::string name() const override { return "smart"; }
     bool init(const zel::ParseResult& options) override;
     zel::ErrorCode execute(const zel::ParseResult& options) override;
+
+private:
+    zel::SmartJob job_;
 };

@@ -5,8 +5,10 @@
 #include <iostream>
 
 #include "app/ActionFactory.h"
+#include "app/CommandLineChecks.h"
 #include "app/GlobalCommands.h"
 #include "app/OptionTable.h"
+#include "app/SeamSelection.h"
 #include "core/ActionResultJson.h"
 #include "core/Clock.h"
 #include "core/Logger.h"
@@ -37,10 +39,11 @@ void printHelp(const cxxopts::Options& options) { std::cout << options.help() <<
 
 }  // namespace
 
-void setUpLogging(const ParseResult& args) {
+void setUpLogging(const ParseResult& args, bool withFiles) {
     Logger& logger = Logger::instance();
     logger.setLevels(kUpperBound, args.has("debug") ? kDebug : kInfo);
     logger.setConsoleEcho(true);
+    if (!withFiles) return;
     if (args.has("logdir")) {
         logger.setDirectory(args.text("logdir"));
         createFolders(logger.directory());
@@ -80,11 +83,19 @@ ErrorCode runEntry(int argc, const char* const* argv) {
         printHelp(*options);
         return 0;
     }
-    setUpLogging(args);
+    // A refused value is reported before anything else happens; when it is
+    // the log file's own place, on the console only.
+    const std::optional<OptionProblem> problem = findCommandLineProblem(args);
+    setUpLogging(args, !problem || (problem->option != "logfile" && problem->option != "logdir"));
+    if (problem) {
+        reportOptionProblem(*problem);
+        return err::kWrongArguments;
+    }
     setProcessSwitches(args);
+    selectDeviceApi();
     if (args.has("close_winio")) return closeWinIo();
     if (!args.has("init") && args.has("commfile"))
-        DiskList::instance().useConfiguration(ActionResultJson::instance(args.text("commfile")).driveInfoList());
+        DiskList::instance().useConfiguration(readDriveInfoList(ActionResultJson::instance(args.text("commfile")).document()));
 
     if (auto code = runGlobalCommands(args)) return *code;
 

@@ -12,8 +12,8 @@ namespace zel {
 // action, and return the process exit code.
 ErrorCode runEntry(int argc, const char* const* argv);
 
-// Logging set-up from debug, logdir and logfile.
-void setUpLogging(const ParseResult& args);
+// Logging set-up from debug, and unless withFiles is false, logdir and logfile.
+void setUpLogging(const ParseResult& args, bool withFiles = true);
 
 // Runs init and execute of the action named by --action, applying the
 // forgiveness of a missing port-I/O driver outside pre-check runs.

@@ -5,13 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "app/DiskSelection.h"
+#include "app/JobReaders.h"
+#include "app/OptionReader.h"
 #include "core/ActionResultJson.h"
 #include "core/IniFile.h"
 #include "core/Logger.h"
 #include "core/Paths.h"
 #include "core/ProcessSwitches.h"
 #include "disk/DiskList.h"
+#include "disk/DiskReport.h"
 #include "disk/PortIoDriver.h"
 #include "host/OsInfoCollector.h"
 #include "host/PlatformInfoCollector.h"
@@ -32,18 +34,23 @@ Outcome notSupported(const char* option) {
 const char kDefaultIni[] = "zelcli_output.ini";
 const char kDefaultJson[] = "zelcli_actres.json";
 
+// The entry has checked the numbers, so the selector reads them as given.
+DiskBase* selectedDisk(const ParseResult& args, bool fullBuild) {
+    return DiskList::instance().get(fullBuild).findDisk(OptionReader(args).diskSelector());
+}
+
 void showOneDisk(const ParseResult& args) {
-    DiskBase* disk = lookUpDisk(args, true);
+    DiskBase* disk = selectedDisk(args, true);
     if (!disk) {
         logError("[ZelCli] %s", errorText(err::kDiskNotFound).c_str());
         return;
     }
     if (!args.has("out-ini")) {
-        disk->printInformation();
+        printDiskInformation(*disk);
         return;
     }
     IniFile ini(resolveOutputPath(args.text("out-ini", kDefaultIni)));
-    disk->writeInformation(ini);
+    writeDiskInformation(*disk, ini);
 }
 
 void showHost(const ParseResult& args) {
@@ -60,7 +67,7 @@ void showHost(const ParseResult& args) {
 }
 
 Outcome runInfo(const ParseResult& args) {
-    if (hasDiskSelector(args))
+    if (hasDiskOption(args))
         showOneDisk(args);
     else
         showHost(args);
@@ -72,7 +79,7 @@ Outcome runInfo(const ParseResult& args) {
 }
 
 Outcome runExist(const ParseResult& args) {
-    DiskBase* disk = lookUpDisk(args, false);
+    DiskBase* disk = selectedDisk(args, false);
     if (!disk || !disk->isPresent()) return err::kExistMissing;
     logDebug("Disk%d exists", disk->number());
     return err::kOk;
@@ -81,7 +88,7 @@ Outcome runExist(const ParseResult& args) {
 Outcome runMonitor(const ParseResult& args) {
     const int id = args.integer("diskid", -1);
     if (id == -1) return 1u;
-    DiskBase* disk = DiskList::instance().get(true).findDisk(id, "", "", "");
+    DiskBase* disk = DiskList::instance().get(true).findDisk({id});
     if (!disk || !disk->pcieInfo()) return 1u;
     std::printf("link_speed=%s, link_width=x%d", disk->pcieInfo()->linkSpeedText().c_str(),
                 static_cast<int>(disk->pcieInfo()->linkWidth));

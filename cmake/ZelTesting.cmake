@@ -22,3 +22,21 @@ if(CMAKE_CROSSCOMPILING)
   set_tests_properties(wine_stop PROPERTIES FIXTURES_CLEANUP wine
     ENVIRONMENT "ZEL_BUILD_DIR=${CMAKE_BINARY_DIR}")
 endif()
+
+# zel_add_fuzzer(<name> SOURCES ... LIBS ...): a libFuzzer target in the clang
+# host build. Its seed corpus is tests/fuzz/corpus/<name>; the short CI run
+# writes what it finds into a corpus folder in the build tree, which
+# scripts/fuzz.sh runs longer and merges back into the seeds.
+function(zel_add_fuzzer name)
+  if(NOT ZEL_FUZZ)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS})
+  set(seeds ${CMAKE_SOURCE_DIR}/tests/fuzz/corpus/${name})
+  set(found ${CMAKE_BINARY_DIR}/fuzz-corpus/${name})
+  file(MAKE_DIRECTORY ${found})
+  add_test(NAME ${name} COMMAND ${name} ${found} ${seeds} -max_total_time=5 -rss_limit_mb=1024)
+endfunction()

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <cstdint>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -12,45 +10,6 @@
 namespace zel {
 
 using Json = nlohmann::ordered_json;
-
-// Entries of "drive_info_list" as the JSON result file carries them.
-struct PartitionInfo {
-    std::string driveLetter;
-    uint64_t capacity = 0;
-    uint64_t freeSpace = 0;
-};
-
-struct DiskInfo {
-    uint32_t id = 0;
-    uint64_t capacity = 0;
-    uint64_t sectorCount = 0;
-    uint32_t sectorSize = 0;
-    std::vector<PartitionInfo> partitions;
-    // "smart_info" as the smart action stored it; null until then.
-    Json smartInfo;
-};
-
-struct DriveInfo {
-    std::string model, sn, fwRev;
-    int32_t diskType = 0;
-    int32_t protocolType = 0;
-    uint32_t bus = 0, dev = 0, fun = 0, vid = 0, did = 0;
-    std::string hwid;
-    uint64_t baseAddr = 0;
-    uint32_t linkSpeed = 0, linkWidth = 0;
-    std::string linkStr;
-    uint32_t mps = 0;
-    std::string mpsStr;
-    uint32_t pxcapOffset = 0, pmcapOffset = 0;
-    std::vector<DiskInfo> disks;
-};
-
-void to_json(Json& j, const PartitionInfo& p);
-void from_json(const Json& j, PartitionInfo& p);
-void to_json(Json& j, const DiskInfo& d);
-void from_json(const Json& j, DiskInfo& d);
-void to_json(Json& j, const DriveInfo& d);
-void from_json(const Json& j, DriveInfo& d);
 
 // The JSON result file. The first caller fixes its path; an existing file is
 // loaded at creation, a missing one starts an empty document.
@@ -61,9 +20,6 @@ public:
     const std::string& path() const { return path_; }
     bool loaded() const { return loaded_; }
     Json& document() { return document_; }
-
-    std::vector<DriveInfo> driveInfoList() const;
-    void setDriveInfoList(const std::vector<DriveInfo>& drives);
 
     // Writes the document to the path; false when the file cannot be written.
     bool save() const;

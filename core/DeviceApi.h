@@ -64,11 +64,11 @@ public:
     virtual bool writePhysicalDword(uint64_t address, uint32_t value) = 0;
 };
 
-// The process-wide seam, chosen once: the virtual test host when the
-// environment variable ZELCLI_VHOST names a host description, else Win32.
+// The process-wide seam: Win32 unless the program's entry (or a test)
+// installed another one, such as the virtual test host.
 DeviceApi& deviceApi();
 
-// Replaces the process-wide seam (tests); returns the previous one.
+// Replaces the process-wide seam; returns the previous one.
 DeviceApi* replaceDeviceApi(DeviceApi* api);
 
 }  // namespace zel

@@ -3,6 +3,7 @@
 #include <cctype>
 
 #include "core/Logger.h"
+#include "core/TextFormat.h"
 
 namespace zel {
 
@@ -16,6 +17,19 @@ std::string resolveOutputPath(const std::string& path) {
     const std::string& dir = Logger::instance().directory();
     if (path.empty() || isAbsolutePath(path) || dir.empty()) return path;
     return dir + path;
+}
+
+bool namesDevice(const std::string& path) {
+    std::string p = path;
+    for (char& c : p)
+        if (c == '/') c = '\\';
+    if (p.rfind("\\\\.\\", 0) == 0) return true;
+    if (p.rfind("\\\\?\\", 0) != 0 && p.rfind("\\??\\", 0) != 0) return false;
+    const std::string rest = p.substr(4);
+    const bool driveFile = rest.size() >= 3 && std::isalpha(static_cast<unsigned char>(rest[0])) && rest[1] == ':' &&
+                           rest[2] == '\\';
+    const bool uncFile = toLower(rest.substr(0, 4)) == "unc\\";
+    return !driveFile && !uncFile;
 }
 
 std::string parentFolder(const std::string& path) {

@@ -10,6 +10,11 @@ bool isAbsolutePath(const std::string& path);
 // A relative output path is placed in the log folder when one is set.
 std::string resolveOutputPath(const std::string& path);
 
+// True for paths that open a device rather than a file: the "\\.\" device
+// namespace ("\\.\PhysicalDrive1", "\\.\E:"), and "\\?\" or "\??\" paths
+// that are not a drive-letter or UNC file path. Either slash counts.
+bool namesDevice(const std::string& path);
+
 // Folder of a path, without the trailing separator ("" for a bare name).
 std::string parentFolder(const std::string& path);
 

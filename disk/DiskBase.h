@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "core/ActionResultJson.h"
 #include "core/ErrorCodes.h"
 #include "core/Uncopyable.h"
 #include "disk/DiskTypes.h"
@@ -14,7 +13,6 @@
 namespace zel {
 
 class IProtocol;
-class IniFile;
 
 // One physical disk of the host: identity and geometry from the list build,
 // the protocol its bus calls for, and the PCIe view of NVMe controllers.
@@ -53,10 +51,6 @@ public:
     bool isPresent() const;
     // One logical sector at LBA 0 (the pattern lookup); false with the last error.
     bool readFirstSector(std::vector<uint8_t>* sector) const;
-
-    void printInformation() const;
-    bool writeInformation(IniFile& ini) const;
-    DriveInfo toDriveInfo() const;
 
     // Device commands of the disk's kind; a kind without them answers
     // 0x20000008 (function not supported).

@@ -6,6 +6,7 @@
 #include "disk/DiskBuilders.h"
 #include "disk/DiskClassifier.h"
 #include "disk/DiskProbe.h"
+#include "disk/DiskReport.h"
 #include "disk/PciConfig.h"
 #include "disk/PortIoDriver.h"
 #include "protocol/ProtocolRegistry.h"
@@ -112,26 +113,25 @@ bool DiskList::pcieFromConfiguration(DiskBase* disk) const {
     return false;
 }
 
-DiskBase* DiskList::findDisk(int number, const std::string& model, const std::string& serial,
-                             const std::string& pattern) const {
-    if (!pattern.empty())
+DiskBase* DiskList::findDisk(const DiskSelector& selector) const {
+    if (!selector.pattern.empty())
         for (const auto& disk : disks_)
-            if (patternMatches(*disk, pattern)) return disk.get();
-    if (!serial.empty())
+            if (patternMatches(*disk, selector.pattern)) return disk.get();
+    if (!selector.serial.empty())
         for (const auto& disk : disks_)
-            if (disk->serialNumber() == serial) return disk.get();
-    if (!model.empty())
+            if (disk->serialNumber() == selector.serial) return disk.get();
+    if (!selector.model.empty())
         for (const auto& disk : disks_)
-            if (disk->model().find(model) != std::string::npos) return disk.get();
-    if (static_cast<uint32_t>(number) != 0xFFFFFFFF)
+            if (disk->model().find(selector.model) != std::string::npos) return disk.get();
+    if (selector.id != -1)
         for (const auto& disk : disks_)
-            if (disk->number() == number) return disk.get();
+            if (disk->number() == selector.id) return disk.get();
     return nullptr;
 }
 
 std::vector<DiskBase*> DiskList::findTwinDisks(int number) const {
     std::vector<DiskBase*> twins;
-    const DiskBase* self = findDisk(number, "", "", "");
+    const DiskBase* self = findDisk({number});
     if (!self) return twins;
     for (const auto& disk : disks_) {
         if (disk.get() != self && disk->model() == self->model() && disk->firmware() == self->firmware() &&
@@ -143,25 +143,25 @@ std::vector<DiskBase*> DiskList::findTwinDisks(int number) const {
 
 void DiskList::print() const {
     logInfo("***** Disk Information *****");
-    for (const auto& disk : disks_) disk->printInformation();
+    for (const auto& disk : disks_) printDiskInformation(*disk);
 }
 
 bool DiskList::writeIni(const std::string& path) const {
     logInfo("Output disk info to file %s", path.c_str());
     IniFile ini(path);
     bool ok = ini.writeNumber("DiskList", "Count", static_cast<int32_t>(disks_.size()));
-    for (const auto& disk : disks_) ok = disk->writeInformation(ini) && ok;
+    for (const auto& disk : disks_) ok = writeDiskInformation(*disk, ini) && ok;
     return ok;
 }
 
 std::vector<DriveInfo> DiskList::toDriveInfoList() const {
     std::vector<DriveInfo> drives;
-    for (const auto& disk : disks_) drives.push_back(disk->toDriveInfo());
+    for (const auto& disk : disks_) drives.push_back(toDriveInfo(*disk));
     return drives;
 }
 
 bool DiskList::writeJson(ActionResultJson& json) const {
-    json.setDriveInfoList(toDriveInfoList());
+    writeDriveInfoList(json.document(), toDriveInfoList());
     return json.save();
 }
 

@@ -7,6 +7,8 @@
 #include "core/ActionResultJson.h"
 #include "core/Uncopyable.h"
 #include "disk/DiskBase.h"
+#include "disk/DiskSelector.h"
+#include "disk/DriveRecords.h"
 
 namespace zel {
 
@@ -27,8 +29,7 @@ public:
 
     // Pattern, serial number, model substring, then number (-1: not given);
     // a given criterion that matches nothing passes on to the next.
-    DiskBase* findDisk(int number, const std::string& model, const std::string& serial,
-                       const std::string& pattern) const;
+    DiskBase* findDisk(const DiskSelector& selector) const;
     std::vector<DiskBase*> findTwinDisks(int number) const;
 
     void print() const;

@@ -105,3 +105,32 @@ TEST_F(EndToEnd, ParserErrorsAreNotCaught) {
     EXPECT_NE(run.exitCode, 0u);
     EXPECT_TRUE(has(run.output, "no-such-option")) << run.output;
 }
+
+// A value that cannot be read, or a file option naming a device, stops the
+// run with one warning before any disk or file is touched.
+TEST_F(EndToEnd, RefusedValuesEndTheRunFirst) {
+    struct Case {
+        const char* args;
+        const char* line;
+    } cases[] = {
+        {"--info --diskid abc", "[ZelCli] --diskid is not a valid number: \"abc\""},
+        {"--exist --diskid 3abc", "[ZelCli] --diskid is not a valid number: \"3abc\""},
+        {"--enablepci --vid 0x8086", "[ZelCli] --vid is not a valid number: \"0x8086\""},
+        {"-a rw -d 1 --rw read --start 12q", "[ZelCli] --start is not a valid number: \"12q\""},
+        {"--info --out-ini \\\\.\\PhysicalDrive1", "[ZelCli] --out-ini names a device, not a file: "
+                                                  "\"\\\\.\\PhysicalDrive1\""},
+        {"-a smart -d 1 --out-bin a.bin,\\\\.\\E:", "[ZelCli] --out-bin names a device, not a file: "
+                                                    "\"a.bin,\\\\.\\E:\""},
+    };
+    for (const Case& c : cases) {
+        auto run = runLogged(c.args);
+        EXPECT_EQ(run.exitCode, 0x20000004u) << c.args;
+        EXPECT_TRUE(has(run.output, std::string("WARNING  ") + c.line)) << c.args << "\n" << run.output;
+        EXPECT_FALSE(has(run.output, "Disk Information")) << c.args;
+    }
+    EXPECT_TRUE(has(log(), "--diskid is not a valid number")) << "the line reaches the log file";
+
+    auto device = runZelCli("-a x --logfile \\\\.\\PhysicalDrive1", dir_.path());
+    EXPECT_EQ(device.exitCode, 0x20000004u);
+    EXPECT_TRUE(has(device.output, "--logfile names a device, not a file")) << device.output;
+}

@@ -45,3 +45,39 @@ TEST(NumberText, CommandLineIntegersAreDecimalOnly) {
     EXPECT_EQ(parseDecimal32("0x10"), 0);
     EXPECT_EQ(parseDecimal32("-99999999999"), INT32_MIN);
 }
+
+// Command-line values: the whole text is one number or it is refused.
+TEST(NumberText, StrictReadersTakeWholeNumbersOnly) {
+    const std::pair<const char*, uint64_t> numbers[] = {
+        {"0x1F", 31}, {"1Fh", 31}, {"101b", 5}, {"4k", 4096}, {"2M", 2 << 20}, {"8g", 8ULL << 30},
+        {"0", 0},     {"18446744073709551615", UINT64_MAX}, {"0xFFFFFFFFFFFFFFFF", UINT64_MAX}};
+    for (const auto& [text, expected] : numbers) {
+        uint64_t value = 1;
+        EXPECT_TRUE(zel::readNumber(text, &value)) << text;
+        EXPECT_EQ(value, expected) << text;
+    }
+    for (const char* text : {"", "abc", "3abc", "12b", "0x", "h", "k", "-1", " 3", "3 ", "1.5",
+                             "18446744073709551616", "0x10000000000000000", "17179869184g", "0x1Fh"}) {
+        uint64_t value = 7;
+        EXPECT_FALSE(zel::readNumber(text, &value)) << text;
+        EXPECT_EQ(value, 7u) << "untouched on refusal: " << text;
+    }
+
+    const std::pair<const char*, int32_t> decimals[] = {
+        {"3", 3}, {"-1", -1}, {"+12", 12}, {"2147483647", INT32_MAX}, {"-2147483648", INT32_MIN}};
+    for (const auto& [text, expected] : decimals) {
+        int32_t value = 0;
+        EXPECT_TRUE(zel::readDecimal32(text, &value)) << text;
+        EXPECT_EQ(value, expected) << text;
+    }
+    for (const char* text : {"", "abc", "3abc", "0x1F", "1Fh", "-", "2147483648", "-2147483649", " 1"}) {
+        int32_t value = 0;
+        EXPECT_FALSE(zel::readDecimal32(text, &value)) << text;
+    }
+
+    double seconds = 0;
+    EXPECT_TRUE(zel::readAmount("1.5", &seconds));
+    EXPECT_EQ(seconds, 1.5);
+    for (const char* text : {"", "-1", "abc", "1s", "nan", "inf", "1e999"})
+        EXPECT_FALSE(zel::readAmount(text, &seconds)) << text;
+}

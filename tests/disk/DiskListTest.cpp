@@ -65,8 +65,8 @@ TEST_F(DiskListTest, ProbesFixedNumberRangeAndBuildsEachKind) {
     EXPECT_NE(dynamic_cast<zel::JMicronS583*>(d[5].get()), nullptr);
     EXPECT_NE(dynamic_cast<zel::Ufd*>(d[6].get()), nullptr);
     EXPECT_EQ(typeid(*d[7]), typeid(zel::DiskBase));
-    EXPECT_EQ(list.findDisk(56, "", "", ""), nullptr);
-    EXPECT_EQ(list.findDisk(-1, "", "S56", ""), nullptr);
+    EXPECT_EQ(list.findDisk({56, "", "", ""}), nullptr);
+    EXPECT_EQ(list.findDisk({-1, "", "S56", ""}), nullptr);
 }
 
 // The virtual host with disk 2's alignment answer carrying no logical size.
@@ -135,14 +135,14 @@ TEST_F(DiskListTest, SelectionOrderFallThroughAndTwins) {
     ASSERT_TRUE(installed.host().disk(2)->image().write(16, "DUT-77", 6));
     zel::DiskList& list = build();
     auto numberOf = [](zel::DiskBase* found) { return found ? found->number() : -99; };
-    EXPECT_EQ(numberOf(list.findDisk(0, "Alpha", "SN-C", "DUT-7")), 1);   // pattern first
-    EXPECT_EQ(numberOf(list.findDisk(0, "Beta", "SN-C", "DUT-")), 2);     // exact pattern only; serial next
-    EXPECT_EQ(numberOf(list.findDisk(0, "Beta", "SN-Z", "nope")), 1);     // model next
-    EXPECT_EQ(numberOf(list.findDisk(0, "Alpha", "", "")), 0);            // first model match
-    EXPECT_EQ(numberOf(list.findDisk(2, "Gamma", "SN", "")), 2);          // number last, serial exact
-    EXPECT_EQ(numberOf(list.findDisk(-1, "Gamma", "", "")), -99);
-    EXPECT_EQ(numberOf(list.findDisk(-1, "", "", "")), -99);
-    EXPECT_EQ(numberOf(list.findDisk(7, "", "", "")), -99);
+    EXPECT_EQ(numberOf(list.findDisk({0, "Alpha", "SN-C", "DUT-7"})), 1);   // pattern first
+    EXPECT_EQ(numberOf(list.findDisk({0, "Beta", "SN-C", "DUT-"})), 2);     // exact pattern only; serial next
+    EXPECT_EQ(numberOf(list.findDisk({0, "Beta", "SN-Z", "nope"})), 1);     // model next
+    EXPECT_EQ(numberOf(list.findDisk({0, "Alpha", "", ""})), 0);            // first model match
+    EXPECT_EQ(numberOf(list.findDisk({2, "Gamma", "SN", ""})), 2);          // number last, serial exact
+    EXPECT_EQ(numberOf(list.findDisk({-1, "Gamma", "", ""})), -99);
+    EXPECT_EQ(numberOf(list.findDisk({-1, "", "", ""})), -99);
+    EXPECT_EQ(numberOf(list.findDisk({7, "", "", ""})), -99);
 
     const std::vector<zel::DiskBase*> twins = list.findTwinDisks(3);
     ASSERT_EQ(twins.size(), 1u);
@@ -168,9 +168,9 @@ TEST_F(DiskListTest, TheSystemDiskIsRefused) {
         disk(0, 17, "", "System", "S0", zel::formatText(R"(, "volumes": [{"letter": "%c"}])", system)),
         disk(3, 11, "", "Data", "S3", zel::formatText(R"(, "volumes": [{"letter": "%c"}])", other))}));
     zel::DiskList& list = build();
-    EXPECT_FALSE(list.findDisk(3, "", "", "")->refuseIfOsDrive());
-    EXPECT_TRUE(list.findDisk(0, "", "", "")->isOsDrive());
-    EXPECT_TRUE(list.findDisk(0, "", "", "")->refuseIfOsDrive());
+    EXPECT_FALSE(list.findDisk({3, "", "", ""})->refuseIfOsDrive());
+    EXPECT_TRUE(list.findDisk({0, "", "", ""})->isOsDrive());
+    EXPECT_TRUE(list.findDisk({0, "", "", ""})->refuseIfOsDrive());
     EXPECT_EQ(zel::lastError(), zel::err::kOsDrive);
 }
 
@@ -179,7 +179,7 @@ TEST_F(DiskListTest, DeviceCommandsThroughEachDisksProtocol) {
     zel::DiskList& list = zel::DiskList::instance().get(false);
     ASSERT_EQ(list.disks().size(), 6u);
 
-    auto* sata = dynamic_cast<zel::SataSsd*>(list.findDisk(0, "", "", ""));
+    auto* sata = dynamic_cast<zel::SataSsd*>(list.findDisk({0, "", "", ""}));
     ASSERT_NE(sata, nullptr);
     std::vector<uint8_t> identify;
     ASSERT_EQ(sata->identify(&identify), 0u);
@@ -192,7 +192,7 @@ TEST_F(DiskListTest, DeviceCommandsThroughEachDisksProtocol) {
     EXPECT_EQ(smart[2 + 5], 7);
 
     for (int number : {1, 2, 3}) {
-        auto* nvme = dynamic_cast<zel::NvmeSsd*>(list.findDisk(number, "", "", ""));
+        auto* nvme = dynamic_cast<zel::NvmeSsd*>(list.findDisk({number, "", "", ""}));
         ASSERT_NE(nvme, nullptr);
         std::vector<uint8_t> controller;
         ASSERT_EQ(nvme->identify(&controller), 0u) << number;
@@ -211,7 +211,7 @@ TEST_F(DiskListTest, DeviceCommandsThroughEachDisksProtocol) {
     }
     // A USB stick has no IDENTIFY of its own.
     std::vector<uint8_t> none;
-    EXPECT_EQ(list.findDisk(5, "", "", "")->identify(&none), 0x20000008u);
+    EXPECT_EQ(list.findDisk({5, "", "", ""})->identify(&none), 0x20000008u);
 }
 
 TEST_F(DiskListTest, EmulatedPortIoDriver) {
@@ -272,7 +272,7 @@ TEST_F(DiskListTest, PoweredOffDiskTakesItsLettersAndRecordsAlong) {
     EXPECT_EQ(space.free, 50u);
     EXPECT_FALSE(api.getVolumeSpace('E', &space));
 
-    EXPECT_EQ(zel::DiskList::instance().get(false).findDisk(3, "", "", "")->driveLetters().size(), 2u);
+    EXPECT_EQ(zel::DiskList::instance().get(false).findDisk({3, "", "", ""})->driveLetters().size(), 2u);
 
     // A powered-off disk cannot be opened and takes its letters and records along.
     installed.host().state().counters(3).powered = false;
@@ -281,7 +281,7 @@ TEST_F(DiskListTest, PoweredOffDiskTakesItsLettersAndRecordsAlong) {
     zel::DiskList::instance().reset();
     zel::DiskList& after = zel::DiskList::instance().get(false);
     EXPECT_EQ(after.disks().size(), 5u);
-    EXPECT_EQ(after.findDisk(3, "", "", ""), nullptr);
+    EXPECT_EQ(after.findDisk({3, "", "", ""}), nullptr);
 }
 
 }  // namespace

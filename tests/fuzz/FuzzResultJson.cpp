@@ -1,7 +1,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "core/ActionResultJson.h"
+#include "disk/DriveRecords.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     zel::Json document = zel::Json::parse(data, data + size, nullptr, false);

@@ -1,0 +1,86 @@
+#include "app/OptionReader.h"
+
+#include "core/ErrorCodes.h"
+#include "core/Logger.h"
+#include "core/NumberText.h"
+#include "core/TextFormat.h"
+
+namespace zel {
+
+std::string describe(const OptionProblem& problem) {
+    if (problem.kind == OptionProblem::Kind::NamesDevice)
+        return formatText("[ZelCli] --%s names a device, not a file: \"%s\"", problem.option.c_str(),
+                          problem.value.c_str());
+    return formatText("[ZelCli] --%s is not a valid number: \"%s\"", problem.option.c_str(), problem.value.c_str());
+}
+
+void reportOptionProblem(const OptionProblem& problem) {
+    Logger::instance().warning(describe(problem));
+    setLastError(err::kWrongArguments);
+}
+
+std::string OptionReader::text(const char* name, const std::string& defaultValue) const {
+    return args_.text(name, defaultValue);
+}
+
+std::vector<std::string> OptionReader::list(const char* name, std::vector<std::string> defaultValue) const {
+    if (!args_.has(name)) return defaultValue;
+    std::vector<std::string> items;
+    const std::string value = args_.text(name);
+    size_t begin = 0;
+    while (begin <= value.size()) {
+        size_t end = value.find(',', begin);
+        if (end == std::string::npos) end = value.size();
+        if (end > begin) items.push_back(value.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return items;
+}
+
+int32_t OptionReader::decimal(const char* name, int32_t defaultValue) {
+    if (!args_.has(name)) return defaultValue;
+    int32_t value = 0;
+    if (readDecimal32(args_.text(name), &value)) return value;
+    refuse(name, args_.text(name));
+    return defaultValue;
+}
+
+uint64_t OptionReader::number(const char* name, uint64_t defaultValue, uint64_t maximum) {
+    if (!args_.has(name)) return defaultValue;
+    uint64_t value = 0;
+    return readNumberText(name, args_.text(name), maximum, &value) ? value : defaultValue;
+}
+
+std::vector<uint32_t> OptionReader::numberList(const char* name) {
+    std::vector<uint32_t> numbers;
+    for (const std::string& item : list(name)) {
+        uint64_t value = 0;
+        if (!readNumberText(name, item, UINT32_MAX, &value)) return {};
+        numbers.push_back(static_cast<uint32_t>(value));
+    }
+    return numbers;
+}
+
+double OptionReader::amount(const char* name, double defaultValue) {
+    if (!args_.has(name)) return defaultValue;
+    double value = 0;
+    if (readAmount(args_.text(name), &value)) return value;
+    refuse(name, args_.text(name));
+    return defaultValue;
+}
+
+DiskSelector OptionReader::diskSelector() {
+    return DiskSelector{decimal("diskid", -1), text("diskmodel"), text("disksn"), text("diskpattern")};
+}
+
+bool OptionReader::readNumberText(const char* name, const std::string& text, uint64_t maximum, uint64_t* value) {
+    if (readNumber(text, value) && *value <= maximum) return true;
+    refuse(name, args_.text(name));
+    return false;
+}
+
+void OptionReader::refuse(const char* name, const std::string& value) {
+    if (!problem_) problem_ = OptionProblem{OptionProblem::Kind::NotANumber, name, value};
+}
+
+}  // namespace zel

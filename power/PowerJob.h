@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "disk/DiskSelector.h"
+
+namespace zel {
+
+// What --pwrctrl asks for.
+enum class PowerControl { On, Off, Measure, Voltage, Gsd, Ugsd, CpuReset, ColdBoot, Reboot, S3, S4, D3Hot, Unknown };
+
+PowerControl powerControlFromText(const std::string& text);
+
+// One pwr run as its options ask for it. Durations are seconds, 0 = no
+// wait or no limit, as everywhere on the command line.
+struct PowerJob {
+    DiskSelector disk;
+    PowerControl control = PowerControl::Unknown;
+    int32_t switchId = -1;  // --pwrid, the power-switch board's disk number
+    std::string switchModel;
+    std::string switchType;  // --pwrtype
+    std::string voltageCondition;
+    double offDelaySeconds = 0;
+    double offTimeoutSeconds = 0;
+    double onDelaySeconds = 0;
+    double onTimeoutSeconds = 0;
+    double sleepDelaySeconds = 0;
+    double commandDelaySeconds = 0;
+    uint32_t shortCycles = 0;
+    uint32_t shortCycleIntervalMs = 0;
+    uint32_t retryCount = 0;
+    bool checkHmb = false;
+    std::string smartConfig;
+    std::string outIni = "zelcli_output.ini";
+};
+
+}  // namespace zel

@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include "app/CommandLineChecks.h"
+#include "app/JobReaders.h"
+#include "core/Paths.h"
+
+namespace {
+
+zel::ParseResult args(std::vector<std::pair<std::string, std::string>> values) {
+    return zel::ParseResult(std::move(values));
+}
+
+}  // namespace
+
+TEST(JobReaders, RwDefaultsAndValues) {
+    zel::RwJob defaults;
+    EXPECT_FALSE(zel::readRwJob(args({{"diskid", "2"}, {"rw", "write"}}), 1234, &defaults));
+    EXPECT_EQ(defaults.disk.id, 2);
+    EXPECT_EQ(defaults.mode, zel::RwMode::SeqWrite);
+    EXPECT_EQ(defaults.ioType, zel::IoType::Lba);
+    EXPECT_EQ(defaults.pattern, zel::PatternKind::Fixed);
+    EXPECT_EQ(defaults.blockBytes, 131072u);
+    EXPECT_EQ(defaults.queueDepth, 1u);
+    EXPECT_EQ(defaults.seed, 1234u) << "the clock seeds a run without --seed";
+    EXPECT_EQ(defaults.size.unit, zel::Coverage::Unit::Percent);
+    EXPECT_EQ(defaults.size.value, 100u);
+
+    zel::RwJob job;
+    EXPECT_FALSE(zel::readRwJob(args({{"disksn", "S1"}, {"rw", "gapread"}, {"start", "0x10"}, {"bs", "4k"},
+                                      {"pattern", "rand"}, {"seed", "7"}, {"totaltime", "2.5"}, {"qd", "32"},
+                                      {"iotype", "disk"}}),
+                                0, &job));
+    EXPECT_EQ(job.disk.serial, "S1");
+    EXPECT_EQ(job.mode, zel::RwMode::GapRead);
+    EXPECT_EQ(job.ioType, zel::IoType::Unknown) << "reported by the run step, not the reader";
+    EXPECT_EQ(job.startLba, 16u);
+    EXPECT_EQ(job.blockBytes, 4096u);
+    EXPECT_EQ(job.seed, 7u);
+    EXPECT_EQ(job.totalSeconds, 2.5);
+    EXPECT_EQ(job.queueDepth, 32u);
+}
+
+TEST(JobReaders, SizeIsPercentSectorsOrBytesByItsLastCharacter) {
+    struct Case {
+        const char* text;
+        zel::Coverage::Unit unit;
+        uint64_t value;
+    } cases[] = {{"50%", zel::Coverage::Unit::Percent, 50}, {"0%", zel::Coverage::Unit::Percent, 0},
+                 {"2048", zel::Coverage::Unit::Sectors, 2048}, {"0x10", zel::Coverage::Unit::Sectors, 16},
+                 {"1m", zel::Coverage::Unit::Bytes, 1 << 20}, {"10h", zel::Coverage::Unit::Bytes, 16}};
+    for (const Case& c : cases) {
+        zel::RwJob job;
+        EXPECT_FALSE(zel::readRwJob(args({{"rw", "read"}, {"size", c.text}}), 0, &job)) << c.text;
+        EXPECT_EQ(job.size.unit, c.unit) << c.text;
+        EXPECT_EQ(job.size.value, c.value) << c.text;
+    }
+}
+
+TEST(JobReaders, FirstUnreadableValueIsReported) {
+    struct Case {
+        std::vector<std::pair<std::string, std::string>> values;
+        const char* option;
+    } cases[] = {
+        {{{"diskid", "3abc"}, {"rw", "read"}}, "diskid"},
+        {{{"diskid", "1"}, {"rw", "read"}, {"start", "12q"}, {"bs", "x"}}, "start"},
+        {{{"diskid", "1"}, {"rw", "read"}, {"size", "abc%"}}, "size"},
+        {{{"diskid", "1"}, {"rw", "read"}, {"bs", "4g"}}, "bs"},
+        {{{"diskid", "1"}, {"rw", "read"}, {"totaltime", "-1"}}, "totaltime"},
+    };
+    for (const Case& c : cases) {
+        zel::RwJob job;
+        auto problem = zel::readRwJob(args(c.values), 0, &job);
+        ASSERT_TRUE(problem) << c.option;
+        EXPECT_EQ(problem->option, c.option);
+    }
+    zel::CmdJob cmd;
+    auto wide = zel::readCmdJob(args({{"diskid", "1"}, {"command", "0x1EC"}}), &cmd);
+    ASSERT_TRUE(wide) << "a value wider than its register";
+    EXPECT_EQ(zel::describe(*wide), "[ZelCli] --command is not a valid number: \"0x1EC\"");
+    EXPECT_TRUE(zel::readCmdJob(args({{"cdw12", "0x100000000"}}), &cmd));
+    zel::SmartJob smart;
+    EXPECT_TRUE(zel::readSmartJob(args({{"lid", "2,x"}}), &smart));
+    zel::PowerJob power;
+    EXPECT_TRUE(zel::readPowerJob(args({{"pwrid", "0x3"}}), &power));
+}
+
+TEST(JobReaders, ListsAndDefaultsOfSmartAndPower) {
+    zel::SmartJob smart;
+    EXPECT_FALSE(zel::readSmartJob(args({{"diskid", "1"}, {"lid", "2,0xC0"}, {"prev-smart-bin", "a.bin,b.bin"}}),
+                                   &smart));
+    EXPECT_EQ(smart.logIds, (std::vector<uint32_t>{2, 0xC0}));
+    EXPECT_EQ(smart.previousBins, (std::vector<std::string>{"a.bin", "b.bin"}));
+    EXPECT_EQ(smart.configPath, "SMART.ini");
+    EXPECT_EQ(smart.outBins, (std::vector<std::string>{"zelcli_output.bin"}));
+
+    zel::PowerJob power;
+    EXPECT_FALSE(zel::readPowerJob(args({{"pwrctrl", "ugsd"}, {"pwrid", "4"}, {"pwronto", "30"}}), &power));
+    EXPECT_EQ(power.control, zel::PowerControl::Ugsd);
+    EXPECT_EQ(power.switchId, 4);
+    EXPECT_EQ(power.onTimeoutSeconds, 30.0);
+}
+
+TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
+    for (const char* path : {"\\\\.\\PhysicalDrive1", "\\\\.\\E:", "//./PhysicalDrive0", "\\\\?\\PhysicalDrive2",
+                             "\\??\\Harddisk0Partition1", "\\\\?\\GLOBALROOT\\Device\\Harddisk0"})
+        EXPECT_TRUE(zel::namesDevice(path)) << path;
+    for (const char* path : {"run.log", "C:\\logs\\run.log", "\\\\?\\C:\\logs\\run.log", "\\\\?\\UNC\\srv\\s\\a",
+                             "\\\\server\\share\\a.ini", "PhysicalDrive1"})
+        EXPECT_FALSE(zel::namesDevice(path)) << path;
+
+    struct Case {
+        std::vector<std::pair<std::string, std::string>> values;
+        const char* option;  // nullptr: accepted
+    } cases[] = {
+        {{{"diskid", "abc"}}, "diskid"},
+        {{{"diskid", ""}}, "diskid"},
+        {{{"diskid", "0x1F"}}, "diskid"},
+        {{{"vid", "8086h"}}, "vid"},
+        {{{"diskid", "3"}, {"did", "-2"}}, nullptr},
+        {{{"out-bin", "a.bin,\\\\.\\PhysicalDrive1"}}, "out-bin"},
+        {{{"logfile", "\\\\.\\PhysicalDrive1"}, {"diskid", "x"}}, "logfile"},
+        {{{"action", "\\\\.\\PhysicalDrive1"}}, nullptr},
+    };
+    for (const Case& c : cases) {
+        auto problem = zel::findCommandLineProblem(args(c.values));
+        if (!c.option) {
+            EXPECT_FALSE(problem) << problem->option;
+            continue;
+        }
+        ASSERT_TRUE(problem) << c.option;
+        EXPECT_EQ(problem->option, c.option);
+    }
+}
