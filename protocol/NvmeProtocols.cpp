@@ -1,6 +1,7 @@
 #include "protocol/NvmeProtocols.h"
 
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <new>
 #include <vector>
@@ -42,6 +43,26 @@ bool failIoctl(const char* format, DWORD returned) {
     return false;
 }
 
+bool movesData(const NvmeCommand& command) {
+    return command.direction == nvmedir::kToDevice || command.direction == nvmedir::kFromDevice;
+}
+
+// The largest dataSize whose block length (data plus a head) still fits in a
+// DWORD; anything above would wrap and the copies would overrun the block.
+constexpr uint32_t largestBehind(size_t head) {
+    return std::numeric_limits<uint32_t>::max() - static_cast<uint32_t>(head);
+}
+
+// A size the route's block cannot carry is refused before anything is opened
+// or sent.
+bool dataSizeFits(const char* route, uint32_t dataSize, uint32_t limit) {
+    if (dataSize <= limit) return true;
+    logWarning("[%s] datasize=%u is more than %u bytes, not sent.", route, static_cast<unsigned>(dataSize),
+               static_cast<unsigned>(limit));
+    setLastError(err::kNvmeNotSupported);
+    return false;
+}
+
 HANDLE openPort(uint32_t diskNumber, uint8_t* pathId) {
     const std::string path = findPortPath(diskNumber, nullptr, pathId);
     return deviceApi().createFile(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -63,12 +84,15 @@ bool NvmeProtocolByStornvme::sendCommand(HANDLE handle, uint8_t* buffer, uint32_
 }
 
 bool NvmeProtocolByStornvme::sendQuery(HANDLE handle, uint8_t* buffer, uint32_t dataSize, NvmeCommand& command) {
+    constexpr size_t kDataOffset = sizeof(StorageProtocolQuery);
+    if (movesData(command) &&
+        !dataSizeFits("NvmeProtocolByStornvme", dataSize, kNvmeQueryBufferSize - kDataOffset))
+        return false;
     auto block = allocateZeroed(kNvmeQueryBufferSize);
     if (!block) {
         logDebug("[NvmeProtocolByStornvme] allocate buffer failed, exit.");
         return false;
     }
-    constexpr size_t kDataOffset = sizeof(StorageProtocolQuery);
     if (command.direction == nvmedir::kToDevice) std::memcpy(block.get() + kDataOffset, buffer, dataSize);
     StorageProtocolQuery query;
     buildNvmeQuery(command, dataSize, &query);
@@ -100,6 +124,7 @@ bool NvmeProtocolByStornvme::sendQuery(HANDLE handle, uint8_t* buffer, uint32_t 
 
 bool NvmeProtocolByStornvme::sendProtocolCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize,
                                                  NvmeCommand& command) {
+    if (!dataSizeFits("NvmeProtocolByStornvme", dataSize, largestBehind(kProtocolCommandDataOffset))) return false;
     const uint32_t total = dataSize + kProtocolCommandDataOffset;
     auto block = allocateZeroed(total);
     if (!block) {
@@ -139,6 +164,8 @@ bool NvmeProtocolByScsiMiniport::sendCommand(uint32_t diskNumber, uint8_t* buffe
     prepare(command,
             "[NvmeProtocolByScsiMiniport] Send command: OPC=%X, NS=%X, CDW10=%X, CDW11=%X, CDW12=%X, datasize=%d",
             dataSize);
+    if (!dataSizeFits("NvmeProtocolByScsiMiniport", dataSize, largestBehind(sizeof(NvmeMiniportBlock))))
+        return false;
     HANDLE port = openPort(diskNumber, nullptr);
     if (port == INVALID_HANDLE_VALUE) {
         takeSystemLastError();
@@ -170,6 +197,8 @@ bool NvmeProtocolByIrst::sendCommand(uint32_t diskNumber, uint8_t* buffer, uint3
     NvmeCommand& command = *static_cast<NvmeCommand*>(record);
     prepare(command, "[NvmeProtocolByIrst] Send command: OPC=%X, NS=%lX, CDW10=%X, CDW11=%X, CDW12=%X, datasize=%d",
             dataSize);
+    if (movesData(command) && !dataSizeFits("NvmeProtocolByIrst", dataSize, sizeof(IrstNvmeBlock::data)))
+        return false;
     uint8_t pathId = 0;
     HANDLE port = openPort(diskNumber, &pathId);
     if (port == INVALID_HANDLE_VALUE) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "core/DriveOpener.h"
 #include "core/ErrorCodes.h"
 #include "protocol/CommandRecords.h"
 #include "protocol/ProtocolRegistry.h"
@@ -259,6 +260,50 @@ TEST(NvmeProtocolByIrst, CommandsThroughTheIntelNvmBlock) {
     NvmeCommand vendor = adminCommand(0xC7, 0, 0, nvmedir::kFromDevice, 2);
     EXPECT_TRUE(route->sendCommand(2u, page.data(), 16, &vendor)) << "the completion status is not examined";
     EXPECT_EQ(vendor.status() >> 1 & 0xFF, 0x01) << "invalid opcode in the completion";
+}
+
+// Sizes a route's block cannot carry: more than the 4096-byte data area of
+// the query and RST blocks, or so large that the growing blocks' length
+// would wrap. Nothing may be opened or sent.
+TEST(NvmeRoutes, OversizedDataIsRefusedBeforeAnythingIsSent) {
+    InstalledHost installed(zeltest::routeHost());
+    struct Case {
+        uint32_t route, disk;
+        uint8_t opcode, direction;
+        uint32_t dataSize;
+        const char* line;
+    };
+    const Case cases[] = {
+        {protocolcode::kNvmeByStornvme, 1, 0x06, nvmedir::kFromDevice, 8192,
+         "WARNING  [NvmeProtocolByStornvme] datasize=8192 is more than 4096 bytes, not sent.\n"},
+        {protocolcode::kNvmeByStornvme, 1, 0x02, nvmedir::kToDevice, 4097,
+         "WARNING  [NvmeProtocolByStornvme] datasize=4097 is more than 4096 bytes, not sent.\n"},
+        {protocolcode::kNvmeByStornvme, 1, 0xC2, nvmedir::kNone, 0xFFFFFFFF,
+         "WARNING  [NvmeProtocolByStornvme] datasize=4294967295 is more than 4294967087 bytes, not sent.\n"},
+        {protocolcode::kNvmeByIrst, 2, 0x06, nvmedir::kFromDevice, 8192,
+         "WARNING  [NvmeProtocolByIrst] datasize=8192 is more than 4096 bytes, not sent.\n"},
+        {protocolcode::kNvmeByIrst, 2, 0x02, nvmedir::kToDevice, 4097,
+         "WARNING  [NvmeProtocolByIrst] datasize=4097 is more than 4096 bytes, not sent.\n"},
+        {protocolcode::kNvmeByScsiMiniport, 3, 0x06, nvmedir::kNone, 0xFFFFFFFF,
+         "WARNING  [NvmeProtocolByScsiMiniport] datasize=4294967295 is more than 4294967143 bytes, not sent.\n"},
+    };
+    std::vector<uint8_t> data(8192, 0x5A);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.line);
+        LogCapture log;
+        // Opening a drive leaves the host's request record without an IOCTL.
+        const SharedHandle drive = openPhysicalDrive(c.disk, FILE_ATTRIBUTE_NORMAL);
+        const size_t handles = installed.host().openHandleCount();
+        const unsigned commands = installed.host().disk(c.disk)->nvme()->commandCount();
+        NvmeCommand command = adminCommand(c.opcode, 0, 0, c.direction, c.disk);
+        EXPECT_FALSE(createProtocol(c.route)->sendCommand(c.disk, data.data(), c.dataSize, &command));
+        EXPECT_EQ(lastError(), err::kNvmeNotSupported);
+        EXPECT_EQ(GetLastError(), err::kNvmeNotSupported);
+        EXPECT_EQ(installed.host().lastRequest().ioctl, 0u) << "no IOCTL";
+        EXPECT_EQ(installed.host().openHandleCount(), handles) << "no port opened";
+        EXPECT_EQ(installed.host().disk(c.disk)->nvme()->commandCount(), commands);
+        EXPECT_TRUE(log.contains(c.line));
+    }
 }
 
 TEST(ProtocolRegistry, CodesAndTheirRoutes) {
