@@ -31,8 +31,10 @@ void createFolders(const std::string& dir) {
 void setProcessSwitches(const ParseResult& args) {
     ProcessSwitches& switches = processSwitches();
     if (args.has("debug")) switches.debug = true;
-    if (args.has("pwrtype") && args.text("pwrtype") == "sata_gpio") switches.powerSwitchType = 18;
-    if (args.has("protocol") && args.text("protocol") == "zelnvme") switches.nvmeProtocol = 7;
+    if (args.has("pwrtype") && args.text("pwrtype") == "sata_gpio")
+        switches.powerSwitchType = switchvalue::kSataGpioPowerSwitch;
+    if (args.has("protocol") && args.text("protocol") == "zelnvme")
+        switches.nvmeProtocol = switchvalue::kForcedNvmeMiniport;
 }
 
 void printHelp(const cxxopts::Options& options) { std::cout << options.help() << std::flush; }

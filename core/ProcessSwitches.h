@@ -4,13 +4,23 @@
 
 namespace zel {
 
+// Values the entry stores in the switches below. The forced NVMe value is the
+// miniport route's code; the protocol layer checks that they agree, as core
+// cannot see it.
+namespace switchvalue {
+constexpr uint32_t kSataGpioPowerSwitch = 18;  // --pwrtype sata_gpio
+constexpr uint32_t kForcedNvmeMiniport = 7;    // --protocol zelnvme
+}  // namespace switchvalue
+
 // Process-wide switches set once by the entry from the command line and read
 // by lower layers.
 struct ProcessSwitches {
     bool debug = false;
-    // 18 when --pwrtype sata_gpio selects the GPIO SATA power switch, else 0.
+    // kSataGpioPowerSwitch when --pwrtype sata_gpio selects the GPIO SATA
+    // power switch, else 0.
     uint32_t powerSwitchType = 0;
-    // 7 when --protocol zelnvme forces the miniport NVMe route, else 0.
+    // kForcedNvmeMiniport when --protocol zelnvme forces the miniport NVMe
+    // route, else 0.
     uint32_t nvmeProtocol = 0;
     // Set by --prechk: a missing port-I/O driver is no longer forgiven.
     bool precheck = false;

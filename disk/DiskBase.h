@@ -29,7 +29,7 @@ public:
     const std::string& vendor() const { return identity_.vendor; }
     uint32_t busType() const { return identity_.busType; }
     int diskKind() const { return identity_.kind; }
-    int protocolType() const { return identity_.protocolCode; }
+    int protocolType() const { return static_cast<int>(identity_.protocolCode); }
     uint32_t logicalSectorSize() const { return identity_.logicalSectorSize; }
     uint32_t physicalSectorSize() const { return identity_.physicalSectorSize; }
     uint64_t sectorCount() const { return identity_.sectorCount; }

@@ -1,15 +1,16 @@
 #include "disk/DiskClassifier.h"
 
+#include "core/ProcessSwitches.h"
 #include "disk/DiskTypes.h"
 
 namespace zel {
 namespace {
 
-int nvmeProtocol(const std::string& provider, uint32_t forced) {
-    if (forced == protocol_code::kNvmeByScsiMiniport) return protocol_code::kNvmeByScsiMiniport;
-    if (provider.find("Microsoft") != std::string::npos) return protocol_code::kNvmeByStornvme;
-    if (provider.find("Intel") != std::string::npos) return protocol_code::kNvmeByIrst;
-    return protocol_code::kNvmeByScsiMiniport;
+ProtocolCode nvmeProtocol(const std::string& provider, uint32_t forced) {
+    if (forced == switchvalue::kForcedNvmeMiniport) return ProtocolCode::kNvmeByScsiMiniport;
+    if (provider.find("Microsoft") != std::string::npos) return ProtocolCode::kNvmeByStornvme;
+    if (provider.find("Intel") != std::string::npos) return ProtocolCode::kNvmeByIrst;
+    return ProtocolCode::kNvmeByScsiMiniport;
 }
 
 int usbKind(const std::string& vendor, const std::string& product) {
@@ -27,14 +28,14 @@ DiskClass classifyDisk(uint32_t busType, const std::string& vendor, const std::s
     switch (busType) {
         case bus_type::kAta:
         case bus_type::kSata:
-            return {disk_kind::kSata, protocol_code::kAtaOverAta};
+            return {disk_kind::kSata, ProtocolCode::kAtaOverAta};
         case bus_type::kNvme:
         case bus_type::kRaid:
             return {disk_kind::kNvme, nvmeProtocol(providerName, forcedNvmeProtocol)};
         case bus_type::kUsb:
-            return {usbKind(vendor, product), protocol_code::kScsi};
+            return {usbKind(vendor, product), ProtocolCode::kScsi};
         default:
-            return {disk_kind::kPlain, protocol_code::kNone};
+            return {disk_kind::kPlain, ProtocolCode::kNone};
     }
 }
 

@@ -65,8 +65,8 @@ void DiskList::build() {
         identity->kind = chosen.kind;
         identity->protocolCode = chosen.protocolCode;
         std::unique_ptr<DiskBase> disk = builderForKind(chosen.kind).build(*identity);
-        if (chosen.protocolCode != protocol_code::kNone)
-            disk->attachProtocol(std::shared_ptr<IProtocol>(createProtocol(static_cast<uint32_t>(chosen.protocolCode))));
+        if (chosen.protocolCode != ProtocolCode::kNone)
+            disk->attachProtocol(std::shared_ptr<IProtocol>(createProtocol(chosen.protocolCode)));
         disks_.push_back(std::move(disk));
     }
     logDebug("Build disk list done.");

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "protocol/ProtocolCode.h"
+
 namespace zel {
 
 // Disk kind codes as scripts see them ("disk_type", "Disk type: %d").
@@ -16,17 +18,6 @@ constexpr int kSataPowerSwitch = 17;
 constexpr int kPciePowerSwitch = 20;
 constexpr int kJMicronNvme = 22;
 }  // namespace disk_kind
-
-// Keys of the protocol registry; 0 means the disk has no protocol.
-namespace protocol_code {
-constexpr int kNone = 0;
-constexpr int kAtaOverAta = 1;
-constexpr int kAtaOverUsb = 2;
-constexpr int kScsi = 4;
-constexpr int kNvmeByStornvme = 6;
-constexpr int kNvmeByScsiMiniport = 7;
-constexpr int kNvmeByIrst = 8;
-}  // namespace protocol_code
 
 // Windows STORAGE_BUS_TYPE values the classification looks at.
 namespace bus_type {
@@ -60,7 +51,7 @@ struct DiskIdentity {
     // PCI location of the disk's controller when the device manager knows it.
     uint32_t pciBus = 0xFFFFFFFF, pciDevice = 0xFFFFFFFF, pciFunction = 0xFFFFFFFF;
     int kind = disk_kind::kPlain;
-    int protocolCode = protocol_code::kNone;
+    ProtocolCode protocolCode = ProtocolCode::kNone;
 };
 
 // The PCIe view of an NVMe controller, read through the port-I/O driver or

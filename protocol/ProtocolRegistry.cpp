@@ -14,20 +14,20 @@ ProtocolFactory factoryOf() {
     return [] { return std::unique_ptr<IProtocol>(new Route()); };
 }
 
-std::map<uint32_t, ProtocolFactory>& registry() {
-    static std::map<uint32_t, ProtocolFactory> table{
-        {protocolcode::kAtaOverAta, factoryOf<AtaProtocolOverAta>()},
-        {protocolcode::kAtaOverUsb, factoryOf<AtaProtocolOverUsb>()},
-        {protocolcode::kScsi, factoryOf<ScsiProtocol>()},
-        {protocolcode::kNvmeByStornvme, factoryOf<NvmeProtocolByStornvme>()},
-        {protocolcode::kNvmeByScsiMiniport, factoryOf<NvmeProtocolByScsiMiniport>()},
-        {protocolcode::kNvmeByIrst, factoryOf<NvmeProtocolByIrst>()},
+std::map<ProtocolCode, ProtocolFactory>& registry() {
+    static std::map<ProtocolCode, ProtocolFactory> table{
+        {ProtocolCode::kAtaOverAta, factoryOf<AtaProtocolOverAta>()},
+        {ProtocolCode::kAtaOverUsb, factoryOf<AtaProtocolOverUsb>()},
+        {ProtocolCode::kScsi, factoryOf<ScsiProtocol>()},
+        {ProtocolCode::kNvmeByStornvme, factoryOf<NvmeProtocolByStornvme>()},
+        {ProtocolCode::kNvmeByScsiMiniport, factoryOf<NvmeProtocolByScsiMiniport>()},
+        {ProtocolCode::kNvmeByIrst, factoryOf<NvmeProtocolByIrst>()},
     };
     return table;
 }
 
 }  // namespace
 
-std::unique_ptr<IProtocol> createProtocol(uint32_t code) { return registry()[code](); }
+std::unique_ptr<IProtocol> createProtocol(ProtocolCode code) { return registry()[code](); }
 
 }  // namespace zel

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/ProcessSwitches.h"
 #include "disk/DiskClassifier.h"
 
 namespace {
@@ -10,7 +11,7 @@ void expectClass(uint32_t bus, const char* vendor, const char* product, const ch
                  int kind, int protocol) {
     const zel::DiskClass chosen = classifyDisk(bus, vendor, product, provider, forced);
     EXPECT_EQ(chosen.kind, kind) << bus << " '" << vendor << "' '" << product << "' '" << provider << "'";
-    EXPECT_EQ(chosen.protocolCode, protocol) << bus << " '" << vendor << "' '" << product << "' '" << provider << "'";
+    EXPECT_EQ(static_cast<int>(chosen.protocolCode), protocol) << bus << " '" << vendor << "' '" << product << "' '" << provider << "'";
 }
 
 TEST(DiskClassifier, SataAndPlainBuses) {
@@ -28,8 +29,9 @@ TEST(DiskClassifier, NvmeProtocolFollowsProviderAndSwitch) {
     expectClass(17, "", "N", "Samsung Electronics", 0, 2, 7);
     expectClass(17, "", "N", "", 0, 2, 7);
     expectClass(17, "", "N", "microsoft", 0, 2, 7);  // case matters
-    expectClass(17, "", "N", "Microsoft", 7, 2, 7);  // "zelnvme" wins over any provider
-    expectClass(17, "", "N", "Intel Corporation", 7, 2, 7);
+    const uint32_t zelnvme = zel::switchvalue::kForcedNvmeMiniport;
+    expectClass(17, "", "N", "Microsoft", zelnvme, 2, 7);  // wins over any provider
+    expectClass(17, "", "N", "Intel Corporation", zelnvme, 2, 7);
     // A disk behind a RAID-mode controller is taken for NVMe.
     expectClass(8, "", "SATA SSD", "Intel Corporation", 0, 2, 8);
 }
@@ -46,7 +48,7 @@ TEST(DiskClassifier, UsbRowsCompareWholeIds) {
     expectClass(7, "JMicron", "Generic USB", "", 0, 22, 4);
     expectClass(7, "JMicronX", "Generic USB", "", 0, 3, 4);
     expectClass(7, "JMicron", "Generic USB3", "", 0, 3, 4);
-    expectClass(7, "Kingston", "DataTraveler", "Microsoft", 7, 3, 4);  // never the ATA-over-USB route
+    expectClass(7, "Kingston", "DataTraveler", "Microsoft", zel::switchvalue::kForcedNvmeMiniport, 3, 4);  // never the ATA-over-USB route
 }
 
 TEST(DiskClassifier, VendorCutAtFirstControlCharacter) {

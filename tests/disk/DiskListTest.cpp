@@ -155,7 +155,7 @@ TEST_F(DiskListTest, ZelnvmeSwitchOverridesTheProvider) {
     zeltest::InstalledHost installed(hostOf({disk(0, 17, "", "Inbox", "A", R"(, "driver": {"provider": "Microsoft"})")}));
     EXPECT_EQ(build().disks()[0]->protocolType(), 6);
     zel::DiskList::instance().reset();
-    zel::processSwitches().nvmeProtocol = 7;
+    zel::processSwitches().nvmeProtocol = zel::switchvalue::kForcedNvmeMiniport;
     EXPECT_EQ(build().disks()[0]->protocolType(), 7);
 }
 

@@ -46,7 +46,7 @@ std::vector<uint8_t> pattern(size_t size, uint8_t seed) {
 TEST(AtaProtocolOverAta, IdentifyAndSmartReachTheDrive) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
-    auto route = createProtocol(protocolcode::kAtaOverAta);
+    auto route = createProtocol(ProtocolCode::kAtaOverAta);
     std::vector<uint8_t> sector(512);
 
     AtaCommand identify = identifyCommand();
@@ -85,7 +85,7 @@ TEST(AtaProtocolOverAta, IdentifyAndSmartReachTheDrive) {
 TEST(AtaProtocolOverAta, TaskFileOf28And48BitCommands) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
-    auto route = createProtocol(protocolcode::kAtaOverAta);
+    auto route = createProtocol(ProtocolCode::kAtaOverAta);
     const std::vector<uint8_t> written = pattern(1024, 3);
     writeSectors(0, 0x1234, written);
 
@@ -123,7 +123,7 @@ TEST(AtaProtocolOverAta, FailuresAndTheirCodes) {
         R"("faults": [{"kind": "ata_error", "opcode": "0xB0", "status": "0x51", "error": "0x04"},
                       {"kind": "media_error", "lba": 100, "count": 4}])",
         0));
-    auto route = createProtocol(protocolcode::kAtaOverAta);
+    auto route = createProtocol(ProtocolCode::kAtaOverAta);
     std::vector<uint8_t> sector(512);
     {
         LogCapture log;
@@ -152,7 +152,7 @@ TEST(AtaProtocolOverAta, IoctlFailureKeepsTheWindowsError) {
     LogCapture log;
     std::vector<uint8_t> sector(512);
     AtaCommand identify = identifyCommand();
-    EXPECT_FALSE(createProtocol(protocolcode::kAtaOverAta)->sendCommand(0u, sector.data(), 512, &identify));
+    EXPECT_FALSE(createProtocol(ProtocolCode::kAtaOverAta)->sendCommand(0u, sector.data(), 512, &identify));
     EXPECT_EQ(lastError(), 1117u);
     EXPECT_TRUE(log.contains("WARNING  [AtaProtocolOverAta] DeviceIoControl failed... LE=0x45D\n"));
 }

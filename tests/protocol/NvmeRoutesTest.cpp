@@ -6,8 +6,11 @@
 
 #include "core/DriveOpener.h"
 #include "core/ErrorCodes.h"
+#include "protocol/AtaProtocolOverAta.h"
 #include "protocol/CommandRecords.h"
+#include "protocol/NvmeProtocols.h"
 #include "protocol/ProtocolRegistry.h"
+#include "protocol/ScsiProtocol.h"
 #include "tests/support/InstalledHost.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestHosts.h"
@@ -55,7 +58,7 @@ uint8_t controllerOpcode(InstalledHost& installed, int disk) {
 TEST(NvmeProtocolByStornvme, IdentifyAndLogPagesThroughStorageQueries) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
-    auto route = createProtocol(protocolcode::kNvmeByStornvme);
+    auto route = createProtocol(ProtocolCode::kNvmeByStornvme);
     std::vector<uint8_t> data(4096);
 
     NvmeCommand controller = identifyController(1);
@@ -106,7 +109,7 @@ TEST(NvmeProtocolByStornvme, IdentifyAndLogPagesThroughStorageQueries) {
 TEST(NvmeProtocolByStornvme, FeaturesAndVendorOpcodes) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
-    auto route = createProtocol(protocolcode::kNvmeByStornvme);
+    auto route = createProtocol(ProtocolCode::kNvmeByStornvme);
     std::vector<uint8_t> data(4096);
 
     NvmeCommand queues = adminCommand(0x0A, 0, 0x07, nvmedir::kFromDevice, 1);
@@ -147,7 +150,7 @@ TEST(NvmeProtocolByStornvme, RefusalsAndBadAnswers) {
         R"("faults": [{"kind": "bad_descriptor", "opcode": 6, "version": 40},
                       {"kind": "nvme_status", "opcode": 2, "nvmeStatus": "0x0109"}])",
         1));
-    auto route = createProtocol(protocolcode::kNvmeByStornvme);
+    auto route = createProtocol(ProtocolCode::kNvmeByStornvme);
     std::vector<uint8_t> data(4096);
     {
         LogCapture log;
@@ -176,7 +179,7 @@ TEST(NvmeProtocolByStornvme, RefusalsAndBadAnswers) {
 TEST(NvmeProtocolByScsiMiniport, AdminAndIoCommandsThroughTheNvmeMiniBlock) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
-    auto route = createProtocol(protocolcode::kNvmeByScsiMiniport);
+    auto route = createProtocol(ProtocolCode::kNvmeByScsiMiniport);
     std::vector<uint8_t> data(4096);
     const size_t handlesBefore = installed.host().openHandleCount();
 
@@ -216,20 +219,20 @@ TEST(NvmeProtocolByScsiMiniport, PortsThatCannotBeFoundOrFailAreSilent) {
     std::vector<uint8_t> data(4096);
     NvmeCommand controller = identifyController(9);
     SetLastError(0);
-    EXPECT_FALSE(createProtocol(protocolcode::kNvmeByScsiMiniport)->sendCommand(9u, data.data(), 4096, &controller));
+    EXPECT_FALSE(createProtocol(ProtocolCode::kNvmeByScsiMiniport)->sendCommand(9u, data.data(), 4096, &controller));
     EXPECT_NE(lastError(), 0u) << "the open's Windows error is kept";
     EXPECT_FALSE(log.contains("WARNING"));
-    EXPECT_FALSE(createProtocol(protocolcode::kNvmeByIrst)->sendCommand(9u, data.data(), 4096, &controller));
+    EXPECT_FALSE(createProtocol(ProtocolCode::kNvmeByIrst)->sendCommand(9u, data.data(), 4096, &controller));
     EXPECT_EQ(log.text().find("WARNING"), std::string::npos);
     NvmeCommand wrongDriver = identifyController(1);
-    EXPECT_FALSE(createProtocol(protocolcode::kNvmeByScsiMiniport)->sendCommand(1u, data.data(), 4096, &wrongDriver))
+    EXPECT_FALSE(createProtocol(ProtocolCode::kNvmeByScsiMiniport)->sendCommand(1u, data.data(), 4096, &wrongDriver))
         << "the inbox driver's port does not take NvmeMini blocks";
     EXPECT_EQ(lastError(), static_cast<ErrorCode>(ERROR_INVALID_FUNCTION));
     EXPECT_TRUE(log.contains("WARNING  [NvmeProtocolByScsiMiniport] command failed. returnedLength=0, LE=0x1.\n"));
 
     LogCapture irstLog;
     NvmeCommand failing = identifyController(2);
-    EXPECT_FALSE(createProtocol(protocolcode::kNvmeByIrst)->sendCommand(2u, data.data(), 4096, &failing));
+    EXPECT_FALSE(createProtocol(ProtocolCode::kNvmeByIrst)->sendCommand(2u, data.data(), 4096, &failing));
     EXPECT_EQ(lastError(), 1117u);
     EXPECT_FALSE(irstLog.contains("WARNING")) << "a failed IOCTL on the RST route logs nothing";
 }
@@ -237,7 +240,7 @@ TEST(NvmeProtocolByScsiMiniport, PortsThatCannotBeFoundOrFailAreSilent) {
 TEST(NvmeProtocolByIrst, CommandsThroughTheIntelNvmBlock) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
-    auto route = createProtocol(protocolcode::kNvmeByIrst);
+    auto route = createProtocol(ProtocolCode::kNvmeByIrst);
     std::vector<uint8_t> data(4096);
     NvmeCommand controller = identifyController(2);
     ASSERT_TRUE(route->sendCommand(2u, data.data(), 4096, &controller));
@@ -268,23 +271,24 @@ TEST(NvmeProtocolByIrst, CommandsThroughTheIntelNvmBlock) {
 TEST(NvmeRoutes, OversizedDataIsRefusedBeforeAnythingIsSent) {
     InstalledHost installed(zeltest::routeHost());
     struct Case {
-        uint32_t route, disk;
+        ProtocolCode route;
+        uint32_t disk;
         uint8_t opcode, direction;
         uint32_t dataSize;
         const char* line;
     };
     const Case cases[] = {
-        {protocolcode::kNvmeByStornvme, 1, 0x06, nvmedir::kFromDevice, 8192,
+        {ProtocolCode::kNvmeByStornvme, 1, 0x06, nvmedir::kFromDevice, 8192,
          "WARNING  [NvmeProtocolByStornvme] datasize=8192 is more than 4096 bytes, not sent.\n"},
-        {protocolcode::kNvmeByStornvme, 1, 0x02, nvmedir::kToDevice, 4097,
+        {ProtocolCode::kNvmeByStornvme, 1, 0x02, nvmedir::kToDevice, 4097,
          "WARNING  [NvmeProtocolByStornvme] datasize=4097 is more than 4096 bytes, not sent.\n"},
-        {protocolcode::kNvmeByStornvme, 1, 0xC2, nvmedir::kNone, 0xFFFFFFFF,
+        {ProtocolCode::kNvmeByStornvme, 1, 0xC2, nvmedir::kNone, 0xFFFFFFFF,
          "WARNING  [NvmeProtocolByStornvme] datasize=4294967295 is more than 4294967087 bytes, not sent.\n"},
-        {protocolcode::kNvmeByIrst, 2, 0x06, nvmedir::kFromDevice, 8192,
+        {ProtocolCode::kNvmeByIrst, 2, 0x06, nvmedir::kFromDevice, 8192,
          "WARNING  [NvmeProtocolByIrst] datasize=8192 is more than 4096 bytes, not sent.\n"},
-        {protocolcode::kNvmeByIrst, 2, 0x02, nvmedir::kToDevice, 4097,
+        {ProtocolCode::kNvmeByIrst, 2, 0x02, nvmedir::kToDevice, 4097,
          "WARNING  [NvmeProtocolByIrst] datasize=4097 is more than 4096 bytes, not sent.\n"},
-        {protocolcode::kNvmeByScsiMiniport, 3, 0x06, nvmedir::kNone, 0xFFFFFFFF,
+        {ProtocolCode::kNvmeByScsiMiniport, 3, 0x06, nvmedir::kNone, 0xFFFFFFFF,
          "WARNING  [NvmeProtocolByScsiMiniport] datasize=4294967295 is more than 4294967143 bytes, not sent.\n"},
     };
     std::vector<uint8_t> data(8192, 0x5A);
@@ -306,11 +310,15 @@ TEST(NvmeRoutes, OversizedDataIsRefusedBeforeAnythingIsSent) {
     }
 }
 
+// By number: scripts see these codes.
 TEST(ProtocolRegistry, CodesAndTheirRoutes) {
-    EXPECT_NE(dynamic_cast<AtaProtocol*>(createProtocol(1).get()), nullptr);
-    EXPECT_NE(dynamic_cast<AtaProtocol*>(createProtocol(2).get()), nullptr);
-    EXPECT_EQ(dynamic_cast<NvmeProtocol*>(createProtocol(4).get()), nullptr);
-    for (uint32_t code : {6u, 7u, 8u}) EXPECT_NE(dynamic_cast<NvmeProtocol*>(createProtocol(code).get()), nullptr);
-    EXPECT_THROW(createProtocol(3), std::bad_function_call);
-    EXPECT_THROW(createProtocol(0), std::bad_function_call);
+    auto route = [](uint32_t code) { return createProtocol(static_cast<ProtocolCode>(code)); };
+    EXPECT_NE(dynamic_cast<AtaProtocolOverAta*>(route(1).get()), nullptr);
+    EXPECT_NE(dynamic_cast<AtaProtocolOverUsb*>(route(2).get()), nullptr);
+    EXPECT_NE(dynamic_cast<ScsiProtocol*>(route(4).get()), nullptr);
+    EXPECT_NE(dynamic_cast<NvmeProtocolByStornvme*>(route(6).get()), nullptr);
+    EXPECT_NE(dynamic_cast<NvmeProtocolByScsiMiniport*>(route(7).get()), nullptr);
+    EXPECT_NE(dynamic_cast<NvmeProtocolByIrst*>(route(8).get()), nullptr);
+    EXPECT_THROW(route(3), std::bad_function_call);
+    EXPECT_THROW(route(0), std::bad_function_call);
 }

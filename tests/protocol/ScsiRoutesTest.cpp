@@ -39,7 +39,7 @@ std::vector<uint8_t> satCdb(vhost::VirtualHost& host, int disk) { return host.di
 TEST(ScsiProtocol, InquiryCapacityAndMediaAccess) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
-    auto route = createProtocol(protocolcode::kScsi);
+    auto route = createProtocol(ProtocolCode::kScsi);
     std::vector<uint8_t> data(96);
 
     ScsiCommand inquiry = cdbOf({0x12, 0, 0, 0, 96, 0}, scsidir::kIn);
@@ -82,7 +82,7 @@ TEST(ScsiProtocol, CheckConditionIsStatusTwoAndADebugLine) {
     std::vector<uint8_t> data(512);
     ScsiCommand unsupported = cdbOf({0xA1, 0x08, 0x0E, 0, 1, 0, 0, 0, 0xA0, 0xEC, 0, 0}, scsidir::kIn);
     SetLastError(1234);
-    EXPECT_FALSE(createProtocol(protocolcode::kScsi)->sendCommand(5u, data.data(), 512, &unsupported))
+    EXPECT_FALSE(createProtocol(ProtocolCode::kScsi)->sendCommand(5u, data.data(), 512, &unsupported))
         << "a stick without a SAT bridge rejects ATA PASS-THROUGH";
     EXPECT_EQ(+unsupported.scsiStatus, 2);
     EXPECT_EQ(lastError(), 0u) << "the IOCTL itself succeeded";
@@ -103,7 +103,7 @@ TEST(ScsiProtocol, ShortCdbIsLoggedWithAllSixteenBytesOnTheConsole) {
 TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
-    auto route = createProtocol(protocolcode::kAtaOverUsb);
+    auto route = createProtocol(ProtocolCode::kAtaOverUsb);
     std::vector<uint8_t> sector(512);
     AtaCommand identify = zeltest::identifyCommand();
     ASSERT_TRUE(route->sendCommand(4u, sector.data(), 512, &identify));
@@ -141,7 +141,7 @@ TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
 
 TEST(AtaProtocolOverUsb, StrictBridgeAndAtaErrorBehindIt) {
     InstalledHost installed(zeltest::routeHost(R"("satStrict": true, "faults": [{"kind": "ata_error", "opcode": "0xEC"}])", 4));
-    auto route = createProtocol(protocolcode::kAtaOverUsb);
+    auto route = createProtocol(ProtocolCode::kAtaOverUsb);
     AtaCommand flush = ataCommand(0xE7, 0, 0, 0);
     const unsigned before = installed.host().disk(4)->ata()->commandCount();
     EXPECT_TRUE(route->sendCommand(4u, nullptr, 0, &flush));
@@ -158,7 +158,7 @@ TEST(ScsiProtocol, InjectedCheckConditionAndIoctlFailure) {
         R"("faults": [{"kind": "scsi_check", "opcode": "0x28", "senseKey": 3, "asc": "0x11"},
                       {"kind": "ioctl_error", "ioctl": "0x4D014", "windowsError": 121, "times": 1}])",
         5));
-    auto route = createProtocol(protocolcode::kScsi);
+    auto route = createProtocol(ProtocolCode::kScsi);
     std::vector<uint8_t> data(512);
     ScsiCommand inquiry = cdbOf({0x12, 0, 0, 0, 36, 0}, scsidir::kIn);
     EXPECT_FALSE(route->sendCommand(5u, data.data(), 36, &inquiry));
