@@ -11,7 +11,8 @@ void expectClass(uint32_t bus, const char* vendor, const char* product, const ch
                  int kind, int protocol) {
     const zel::DiskClass chosen = classifyDisk(bus, vendor, product, provider, forced);
     EXPECT_EQ(chosen.kind, kind) << bus << " '" << vendor << "' '" << product << "' '" << provider << "'";
-    EXPECT_EQ(static_cast<int>(chosen.protocolCode), protocol) << bus << " '" << vendor << "' '" << product << "' '" << provider << "'";
+    EXPECT_EQ(static_cast<int>(chosen.protocolCode), protocol)
+        << bus << " '" << vendor << "' '" << product << "' '" << provider << "'";
 }
 
 TEST(DiskClassifier, SataAndPlainBuses) {
@@ -48,7 +49,8 @@ TEST(DiskClassifier, UsbRowsCompareWholeIds) {
     expectClass(7, "JMicron", "Generic USB", "", 0, 22, 4);
     expectClass(7, "JMicronX", "Generic USB", "", 0, 3, 4);
     expectClass(7, "JMicron", "Generic USB3", "", 0, 3, 4);
-    expectClass(7, "Kingston", "DataTraveler", "Microsoft", zel::switchvalue::kForcedNvmeMiniport, 3, 4);  // never the ATA-over-USB route
+    // never the ATA-over-USB route
+    expectClass(7, "Kingston", "DataTraveler", "Microsoft", zel::switchvalue::kForcedNvmeMiniport, 3, 4);
 }
 
 TEST(DiskClassifier, VendorCutAtFirstControlCharacter) {
