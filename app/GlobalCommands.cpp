@@ -88,7 +88,7 @@ Outcome runExist(const ParseResult& args) {
 Outcome runMonitor(const ParseResult& args) {
     const int id = args.integer("diskid", -1);
     if (id == -1) return 1u;
-    DiskBase* disk = DiskList::instance().get(true).findDisk({id});
+    DiskBase* disk = DiskList::instance().get(true).findDisk(DiskSelector::byNumber(id));
     if (!disk || !disk->pcieInfo()) return 1u;
     std::printf("link_speed=%s, link_width=x%d", disk->pcieInfo()->linkSpeedText().c_str(),
                 static_cast<int>(disk->pcieInfo()->linkWidth));

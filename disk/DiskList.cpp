@@ -77,6 +77,12 @@ void DiskList::build() {
 void DiskList::inspectPcie() {
     pcieInspected_ = true;
     const bool driverOpen = PortIoDriver::instance().open();
+    // Without the driver a full build is incomplete, NVMe disks or not,
+    // unless a loaded configuration stands in for what it would have read.
+    if (!driverOpen) {
+        setLastError(err::kWinIoInit);
+        if (configuration_.empty()) builtWithoutError_ = false;
+    }
     for (const auto& disk : disks_) {
         if (disk->diskKind() != disk_kind::kNvme) continue;
         const DiskIdentity& id = disk->identity();
@@ -86,7 +92,6 @@ void DiskList::inspectPcie() {
             disk->setPcieInfo(info);
             continue;
         }
-        if (!driverOpen) setLastError(err::kWinIoInit);
         if (!pcieFromConfiguration(disk.get())) builtWithoutError_ = false;
     }
 }
@@ -131,7 +136,7 @@ DiskBase* DiskList::findDisk(const DiskSelector& selector) const {
 
 std::vector<DiskBase*> DiskList::findTwinDisks(int number) const {
     std::vector<DiskBase*> twins;
-    const DiskBase* self = findDisk({number});
+    const DiskBase* self = findDisk(DiskSelector::byNumber(number));
     if (!self) return twins;
     for (const auto& disk : disks_) {
         if (disk.get() != self && disk->model() == self->model() && disk->firmware() == self->firmware() &&

@@ -13,7 +13,7 @@ struct DiskSelector {
     std::string serial;
     std::string pattern;
 
-    bool given() const { return id != -1 || !model.empty() || !serial.empty() || !pattern.empty(); }
+    static DiskSelector byNumber(int32_t number) { return DiskSelector{number, "", "", ""}; }
 };
 
 }  // namespace zel

@@ -2,100 +2,54 @@
 
 #include <cctype>
 #include <fstream>
+#include <initializer_list>
 #include <sstream>
 
-#include <nlohmann/json.hpp>
-
-#include "core/NumberText.h"
+#include "core/TextFormat.h"
+#include "vhost/JsonReader.h"
 
 namespace zel {
 namespace vhost {
 namespace {
 
 using nlohmann::json;
+using Reader = JsonReader;
 
-// Typed reads that remember the first problem instead of throwing, so a bad
-// description ends in one clear message.
-class Reader {
-public:
-    explicit Reader(std::string* problem) : problem_(problem) {}
+constexpr uint64_t kMaxDiskNumber = 0x7FFFFFFF;
+// DiskSize and file offsets are signed 64-bit values on Windows.
+constexpr uint64_t kMaxCapacity = 0x7FFFFFFFFFFFFFFF;
+constexpr uint64_t kMaxSmartRaw = 0xFFFFFFFFFFFF;  // six bytes
 
-    bool ok() const { return problem_->empty(); }
-
-    void fail(const std::string& where, const std::string& what) {
-        if (ok()) *problem_ = where + ": " + what;
+// Calls read(entry, where) for each entry of the list under key, which must
+// be an object. Entries of top-level lists are named without "host.".
+template <typename Read>
+void readList(Reader& in, const json& parent, const std::string& key, const std::string& where, Read read) {
+    const json* list = in.array(parent, key, where);
+    if (!list) return;
+    const std::string prefix = where == "host" ? key : where + "." + key;
+    for (size_t i = 0; i < list->size(); ++i) {
+        const std::string at = prefix + "[" + std::to_string(i) + "]";
+        if (const json* entry = in.asObject((*list)[i], at)) read(*entry, at);
     }
+}
 
-    // Numbers may be JSON numbers or text in the tool's number syntax.
-    uint64_t number(const json& object, const std::string& key, uint64_t fallback, const std::string& where) {
-        auto it = object.find(key);
-        if (it == object.end()) return fallback;
-        if (it->is_number_unsigned()) return it->get<uint64_t>();
-        if (it->is_number_integer() && it->get<int64_t>() >= 0) return static_cast<uint64_t>(it->get<int64_t>());
-        if (it->is_string() && !it->get<std::string>().empty())
-            return static_cast<uint64_t>(parseNumber64(it->get<std::string>(), 0));
-        fail(where + "." + key, "expected a non-negative number");
-        return fallback;
+// Keys that are numbers in the tool's syntax ("217", "0xC0"), at most max.
+bool numberKey(Reader& in, const std::string& key, uint64_t max, const std::string& where, uint64_t* value) {
+    std::string problem;
+    if (!parseUnsignedText(key, value, &problem)) {
+        in.fail(where, problem);
+        return false;
     }
+    if (*value <= max) return true;
+    in.fail(where, key + " is outside 0.." + std::to_string(max));
+    return false;
+}
 
-    std::string text(const json& object, const std::string& key, const std::string& fallback,
-                     const std::string& where) {
-        auto it = object.find(key);
-        if (it == object.end()) return fallback;
-        if (it->is_string()) return it->get<std::string>();
-        fail(where + "." + key, "expected text");
-        return fallback;
-    }
-
-    bool flag(const json& object, const std::string& key, bool fallback, const std::string& where) {
-        auto it = object.find(key);
-        if (it == object.end()) return fallback;
-        if (it->is_boolean()) return it->get<bool>();
-        fail(where + "." + key, "expected true or false");
-        return fallback;
-    }
-
-    // Hex bytes, white space ignored: "01 02 ff".
-    std::vector<uint8_t> bytes(const json& value, const std::string& where) {
-        std::vector<uint8_t> out;
-        if (!value.is_string()) {
-            fail(where, "expected hex bytes as text");
-            return out;
-        }
-        std::string digits;
-        for (char c : value.get<std::string>())
-            if (!std::isspace(static_cast<unsigned char>(c))) digits += c;
-        if (digits.size() % 2 != 0) fail(where, "odd number of hex digits");
-        for (size_t i = 0; i + 1 < digits.size(); i += 2) {
-            if (!std::isxdigit(static_cast<unsigned char>(digits[i])) ||
-                !std::isxdigit(static_cast<unsigned char>(digits[i + 1]))) {
-                fail(where, "not a hex digit");
-                break;
-            }
-            out.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-        }
-        return out;
-    }
-
-    const json* array(const json& object, const std::string& key, const std::string& where) {
-        auto it = object.find(key);
-        if (it == object.end()) return nullptr;
-        if (it->is_array()) return &*it;
-        fail(where + "." + key, "expected a list");
-        return nullptr;
-    }
-
-    const json* object(const json& parent, const std::string& key, const std::string& where) {
-        auto it = parent.find(key);
-        if (it == parent.end()) return nullptr;
-        if (it->is_object()) return &*it;
-        fail(where + "." + key, "expected an object");
-        return nullptr;
-    }
-
-private:
-    std::string* problem_;
-};
+bool oneOf(const std::string& value, std::initializer_list<const char*> allowed) {
+    for (const char* known : allowed)
+        if (value == known) return true;
+    return false;
+}
 
 std::string defaultInterface(uint32_t busType) {
     if (busType == 3 || busType == 11) return "ata";
@@ -103,85 +57,147 @@ std::string defaultInterface(uint32_t busType) {
     return "scsi";
 }
 
+// No provider means the inbox driver, which the tool also assumes then.
 std::string defaultNvmeRoute(const std::string& provider) {
-    if (provider.find("Microsoft") != std::string::npos) return "stornvme";
+    if (provider.empty() || provider.find("Microsoft") != std::string::npos) return "stornvme";
     if (provider.find("Intel") != std::string::npos) return "irst";
     return "miniport";
 }
 
-void readDriver(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
-    const json* driver = in.object(disk, "driver", where);
-    if (!driver) {
-        out->driver.nvmeRoute = defaultNvmeRoute("");
+// The tool gives a disk the driver of the controller whose id its own id
+// contains, so a default id ends in a delimiter: no id is part of another.
+std::string defaultControllerId(const DiskDescription& disk) {
+    if (disk.pci.present)
+        return formatText("PCI\\VEN_%04X&DEV_%04X\\4&%X&0&00E8", disk.pci.vendorId, disk.pci.deviceId,
+                          static_cast<unsigned>(disk.number) + 1);
+    return formatText("VHOST\\CONTROLLER\\%d&0", disk.number);
+}
+
+void readIdentity(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
+    out->number = static_cast<int>(in.number(disk, "number", 0, where, kMaxDiskNumber));
+    out->busType = in.field<uint8_t>(disk, "busType", 11, where);
+    out->vendor = in.text(disk, "vendor", "", where);
+    out->model = in.text(disk, "model", "", where);
+    out->firmware = in.text(disk, "firmware", "", where);
+    out->serial = in.text(disk, "serial", "", where);
+    out->deviceInterface = in.text(disk, "interface", defaultInterface(out->busType), where);
+    if (!out->isAta() && !out->isNvme() && !out->isScsi()) in.fail(where + ".interface", "expected ata, nvme or scsi");
+    out->satBridge = in.flag(disk, "satBridge", false, where);
+    out->satStrict = in.flag(disk, "satStrict", false, where);
+    out->absent = in.flag(disk, "absent", false, where);
+}
+
+void readSectorSizes(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
+    uint32_t& logical = out->logicalSectorSize;
+    logical = in.field<uint32_t>(disk, "logicalSectorSize", 512, where);
+    if (logical != 512 && logical != 4096) {
+        in.fail(where + ".logicalSectorSize", "expected 512 or 4096");
+        logical = 512;
+    }
+    const uint32_t physical = in.field<uint32_t>(disk, "physicalSectorSize", logical, where);
+    const uint32_t ratio = physical / logical;
+    if (physical % logical != 0 || ratio == 0 || (ratio & (ratio - 1)) != 0)
+        in.fail(where + ".physicalSectorSize", "expected the logical sector size times a power of two");
+    out->physicalSectorSize = physical;
+}
+
+void readCapacity(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
+    const uint64_t sector = out->logicalSectorSize;
+    if (disk.contains("capacityBytes")) {
+        out->capacityBytes = in.number(disk, "capacityBytes", 0, where, kMaxCapacity);
+        if (out->capacityBytes % sector != 0)
+            in.fail(where + ".capacityBytes", "not a multiple of the logical sector size " + std::to_string(sector));
+    } else if (disk.contains("sectorCount")) {
+        const uint64_t sectors = in.number(disk, "sectorCount", 0, where);
+        if (sectors > kMaxCapacity / sector)
+            in.fail(where + ".sectorCount", std::to_string(sectors) + " sectors of " + std::to_string(sector) +
+                                                " bytes exceed the largest capacity, 2^63-1 bytes");
+        else
+            out->capacityBytes = sectors * sector;
+    }
+    if (out->capacityBytes == 0) in.fail(where, "capacityBytes or sectorCount is required");
+}
+
+void readVolume(Reader& in, const json& v, const std::string& at, DiskDescription* out) {
+    const std::string letter = in.text(v, "letter", "", at);
+    if (letter.size() != 1 || !std::isalpha(static_cast<unsigned char>(letter[0]))) {
+        in.fail(at + ".letter", "expected one drive letter");
         return;
     }
-    const std::string at = where + ".driver";
-    ControllerDriver& d = out->driver;
-    d.provider = in.text(*driver, "provider", "", at);
-    d.version = in.text(*driver, "version", "", at);
-    d.infPath = in.text(*driver, "infPath", "", at);
-    d.instanceId = in.text(*driver, "instanceId", "", at);
-    d.nvmeRoute = in.text(*driver, "nvmeRoute", defaultNvmeRoute(d.provider), at);
-    if (d.nvmeRoute != "stornvme" && d.nvmeRoute != "miniport" && d.nvmeRoute != "irst")
-        in.fail(at + ".nvmeRoute", "expected stornvme, miniport or irst");
+    VolumeDescription volume;
+    volume.letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter[0])));
+    volume.totalBytes = in.number(v, "totalBytes", 0, at);
+    volume.freeBytes = in.number(v, "freeBytes", 0, at);
+    if (volume.freeBytes > volume.totalBytes) in.fail(at + ".freeBytes", "more than totalBytes");
+    out->volumes.push_back(volume);
 }
 
-void readVolumes(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
-    const json* volumes = in.array(disk, "volumes", where);
-    if (!volumes) return;
-    for (size_t i = 0; i < volumes->size(); ++i) {
-        const json& v = (*volumes)[i];
-        const std::string at = where + ".volumes[" + std::to_string(i) + "]";
-        const std::string letter = in.text(v, "letter", "", at);
-        if (letter.size() != 1 || !std::isalpha(static_cast<unsigned char>(letter[0]))) {
-            in.fail(at + ".letter", "expected one drive letter");
-            continue;
-        }
-        VolumeDescription volume;
-        volume.letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter[0])));
-        volume.totalBytes = in.number(v, "totalBytes", 0, at);
-        volume.freeBytes = in.number(v, "freeBytes", 0, at);
-        out->volumes.push_back(volume);
-    }
+void readScsiAddress(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
+    const json none = json::object();
+    const json* given = in.object(disk, "scsiAddress", where);
+    const json& address = given ? *given : none;
+    const std::string at = where + ".scsiAddress";
+    if (!address.contains("port") && out->number > 0xFF)
+        in.fail(at + ".port", "needed for a disk numbered above 255 (ports are 0..255)");
+    ScsiAddressDescription& a = out->scsiAddress;
+    a.port = in.field<uint8_t>(address, "port", static_cast<uint8_t>(out->number), at);
+    a.path = in.field<uint8_t>(address, "path", 0, at);
+    a.target = in.field<uint8_t>(address, "target", 0, at);
+    a.lun = in.field<uint8_t>(address, "lun", 0, at);
 }
 
-void readAddressAndPci(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
-    if (const json* address = in.object(disk, "scsiAddress", where)) {
-        const std::string at = where + ".scsiAddress";
-        out->scsiAddress.port = static_cast<uint8_t>(in.number(*address, "port", out->number, at));
-        out->scsiAddress.path = static_cast<uint8_t>(in.number(*address, "path", 0, at));
-        out->scsiAddress.target = static_cast<uint8_t>(in.number(*address, "target", 0, at));
-        out->scsiAddress.lun = static_cast<uint8_t>(in.number(*address, "lun", 0, at));
-    } else {
-        out->scsiAddress.port = static_cast<uint8_t>(out->number);
-    }
+// Bus, device and function are the fields of a configuration address; the
+// link fields are those of the PCI Express link registers.
+void readPci(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
     const json* pci = in.object(disk, "pci", where);
     if (!pci) return;
     const std::string at = where + ".pci";
     PciDescription& p = out->pci;
     p.present = true;
-    p.vendorId = static_cast<uint16_t>(in.number(*pci, "vendorId", 0, at));
-    p.deviceId = static_cast<uint16_t>(in.number(*pci, "deviceId", 0, at));
-    p.subsystemVendorId = static_cast<uint16_t>(in.number(*pci, "subsystemVendorId", p.vendorId, at));
-    p.subsystemId = static_cast<uint16_t>(in.number(*pci, "subsystemId", 0, at));
-    p.bus = static_cast<uint8_t>(in.number(*pci, "bus", 1, at));
-    p.device = static_cast<uint8_t>(in.number(*pci, "device", 0, at));
-    p.function = static_cast<uint8_t>(in.number(*pci, "function", 0, at));
-    p.linkSpeed = static_cast<uint8_t>(in.number(*pci, "linkSpeed", 3, at));
-    p.linkWidth = static_cast<uint8_t>(in.number(*pci, "linkWidth", 4, at));
-    p.maxLinkSpeed = static_cast<uint8_t>(in.number(*pci, "maxLinkSpeed", p.linkSpeed, at));
-    p.maxLinkWidth = static_cast<uint8_t>(in.number(*pci, "maxLinkWidth", p.linkWidth, at));
+    p.vendorId = in.field<uint16_t>(*pci, "vendorId", 0, at);
+    p.deviceId = in.field<uint16_t>(*pci, "deviceId", 0, at);
+    p.subsystemVendorId = in.field<uint16_t>(*pci, "subsystemVendorId", p.vendorId, at);
+    p.subsystemId = in.field<uint16_t>(*pci, "subsystemId", 0, at);
+    p.bus = in.field<uint8_t>(*pci, "bus", 1, at);
+    p.device = static_cast<uint8_t>(in.number(*pci, "device", 0, at, 31));
+    p.function = static_cast<uint8_t>(in.number(*pci, "function", 0, at, 7));
+    p.linkSpeed = static_cast<uint8_t>(in.number(*pci, "linkSpeed", 3, at, 15));
+    p.linkWidth = static_cast<uint8_t>(in.number(*pci, "linkWidth", 4, at, 63));
+    p.maxLinkSpeed = static_cast<uint8_t>(in.number(*pci, "maxLinkSpeed", p.linkSpeed, at, 15));
+    p.maxLinkWidth = static_cast<uint8_t>(in.number(*pci, "maxLinkWidth", p.linkWidth, at, 63));
+}
+
+void readDriver(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
+    const json none = json::object();
+    const json* given = in.object(disk, "driver", where);
+    const json& driver = given ? *given : none;
+    const std::string at = where + ".driver";
+    ControllerDriver& d = out->driver;
+    d.provider = in.text(driver, "provider", "", at);
+    d.version = in.text(driver, "version", "", at);
+    d.infPath = in.text(driver, "infPath", "", at);
+    d.instanceId = in.text(driver, "instanceId", defaultControllerId(*out), at);
+    d.nvmeRoute = in.text(driver, "nvmeRoute", defaultNvmeRoute(d.provider), at);
+    if (!oneOf(d.nvmeRoute, {"stornvme", "miniport", "irst"}))
+        in.fail(at + ".nvmeRoute", "expected stornvme, miniport or irst");
+}
+
+std::vector<uint8_t> identifyData(Reader& in, const json& disk, const char* key, const std::string& where) {
+    auto it = disk.find(key);
+    if (it == disk.end()) return {};
+    std::vector<uint8_t> data = in.bytes(*it, where + "." + key);
+    if (data.size() > 4096) in.fail(where + "." + key, "more than 4096 bytes");
+    return data;
 }
 
 void readIdentify(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
     if (const json* words = in.object(disk, "identifyWords", where)) {
         for (auto it = words->begin(); it != words->end(); ++it) {
-            const unsigned index = static_cast<unsigned>(parseNumber(it.key(), 256));
-            if (index > 255) {
-                in.fail(where + ".identifyWords." + it.key(), "word index outside 0..255");
-                continue;
-            }
-            out->identifyWords[index] = static_cast<uint16_t>(in.number(*words, it.key(), 0, where + ".identifyWords"));
+            const std::string at = where + ".identifyWords." + it.key();
+            uint64_t index = 0;
+            if (numberKey(in, it.key(), 255, at, &index))
+                out->identifyWords[static_cast<unsigned>(index)] =
+                    in.field<uint16_t>(*words, it.key(), 0, where + ".identifyWords");
         }
     }
     auto it = disk.find("ataIdentifyData");
@@ -189,152 +205,108 @@ void readIdentify(Reader& in, const json& disk, const std::string& where, DiskDe
         out->ataIdentifyData = in.bytes(*it, where + ".ataIdentifyData");
         if (out->ataIdentifyData.size() != 512) in.fail(where + ".ataIdentifyData", "expected 512 bytes");
     }
-    it = disk.find("nvmeIdentifyController");
-    if (it != disk.end()) out->nvmeIdentifyController = in.bytes(*it, where + ".nvmeIdentifyController");
-    it = disk.find("nvmeIdentifyNamespace");
-    if (it != disk.end()) out->nvmeIdentifyNamespace = in.bytes(*it, where + ".nvmeIdentifyNamespace");
+    out->nvmeIdentifyController = identifyData(in, disk, "nvmeIdentifyController", where);
+    out->nvmeIdentifyNamespace = identifyData(in, disk, "nvmeIdentifyNamespace", where);
 }
 
-void readSmart(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
-    if (const json* attributes = in.array(disk, "smartAttributes", where)) {
-        for (size_t i = 0; i < attributes->size(); ++i) {
-            const json& a = (*attributes)[i];
-            const std::string at = where + ".smartAttributes[" + std::to_string(i) + "]";
-            SmartAttribute attribute;
-            attribute.id = static_cast<uint8_t>(in.number(a, "id", 0, at));
-            attribute.flags = static_cast<uint16_t>(in.number(a, "flags", attribute.flags, at));
-            attribute.current = static_cast<uint8_t>(in.number(a, "current", attribute.current, at));
-            attribute.worst = static_cast<uint8_t>(in.number(a, "worst", attribute.current, at));
-            attribute.threshold = static_cast<uint8_t>(in.number(a, "threshold", 0, at));
-            attribute.raw = in.number(a, "raw", 0, at);
-            attribute.rawFrom = in.text(a, "rawFrom", "", at);
-            if (attribute.id == 0) in.fail(at + ".id", "attribute id 0 is not allowed");
-            out->smartAttributes.push_back(attribute);
-        }
-    }
+void readSmartAttribute(Reader& in, const json& a, const std::string& at, DiskDescription* out) {
+    SmartAttribute attribute;
+    attribute.id = in.field<uint8_t>(a, "id", 0, at);
+    attribute.flags = in.field<uint16_t>(a, "flags", attribute.flags, at);
+    attribute.current = in.field<uint8_t>(a, "current", attribute.current, at);
+    attribute.worst = in.field<uint8_t>(a, "worst", attribute.current, at);
+    attribute.threshold = in.field<uint8_t>(a, "threshold", 0, at);
+    attribute.raw = in.number(a, "raw", 0, at, kMaxSmartRaw);
+    attribute.rawFrom = in.text(a, "rawFrom", "", at);
+    if (attribute.id == 0) in.fail(at + ".id", "attribute id 0 is not allowed");
+    if (!attribute.rawFrom.empty() &&
+        !oneOf(attribute.rawFrom, {"powerOnHours", "powerCycles", "unsafeShutdowns", "sectorsRead", "sectorsWritten"}))
+        in.fail(at + ".rawFrom", "unknown counter \"" + attribute.rawFrom + "\"");
+    out->smartAttributes.push_back(attribute);
+}
+
+void readHealth(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
     if (const json* pages = in.object(disk, "nvmeLogPages", where)) {
         for (auto it = pages->begin(); it != pages->end(); ++it) {
-            const long id = parseNumber(it.key(), -1);
-            if (id < 0 || id > 255) {
-                in.fail(where + ".nvmeLogPages." + it.key(), "log identifier outside 0..255");
-                continue;
-            }
-            out->nvmeLogPages[static_cast<uint8_t>(id)] = in.bytes(it.value(), where + ".nvmeLogPages." + it.key());
+            const std::string at = where + ".nvmeLogPages." + it.key();
+            uint64_t id = 0;
+            if (numberKey(in, it.key(), 255, at, &id))
+                out->nvmeLogPages[static_cast<uint8_t>(id)] = in.bytes(it.value(), at);
         }
     }
     if (const json* health = in.object(disk, "health", where)) {
         const std::string at = where + ".health";
-        out->temperatureKelvin = static_cast<uint16_t>(in.number(*health, "temperatureKelvin", 308, at));
-        out->percentageUsed = static_cast<uint8_t>(in.number(*health, "percentageUsed", 0, at));
-        out->availableSpare = static_cast<uint8_t>(in.number(*health, "availableSpare", 100, at));
+        out->temperatureKelvin = in.field<uint16_t>(*health, "temperatureKelvin", 308, at);
+        out->percentageUsed = in.field<uint8_t>(*health, "percentageUsed", 0, at);
+        out->availableSpare = in.field<uint8_t>(*health, "availableSpare", 100, at);
     }
 }
 
-void readVendorAnswers(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
-    const json* answers = in.array(disk, "vendorAnswers", where);
-    if (!answers) return;
-    for (size_t i = 0; i < answers->size(); ++i) {
-        const json& a = (*answers)[i];
-        const std::string at = where + ".vendorAnswers[" + std::to_string(i) + "]";
-        VendorAnswer answer;
-        answer.opcode = static_cast<uint8_t>(in.number(a, "opcode", 0, at));
-        answer.dword0 = static_cast<uint32_t>(in.number(a, "dword0", 0, at));
-        answer.status = static_cast<uint16_t>(in.number(a, "status", 0, at));
-        auto data = a.find("data");
-        if (data != a.end()) answer.data = in.bytes(*data, at + ".data");
-        out->vendorAnswers.push_back(answer);
-    }
+void readVendorAnswer(Reader& in, const json& a, const std::string& at, DiskDescription* out) {
+    VendorAnswer answer;
+    answer.opcode = in.field<uint8_t>(a, "opcode", 0, at);
+    answer.dword0 = in.field<uint32_t>(a, "dword0", 0, at);
+    answer.status = static_cast<uint16_t>(in.number(a, "status", 0, at, 0x7FFF));
+    auto data = a.find("data");
+    if (data != a.end()) answer.data = in.bytes(*data, at + ".data");
+    out->vendorAnswers.push_back(answer);
 }
 
-const char* const kFaultKinds[] = {"ata_error", "scsi_check", "nvme_status", "ioctl_error", "absent",
-                                   "media_error", "corrupt", "crc_error", "timeout", "bad_descriptor"};
-
-bool knownFaultKind(const std::string& kind) {
-    for (const char* known : kFaultKinds)
-        if (kind == known) return true;
-    return false;
-}
-
-void readFaults(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
-    const json* faults = in.array(disk, "faults", where);
-    if (!faults) return;
-    for (size_t i = 0; i < faults->size(); ++i) {
-        const json& f = (*faults)[i];
-        const std::string at = where + ".faults[" + std::to_string(i) + "]";
-        FaultDescription fault;
-        fault.kind = in.text(f, "kind", "", at);
-        if (!knownFaultKind(fault.kind)) in.fail(at + ".kind", "unknown fault kind \"" + fault.kind + "\"");
-        fault.opcode = f.contains("opcode") ? static_cast<int>(in.number(f, "opcode", 0, at)) : -1;
-        fault.lba = in.number(f, "lba", 0, at);
-        fault.count = in.number(f, "count", 0, at);
-        fault.ataStatus = static_cast<uint8_t>(in.number(f, "status", fault.ataStatus, at));
-        fault.ataError = static_cast<uint8_t>(in.number(f, "error", fault.ataError, at));
-        fault.senseKey = static_cast<uint8_t>(in.number(f, "senseKey", fault.senseKey, at));
-        fault.asc = static_cast<uint8_t>(in.number(f, "asc", fault.asc, at));
-        fault.ascq = static_cast<uint8_t>(in.number(f, "ascq", fault.ascq, at));
-        fault.nvmeStatus = static_cast<uint16_t>(in.number(f, "nvmeStatus", fault.nvmeStatus, at));
-        fault.windowsError = static_cast<uint32_t>(in.number(f, "windowsError", 0, at));
-        fault.ioctl = static_cast<uint32_t>(in.number(f, "ioctl", 0, at));
-        fault.version = static_cast<uint32_t>(in.number(f, "version", fault.version, at));
-        fault.remaining = f.contains("times") ? static_cast<int>(in.number(f, "times", 0, at)) : -1;
-        out->faults.push_back(fault);
-    }
-}
-
-void readIdentity(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
-    out->number = static_cast<int>(in.number(disk, "number", 0, where));
-    out->busType = static_cast<uint32_t>(in.number(disk, "busType", 11, where));
-    out->vendor = in.text(disk, "vendor", "", where);
-    out->model = in.text(disk, "model", "", where);
-    out->firmware = in.text(disk, "firmware", "", where);
-    out->serial = in.text(disk, "serial", "", where);
-    out->deviceInterface = in.text(disk, "interface", defaultInterface(out->busType), where);
-    if (!out->isAta() && !out->isNvme() && !out->isScsi()) in.fail(where + ".interface", "expected ata, nvme or scsi");
-    out->logicalSectorSize = static_cast<uint32_t>(in.number(disk, "logicalSectorSize", 512, where));
-    out->physicalSectorSize =
-        static_cast<uint32_t>(in.number(disk, "physicalSectorSize", out->logicalSectorSize, where));
-    if (out->logicalSectorSize != 512 && out->logicalSectorSize != 4096)
-        in.fail(where + ".logicalSectorSize", "expected 512 or 4096");
-    out->capacityBytes = in.number(disk, "capacityBytes", 0, where);
-    if (out->capacityBytes == 0) out->capacityBytes = in.number(disk, "sectorCount", 0, where) * out->logicalSectorSize;
-    if (out->capacityBytes == 0) in.fail(where, "capacityBytes or sectorCount is required");
-    out->satBridge = in.flag(disk, "satBridge", false, where);
-    out->satStrict = in.flag(disk, "satStrict", false, where);
-    out->absent = in.flag(disk, "absent", false, where);
+void readFault(Reader& in, const json& f, const std::string& at, DiskDescription* out) {
+    FaultDescription fault;
+    fault.kind = in.text(f, "kind", "", at);
+    if (!oneOf(fault.kind, {"ata_error", "scsi_check", "nvme_status", "ioctl_error", "absent", "media_error", "corrupt",
+                            "crc_error", "timeout", "bad_descriptor"}))
+        in.fail(at + ".kind", "unknown fault kind \"" + fault.kind + "\"");
+    fault.opcode = f.contains("opcode") ? in.field<uint8_t>(f, "opcode", 0, at) : -1;
+    fault.lba = in.number(f, "lba", 0, at);
+    fault.count = in.number(f, "count", 0, at);
+    if (fault.count > ~fault.lba) in.fail(at + ".count", "the range runs past LBA 2^64-1");
+    fault.ataStatus = in.field<uint8_t>(f, "status", fault.ataStatus, at);
+    fault.ataError = in.field<uint8_t>(f, "error", fault.ataError, at);
+    fault.senseKey = static_cast<uint8_t>(in.number(f, "senseKey", fault.senseKey, at, 0xF));
+    fault.asc = in.field<uint8_t>(f, "asc", fault.asc, at);
+    fault.ascq = in.field<uint8_t>(f, "ascq", fault.ascq, at);
+    fault.nvmeStatus = static_cast<uint16_t>(in.number(f, "nvmeStatus", fault.nvmeStatus, at, 0x7FFF));
+    fault.windowsError = in.field<uint32_t>(f, "windowsError", 0, at);
+    fault.ioctl = in.field<uint32_t>(f, "ioctl", 0, at);
+    fault.version = in.field<uint32_t>(f, "version", fault.version, at);
+    fault.remaining = f.contains("times") ? static_cast<int>(in.number(f, "times", 0, at, 0x7FFFFFFF)) : -1;
+    out->faults.push_back(fault);
 }
 
 DiskDescription readDisk(Reader& in, const json& disk, const std::string& where) {
     DiskDescription out;
-    if (!disk.is_object()) {
-        in.fail(where, "expected an object");
-        return out;
-    }
     readIdentity(in, disk, where, &out);
+    readSectorSizes(in, disk, where, &out);
+    readCapacity(in, disk, where, &out);
+    readScsiAddress(in, disk, where, &out);
+    readPci(in, disk, where, &out);
     readDriver(in, disk, where, &out);
-    readVolumes(in, disk, where, &out);
-    readAddressAndPci(in, disk, where, &out);
+    readList(in, disk, "volumes", where, [&](const json& v, const std::string& at) { readVolume(in, v, at, &out); });
     readIdentify(in, disk, where, &out);
-    readSmart(in, disk, where, &out);
-    readVendorAnswers(in, disk, where, &out);
-    readFaults(in, disk, where, &out);
+    readList(in, disk, "smartAttributes", where,
+             [&](const json& a, const std::string& at) { readSmartAttribute(in, a, at, &out); });
+    readHealth(in, disk, where, &out);
+    readList(in, disk, "vendorAnswers", where,
+             [&](const json& a, const std::string& at) { readVendorAnswer(in, a, at, &out); });
+    readList(in, disk, "faults", where, [&](const json& f, const std::string& at) { readFault(in, f, at, &out); });
     return out;
 }
 
-void readPowerSwitches(Reader& in, const json& root, HostDescription* host) {
-    const json* boards = in.array(root, "powerSwitches", "host");
-    if (!boards) return;
-    for (size_t i = 0; i < boards->size(); ++i) {
-        const json& b = (*boards)[i];
-        const std::string at = "powerSwitches[" + std::to_string(i) + "]";
-        PowerSwitchDescription board;
-        board.kind = in.text(b, "kind", "", at);
-        board.diskNumber = b.contains("disk") ? static_cast<int>(in.number(b, "disk", 0, at)) : -1;
-        board.port = in.text(b, "port", "", at);
-        if (const json* powers = in.array(b, "powers", at))
-            for (const json& n : *powers)
-                board.powers.push_back(n.is_number_integer() ? n.get<int>() : -1);
-        host->powerSwitches.push_back(board);
+PowerSwitchDescription readPowerSwitch(Reader& in, const json& b, const std::string& at) {
+    PowerSwitchDescription board;
+    board.kind = in.text(b, "kind", "", at);
+    board.diskNumber = b.contains("disk") ? static_cast<int>(in.number(b, "disk", 0, at, kMaxDiskNumber)) : -1;
+    board.port = in.text(b, "port", "", at);
+    if (const json* powers = in.array(b, "powers", at)) {
+        for (size_t i = 0; i < powers->size(); ++i) {
+            uint64_t number = 0;
+            if (in.number((*powers)[i], at + ".powers[" + std::to_string(i) + "]", kMaxDiskNumber, &number))
+                board.powers.push_back(static_cast<int>(number));
+        }
     }
+    return board;
 }
 
 void checkUniqueNumbers(Reader& in, const HostDescription& host) {
@@ -343,6 +315,22 @@ void checkUniqueNumbers(Reader& in, const HostDescription& host) {
             if (host.disks[i].number == host.disks[j].number)
                 in.fail("disks[" + std::to_string(j) + "].number",
                         "disk number " + std::to_string(host.disks[j].number) + " is given twice");
+}
+
+// Disks may share a controller, but an id that is part of another one would
+// give the second disk the first one's driver.
+void checkControllerIds(Reader& in, const HostDescription& host) {
+    for (size_t i = 0; i < host.disks.size(); ++i) {
+        const ControllerDriver& port = host.disks[i].driver;
+        if (port.provider.empty()) continue;  // no controller record to take
+        for (size_t j = 0; j < host.disks.size(); ++j) {
+            const std::string& id = host.disks[j].driver.instanceId;
+            if (id != port.instanceId && id.find(port.instanceId) != std::string::npos)
+                in.fail("disks[" + std::to_string(j) + "].driver.instanceId",
+                        "contains the controller id of disk " + std::to_string(host.disks[i].number) + ", \"" +
+                            port.instanceId + "\"");
+        }
+    }
 }
 
 }  // namespace
@@ -360,16 +348,20 @@ bool parseHostDescription(const std::string& text, HostDescription* host, std::s
         *problem = "not valid JSON";
         return false;
     }
-    Reader in(problem);
+    Reader in;
     if (!root.is_object()) {
-        in.fail("host", "expected an object at the top");
+        *problem = "host: expected an object at the top";
         return false;
     }
-    if (const json* disks = in.array(root, "disks", "host"))
-        for (size_t i = 0; i < disks->size(); ++i)
-            host->disks.push_back(readDisk(in, (*disks)[i], "disks[" + std::to_string(i) + "]"));
-    readPowerSwitches(in, root, host);
+    host->portIoDriver = in.flag(root, "portIoDriver", true, "host");
+    readList(in, root, "disks", "host",
+             [&](const json& disk, const std::string& at) { host->disks.push_back(readDisk(in, disk, at)); });
+    readList(in, root, "powerSwitches", "host", [&](const json& board, const std::string& at) {
+        host->powerSwitches.push_back(readPowerSwitch(in, board, at));
+    });
     checkUniqueNumbers(in, *host);
+    checkControllerIds(in, *host);
+    if (!in.ok()) *problem = in.problems().front();
     return in.ok();
 }
 

@@ -15,9 +15,10 @@ struct ControllerDriver {
     std::string provider;
     std::string version;
     std::string infPath;
-    std::string instanceId;
+    std::string instanceId;  // a default one when not given (docs/vhost-enumeration-and-port-io.md)
     // How NVMe commands reach the controller: "stornvme", "miniport" or
-    // "irst"; derived from the provider name when not given.
+    // "irst"; derived from the provider name when not given (no provider:
+    // the inbox driver).
     std::string nvmeRoute;
 };
 
@@ -139,6 +140,7 @@ struct HostDescription {
     std::string stateFolder;
     std::vector<DiskDescription> disks;
     std::vector<PowerSwitchDescription> powerSwitches;
+    bool portIoDriver = true;  // the port-I/O driver is installed
 
     const DiskDescription* disk(int number) const;
 };

@@ -1,11 +1,12 @@
 #include "vhost/HostState.h"
 
+#include <cstdint>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
-#include <nlohmann/json.hpp>
+#include "vhost/JsonReader.h"
 
 namespace zel {
 namespace vhost {
@@ -22,27 +23,30 @@ json toJson(const DiskCounters& c) {
                 {"telemetryGeneration", c.telemetryGeneration}, {"powered", c.powered}};
 }
 
-template <typename T>
-void readInto(const json& object, const char* key, T* value) {
-    auto it = object.find(key);
-    if (it != object.end() && (it->is_number() || it->is_boolean())) *value = it->get<T>();
+// A bad value is noted and keeps its default; the other values stay.
+DiskCounters fromJson(JsonReader& in, const json& object, const std::string& where) {
+    DiskCounters c;
+    c.powerCycles = in.number(object, "powerCycles", c.powerCycles, where);
+    c.unsafeShutdowns = in.number(object, "unsafeShutdowns", c.unsafeShutdowns, where);
+    c.powerOnSecondsBase = in.number(object, "powerOnSecondsBase", c.powerOnSecondsBase, where);
+    c.firstUse = static_cast<int64_t>(in.number(object, "firstUse", 0, where, INT64_MAX));
+    c.bytesRead = in.number(object, "bytesRead", c.bytesRead, where);
+    c.bytesWritten = in.number(object, "bytesWritten", c.bytesWritten, where);
+    c.readCommands = in.number(object, "readCommands", c.readCommands, where);
+    c.writeCommands = in.number(object, "writeCommands", c.writeCommands, where);
+    c.mediaErrors = in.number(object, "mediaErrors", c.mediaErrors, where);
+    c.errorLogEntries = in.number(object, "errorLogEntries", c.errorLogEntries, where);
+    c.telemetryGeneration = in.field<uint8_t>(object, "telemetryGeneration", c.telemetryGeneration, where);
+    c.powered = in.flag(object, "powered", c.powered, where);
+    return c;
 }
 
-DiskCounters fromJson(const json& object) {
-    DiskCounters c;
-    readInto(object, "powerCycles", &c.powerCycles);
-    readInto(object, "unsafeShutdowns", &c.unsafeShutdowns);
-    readInto(object, "powerOnSecondsBase", &c.powerOnSecondsBase);
-    readInto(object, "firstUse", &c.firstUse);
-    readInto(object, "bytesRead", &c.bytesRead);
-    readInto(object, "bytesWritten", &c.bytesWritten);
-    readInto(object, "readCommands", &c.readCommands);
-    readInto(object, "writeCommands", &c.writeCommands);
-    readInto(object, "mediaErrors", &c.mediaErrors);
-    readInto(object, "errorLogEntries", &c.errorLogEntries);
-    readInto(object, "telemetryGeneration", &c.telemetryGeneration);
-    readInto(object, "powered", &c.powered);
-    return c;
+bool diskNumberKey(const std::string& key, int* number) {
+    uint64_t value = 0;
+    std::string problem;
+    if (!parseUnsignedText(key, &value, &problem) || value > INT32_MAX) return false;
+    *number = static_cast<int>(value);
+    return true;
 }
 
 }  // namespace
@@ -66,19 +70,29 @@ bool HostState::ensureFolder() const {
     return std::filesystem::is_directory(folder_, error);
 }
 
-bool HostState::load(std::string* problem) {
+bool HostState::load(std::vector<std::string>* problems) {
     std::ifstream file(folder_ + "/counters.json", std::ios::binary);
     if (!file) return true;
     std::stringstream text;
     text << file.rdbuf();
+    JsonReader in;
     const json root = json::parse(text.str(), nullptr, false);
-    if (root.is_discarded() || !root.is_object() || !root.contains("disks") || !root["disks"].is_object()) {
-        *problem = "counters.json in the state folder is damaged";
-        return false;
+    if (root.is_discarded()) in.fail("counters.json", "not valid JSON");
+    const json* top = root.is_discarded() ? nullptr : in.asObject(root, "counters.json");
+    const json* disks = top ? in.object(*top, "disks", "counters.json") : nullptr;
+    if (disks) {
+        for (auto it = disks->begin(); it != disks->end(); ++it) {
+            const std::string at = "counters.json.disks." + it.key();
+            int number = 0;
+            if (!diskNumberKey(it.key(), &number))
+                in.fail(at, "not a disk number");
+            else if (const json* entry = in.asObject(it.value(), at))
+                counters_[number] = fromJson(in, *entry, at);
+        }
     }
-    for (auto it = root["disks"].begin(); it != root["disks"].end(); ++it)
-        if (it.value().is_object()) counters_[std::atoi(it.key().c_str())] = fromJson(it.value());
-    return true;
+    *problems = in.problems();
+    dirty_ = dirty_ || !in.ok();  // the next save repairs the file
+    return in.ok();
 }
 
 bool HostState::save() const {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace zel {
 namespace vhost {
@@ -36,8 +37,9 @@ public:
     const std::string& folder() const { return folder_; }
     std::string imagePath(int diskNumber) const;
 
-    // Reads counters.json; a missing file is a fresh state.
-    bool load(std::string* problem);
+    // Reads counters.json; a missing file is a fresh state. A damaged value
+    // starts from its default and is named in problems, with its key.
+    bool load(std::vector<std::string>* problems);
     bool save() const;
 
     DiskCounters& counters(int diskNumber);

@@ -3,8 +3,8 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-
-#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
 
 #include "core/TextFormat.h"
 
@@ -33,16 +33,29 @@ uint32_t controllerRegister(uint32_t offset, uint32_t cc) {
     }
 }
 
-}  // namespace
-
-bool portIoDriverInstalled(const std::string& descriptionPath) {
-    std::ifstream in(descriptionPath);
-    const nlohmann::json document = nlohmann::json::parse(in, nullptr, false);
-    if (!document.is_object()) return true;
-    return document.value("portIoDriver", true);
+std::vector<std::string> readLines(const std::string& path) {
+    std::vector<std::string> lines;
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
 }
 
-PortIoBench::PortIoBench(const HostDescription& host, bool driverInstalled) : host_(host), installed_(driverInstalled) {
+// Rewrites the file with its last lines only; how many lines it now holds.
+size_t keepLastLines(const std::string& path, size_t count) {
+    const std::vector<std::string> lines = readLines(path);
+    const size_t first = lines.size() > count ? lines.size() - count : 0;
+    {
+        std::ofstream out(path + ".tmp", std::ios::trunc);
+        for (size_t i = first; i < lines.size(); ++i) out << lines[i] << '\n';
+    }
+    std::error_code error;
+    std::filesystem::rename(path + ".tmp", path, error);
+    return error ? lines.size() : lines.size() - first;
+}
+
+}  // namespace
+
+PortIoBench::PortIoBench(const HostDescription& host) : host_(host) {
     for (const DiskDescription& disk : host_.disks)
         if (disk.pci.present && !disk.absent) controllers_.push_back({&disk, 0x00460001, {}});
 }
@@ -165,11 +178,20 @@ bool PortIoBench::writePhysical(uint64_t address, uint32_t value) {
 
 void PortIoBench::record(uint16_t port, uint32_t value, uint8_t size) {
     writes_.push_back({port, value, size});
-    if (host_.stateFolder.empty()) return;
+    if (!host_.stateFolder.empty()) appendToLog(formatText("0x%04X 0x%08X %u\n", port, value, size));
+}
+
+void PortIoBench::appendToLog(const std::string& line) {
     std::error_code ignored;
     std::filesystem::create_directories(host_.stateFolder, ignored);
-    std::ofstream log(host_.stateFolder + "\\port-writes.log", std::ios::app);
-    log << formatText("0x%04X 0x%08X %u\n", port, value, size);
+    const std::string path = host_.stateFolder + "/port-writes.log";
+    if (!logCounted_) {
+        logLines_ = readLines(path).size();
+        logCounted_ = true;
+    }
+    if (logLines_ >= kPortLogLimit) logLines_ = keepLastLines(path, kPortLogKept);
+    std::ofstream(path, std::ios::app) << line;
+    ++logLines_;
 }
 
 }  // namespace vhost

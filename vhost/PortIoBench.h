@@ -20,12 +20,13 @@ struct PortWrite {
 // NVMe controller through 0xCF8/0xCFC, the controllers' BAR0 registers in
 // physical memory, the CMOS/RTC behind 0x70/0x71, and a record of every
 // port write (kept in memory and appended to "port-writes.log" in the state
-// folder so that later runs and tests can read it).
+// folder so that later runs and tests can read it; the file keeps only the
+// most recent writes).
 class PortIoBench {
 public:
-    PortIoBench(const HostDescription& host, bool driverInstalled);
+    explicit PortIoBench(const HostDescription& host);
 
-    bool driverInstalled() const { return installed_; }
+    bool driverInstalled() const { return host_.portIoDriver; }
     bool open = false;
 
     bool readPort(uint16_t port, uint32_t* value, uint8_t size);
@@ -51,18 +52,22 @@ private:
     Controller* controllerOwning(uint64_t address, uint32_t* registerOffset);
     uint8_t cmosRead(uint8_t index) const;
     void record(uint16_t port, uint32_t value, uint8_t size);
+    void appendToLog(const std::string& line);
 
     const HostDescription& host_;
-    bool installed_;
     std::vector<Controller> controllers_;
     uint32_t configAddress_ = 0;
     uint8_t cmosIndex_ = 0;
     std::map<uint8_t, uint8_t> cmos_;
     std::vector<PortWrite> writes_;
+    size_t logLines_ = 0;
+    bool logCounted_ = false;
 };
 
-// Reads "portIoDriver" (default true) from a host description file.
-bool portIoDriverInstalled(const std::string& descriptionPath);
+// port-writes.log is cut to its last kPortLogKept lines when it reaches
+// kPortLogLimit lines, so it stays small however many runs write to it.
+constexpr size_t kPortLogLimit = 2048;
+constexpr size_t kPortLogKept = 1024;
 
 }  // namespace vhost
 }  // namespace zel

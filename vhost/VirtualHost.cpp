@@ -39,9 +39,9 @@ VirtualHost::~VirtualHost() {
     for (auto& entry : handles_) ::CloseHandle(entry.first);
 }
 
-bool VirtualHost::loadState(std::string* problem) {
+bool VirtualHost::loadState(std::vector<std::string>* problems) {
     std::lock_guard<std::recursive_mutex> guard(lock_);
-    return state_.load(problem);
+    return state_.load(problems);
 }
 
 VirtualDisk* VirtualHost::disk(int number) {
@@ -125,11 +125,12 @@ HANDLE VirtualHost::createFile(const char* path, DWORD access, DWORD share, DWOR
 }
 
 BOOL VirtualHost::closeHandle(HANDLE handle) {
+    const LastErrorOnSuccess keep;
     std::lock_guard<std::recursive_mutex> guard(lock_);
     if (!find(handle)) return passThrough_.closeHandle(handle);
     handles_.erase(handle);
     state_.saveIfChanged();
-    return ::CloseHandle(handle);
+    return keep(::CloseHandle(handle));
 }
 
 // Everything completes at once; an OVERLAPPED caller finds the result in
@@ -142,12 +143,13 @@ BOOL VirtualHost::finish(BOOL ok, DWORD bytes, DWORD* done, OVERLAPPED* overlapp
         overlapped->InternalHigh = bytes;
         if (overlapped->hEvent) ::SetEvent(overlapped->hEvent);
     }
-    ::SetLastError(error);
+    if (!ok) ::SetLastError(error);
     return ok;
 }
 
 BOOL VirtualHost::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inSize, void* out, DWORD outSize,
                                   DWORD* returned, OVERLAPPED* overlapped) {
+    const LastErrorOnSuccess keep;
     std::lock_guard<std::recursive_mutex> guard(lock_);
     OpenHandle* entry = find(handle);
     if (!entry) return passThrough_.deviceIoControl(handle, code, in, inSize, out, outSize, returned, overlapped);
@@ -169,7 +171,7 @@ BOOL VirtualHost::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inS
     } else {
         ok = portIoctl(*entry, code, static_cast<uint8_t*>(in), inSize, static_cast<uint8_t*>(out), outSize, &bytes);
     }
-    return finish(ok, bytes, returned, overlapped);
+    return keep(finish(ok, bytes, returned, overlapped));
 }
 
 bool VirtualHost::ioctlFault(VirtualDisk& target, DWORD code) {
@@ -207,17 +209,19 @@ BOOL VirtualHost::transfer(OpenHandle& entry, uint8_t* buffer, DWORD size, DWORD
 }
 
 BOOL VirtualHost::readFile(HANDLE handle, void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) {
+    const LastErrorOnSuccess keep;
     std::lock_guard<std::recursive_mutex> guard(lock_);
     OpenHandle* entry = find(handle);
     if (!entry) return passThrough_.readFile(handle, buffer, size, done, overlapped);
-    return transfer(*entry, static_cast<uint8_t*>(buffer), size, done, overlapped, false);
+    return keep(transfer(*entry, static_cast<uint8_t*>(buffer), size, done, overlapped, false));
 }
 
 BOOL VirtualHost::writeFile(HANDLE handle, const void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) {
+    const LastErrorOnSuccess keep;
     std::lock_guard<std::recursive_mutex> guard(lock_);
     OpenHandle* entry = find(handle);
     if (!entry) return passThrough_.writeFile(handle, buffer, size, done, overlapped);
-    return transfer(*entry, static_cast<uint8_t*>(const_cast<void*>(buffer)), size, done, overlapped, true);
+    return keep(transfer(*entry, static_cast<uint8_t*>(const_cast<void*>(buffer)), size, done, overlapped, true));
 }
 
 BOOL VirtualHost::setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition, DWORD method) {
@@ -249,13 +253,14 @@ BOOL VirtualHost::getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWO
 }
 
 BOOL VirtualHost::flushFileBuffers(HANDLE handle) {
+    const LastErrorOnSuccess keep;
     std::lock_guard<std::recursive_mutex> guard(lock_);
     OpenHandle* entry = find(handle);
     if (!entry) return passThrough_.flushFileBuffers(handle);
     VirtualDisk* target = disk(entry->disk);
     if (!target) return failWith(ERROR_INVALID_FUNCTION);
     state_.saveIfChanged();
-    return target->image().flush() ? TRUE : failWith(ERROR_WRITE_FAULT);
+    return keep(target->image().flush() ? TRUE : failWith(ERROR_WRITE_FAULT));
 }
 
 std::unique_ptr<DeviceApi> createVirtualHost(const std::string& path) {
@@ -266,15 +271,18 @@ std::unique_ptr<DeviceApi> createVirtualHost(const std::string& path) {
         return nullptr;
     }
     auto host = std::make_unique<VirtualHost>(description);
-    if (!host->loadState(&problem)) {
-        logError("[VirtualHost] Cannot load host state %s: %s", description.stateFolder.c_str(), problem.c_str());
-        return nullptr;
-    }
+    std::vector<std::string> damaged;
+    if (!host->loadState(&damaged))
+        for (const std::string& what : damaged)
+            logWarning("[VirtualHost] Damaged host state %s: %s; it starts from its default",
+                       description.stateFolder.c_str(), what.c_str());
     return host;
 }
 
 std::unique_ptr<DeviceApi> createUnloadableHost() {
-    return std::make_unique<VirtualHost>(HostDescription(), ERROR_BAD_CONFIGURATION);
+    HostDescription nothing;
+    nothing.portIoDriver = false;
+    return std::make_unique<VirtualHost>(nothing, ERROR_BAD_CONFIGURATION);
 }
 
 }  // namespace vhost

@@ -42,6 +42,20 @@ struct DecodedRequest {
     uint32_t commandSpecific = 0;
 };
 
+// Windows leaves the thread's last error alone when a call succeeds; the
+// host's own file and event calls must not change it either.
+class LastErrorOnSuccess {
+public:
+    template <typename Result>
+    Result operator()(Result ok) const {
+        if (ok) ::SetLastError(before_);
+        return ok;
+    }
+
+private:
+    DWORD before_ = ::GetLastError();
+};
+
 // The virtual test host behind the kernel seam. It owns the device paths
 // "\\.\PhysicalDriveN" and "\\.\SCSIN:" (all of them, so a dry run never
 // touches a real disk) and hands out real event handles as tokens; any other
@@ -52,8 +66,9 @@ public:
     explicit VirtualHost(const HostDescription& description, DWORD missingError = ERROR_FILE_NOT_FOUND);
     ~VirtualHost() override;
 
-    // Reads the counters of an earlier run; false with the reason otherwise.
-    bool loadState(std::string* problem);
+    // Reads the counters of an earlier run; false when some were damaged
+    // (named in problems), which then start from their defaults.
+    bool loadState(std::vector<std::string>* problems);
 
     HANDLE createFile(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) override;
     BOOL closeHandle(HANDLE handle) override;
@@ -155,8 +170,9 @@ private:
 std::unique_ptr<DeviceApi> createVirtualHost(const std::string& path);
 
 // The stand-in for a description that could not be loaded: it owns the
-// device paths like any virtual host, has no disks, and every device open
-// fails with ERROR_BAD_CONFIGURATION, so a dry run never reaches real disks.
+// device paths like any virtual host, has no disks, every device open fails
+// with ERROR_BAD_CONFIGURATION and the port-I/O driver is missing, so a dry
+// run never reaches real disks and never passes as a good one.
 std::unique_ptr<DeviceApi> createUnloadableHost();
 
 }  // namespace vhost

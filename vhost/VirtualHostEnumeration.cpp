@@ -14,19 +14,12 @@ namespace {
 
 bool usable(VirtualDisk& disk) { return !disk.description().absent && disk.counters().powered; }
 
-std::string controllerId(const DiskDescription& disk) {
-    if (!disk.driver.instanceId.empty()) return disk.driver.instanceId;
-    if (disk.pci.present)
-        return formatText("PCI\\VEN_%04X&DEV_%04X\\4&%X&0&00E8", disk.pci.vendorId, disk.pci.deviceId, disk.number + 1);
-    return formatText("VHOST\\CONTROLLER\\%d", disk.number);
-}
-
 DeviceRecord diskRecord(const DiskDescription& disk) {
     DeviceRecord record;
     record.diskNumber = static_cast<uint32_t>(disk.number);
     record.instanceId = formatText("SCSI\\DISK&VEN_%s&PROD_%s\\%d", disk.vendor.c_str(), disk.model.c_str(),
                                    disk.number) +
-                        "\n" + controllerId(disk);
+                        "\n" + disk.driver.instanceId;
     // The disk driver's own details; the controller's replace them.
     record.providerName = "Microsoft";
     record.driverVersion = "10.0.19041.1";
@@ -36,7 +29,7 @@ DeviceRecord diskRecord(const DiskDescription& disk) {
 
 DeviceRecord portRecord(const DiskDescription& disk) {
     DeviceRecord record;
-    record.instanceId = controllerId(disk);
+    record.instanceId = disk.driver.instanceId;
     record.providerName = disk.driver.provider;
     record.driverVersion = disk.driver.version;
     record.infPath = disk.driver.infPath;

@@ -6,7 +6,7 @@ namespace zel {
 namespace vhost {
 
 PortIoBench& VirtualHost::portIoBench() {
-    if (!portIo_) portIo_ = std::make_unique<PortIoBench>(description_, portIoDriverInstalled(description_.path));
+    if (!portIo_) portIo_ = std::make_unique<PortIoBench>(description_);
     return *portIo_;
 }
 
@@ -34,8 +34,9 @@ bool VirtualHost::readPort(uint16_t port, uint32_t* value, uint8_t size) {
 }
 
 bool VirtualHost::writePort(uint16_t port, uint32_t value, uint8_t size) {
+    const LastErrorOnSuccess keep;  // recording the write touches files
     std::lock_guard<std::recursive_mutex> guard(lock_);
-    return portIoBench().writePort(port, value, size);
+    return keep(portIoBench().writePort(port, value, size));
 }
 
 bool VirtualHost::readPhysicalDword(uint64_t address, uint32_t* value) {

@@ -172,6 +172,11 @@ TEST(DiskCommandsEndToEnd, MissingPortIoDriver) {
     EXPECT_TRUE(contains(info.output, "- Disk 3:"));
     EXPECT_FALSE(contains(info.output, "- Disk 56:"));
     EXPECT_EQ(runZelCli("--prechk -a rw --rw read --diskid 0", dir.path(), env).exitCode, 0x20000001u);
+    zeltest::TempDir bare;
+    const std::vector<std::string> noNvme = {hostIn(bare, R"({"portIoDriver": false, "disks": []})")};
+    EXPECT_EQ(runZelCli("--prechk", bare.path(), noNvme).exitCode, 0x20000001u) << "no NVMe disk to inspect";
+    const std::vector<std::string> unloadable = {hostIn(bare, "{ not json")};
+    EXPECT_EQ(runZelCli("--prechk", bare.path(), unloadable).exitCode, 0x20000001u);
 
     zeltest::TempDir good;
     const std::vector<std::string> withDriver = {hostIn(good, smallHost(true))};

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "core/DeviceApi.h"
 #include "tests/support/TempDir.h"
@@ -40,7 +41,8 @@ private:
         std::string problem;
         zel::vhost::loadHostDescription(path_, &description, &problem);
         host_ = std::make_unique<zel::vhost::VirtualHost>(description);
-        host_->loadState(&problem);
+        std::vector<std::string> damaged;
+        host_->loadState(&damaged);
     }
 
     TempDir dir_;

@@ -2,11 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <string>
+#include <vector>
 
 #include "tests/support/TempDir.h"
 #include "vhost/DeviceData.h"
 #include "vhost/DiskImage.h"
 #include "vhost/HostState.h"
+#include "vhost/PortIoBench.h"
 
 using namespace zel::vhost;
 
@@ -141,13 +144,70 @@ TEST(HostState, CountersSurviveASaveAndLoad) {
         ASSERT_TRUE(state.save()) << "a second save replaces the file";
     }
     HostState state(folder.file("host.json.state"));
-    std::string problem;
-    ASSERT_TRUE(state.load(&problem)) << problem;
+    std::vector<std::string> problems;
+    ASSERT_TRUE(state.load(&problems));
     EXPECT_EQ(state.counters(3).powerCycles, 17u);
     EXPECT_EQ(state.counters(3).bytesWritten, 12345u);
     EXPECT_FALSE(state.counters(3).powered);
-    std::ofstream(folder.file("host.json.state/counters.json")) << "{broken";
-    HostState broken(folder.file("host.json.state"));
-    EXPECT_FALSE(broken.load(&problem));
-    EXPECT_EQ(problem, "counters.json in the state folder is damaged");
+}
+
+// A damaged value is named and starts from its default; the rest is kept.
+TEST(HostState, DamagedCountersStartFromTheirDefaults) {
+    struct Case {
+        const char* file;
+        const char* problem;
+        bool (*atDefault)(const DiskCounters&);
+    } cases[] = {
+        {R"({"disks": {"3": {"powerCycles": 4, "firstUse": -1e300}}})",
+         "counters.json.disks.3.firstUse: expected a whole number below 2^64",
+         [](const DiskCounters& c) { return c.firstUse == 0; }},
+        {R"({"disks": {"3": {"powerCycles": 4, "mediaErrors": -2}}})",
+         "counters.json.disks.3.mediaErrors: expected a non-negative number",
+         [](const DiskCounters& c) { return c.mediaErrors == 0; }},
+        {R"({"disks": {"3": {"powerCycles": 4, "powered": 0}}})",
+         "counters.json.disks.3.powered: expected true or false", [](const DiskCounters& c) { return c.powered; }},
+        {R"({"disks": {"3": {"powerCycles": 4}, "99999999999": {}}})",
+         "counters.json.disks.99999999999: not a disk number", [](const DiskCounters&) { return true; }},
+    };
+    for (const Case& c : cases) {
+        zeltest::TempDir folder;
+        std::ofstream(folder.file("counters.json")) << c.file;
+        HostState state(folder.path());
+        std::vector<std::string> problems;
+        EXPECT_FALSE(state.load(&problems)) << c.file;
+        EXPECT_EQ(problems, std::vector<std::string>{c.problem});
+        EXPECT_TRUE(c.atDefault(state.counters(3))) << c.file;
+        EXPECT_EQ(state.counters(3).powerCycles, 4u) << c.file;
+    }
+    zeltest::TempDir folder;
+    std::ofstream(folder.file("counters.json")) << "{broken";
+    std::vector<std::string> problems;
+    EXPECT_FALSE(HostState(folder.path()).load(&problems));
+    EXPECT_EQ(problems, std::vector<std::string>{"counters.json: not valid JSON"});
+}
+
+TEST(PortIoBench, WriteLogKeepsOnlyTheMostRecentWrites) {
+    zeltest::TempDir folder;
+    HostDescription host;
+    host.stateFolder = folder.path();
+    {
+        std::ofstream earlier(folder.file("port-writes.log"));
+        for (unsigned i = 0; i < kPortLogLimit + 100; ++i) earlier << "0x0080 " << i << " 1\n";
+    }
+    PortIoBench bench(host);
+    bench.open = true;
+    auto lines = [&] {
+        std::vector<std::string> all;
+        std::ifstream in(folder.file("port-writes.log"));
+        for (std::string line; std::getline(in, line);) all.push_back(line);
+        return all;
+    };
+    ASSERT_TRUE(bench.writePort(0x70, 0x0B, 1));
+    std::vector<std::string> now = lines();
+    EXPECT_LE(now.size(), kPortLogLimit);
+    ASSERT_GE(now.size(), 2u);
+    EXPECT_EQ(now.back(), "0x0070 0x0000000B 1");
+    EXPECT_EQ(now[now.size() - 2], "0x0080 " + std::to_string(kPortLogLimit + 99) + " 1") << "recent ones stay";
+    for (unsigned i = 0; i < kPortLogLimit; ++i) bench.writePort(0x80, i, 1);
+    EXPECT_LE(lines().size(), kPortLogLimit) << "bounded within one run too";
 }

@@ -46,7 +46,7 @@ TEST(HostDescription, DefaultsFollowBusAndProvider) {
     EXPECT_TRUE(host.disks[4].isScsi());
     EXPECT_EQ(host.disks[4].physicalSectorSize, 4096u) << "physical defaults to logical";
     EXPECT_EQ(host.disks[4].capacityBytes, 8u * 4096);
-    EXPECT_EQ(host.disks[5].driver.nvmeRoute, "miniport") << "no provider: vendor miniport";
+    EXPECT_EQ(host.disks[5].driver.nvmeRoute, "stornvme") << "no provider: the inbox driver, as the tool sees it";
     EXPECT_EQ(host.disks[5].scsiAddress.port, 7);
     EXPECT_NE(host.disk(7), nullptr);
     EXPECT_EQ(host.disk(6), nullptr);
@@ -108,4 +108,39 @@ TEST(HostDescription, ProblemsNameTheKeyAtFault) {
               "disks[1].number: disk number 1 is given twice");
     EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "driver": {"nvmeRoute": "magic"}}]})"),
               "disks[0].driver.nvmeRoute: expected stornvme, miniport or irst");
+}
+
+TEST(HostDescription, ValuesOutsideTheirFieldAreRejected) {
+    struct Case {
+        const char* fields;
+        const char* problem;
+    } cases[] = {
+        {R"("sectorCount": 8, "number": 2147483648)", "disks[0].number: 2147483648 is outside 0..2147483647"},
+        {R"("sectorCount": 8, "busType": 256)", "disks[0].busType: 256 is outside 0..255"},
+        {R"("capacityBytes": "-512")", "disks[0].capacityBytes: expected a non-negative number"},
+        {R"("capacityBytes": 1000)", "disks[0].capacityBytes: not a multiple of the logical sector size 512"},
+        {R"("capacityBytes": "0x10000000000000000")",
+         "disks[0].capacityBytes: \"0x10000000000000000\" does not fit in 64 bits"},
+        {R"("capacityBytes": 18446744073709551616)", "disks[0].capacityBytes: expected a whole number below 2^64"},
+        {R"("sectorCount": "0x80000000000000")",
+         "disks[0].sectorCount: 36028797018963968 sectors of 512 bytes exceed the largest capacity, 2^63-1 bytes"},
+        {R"("sectorCount": 8, "physicalSectorSize": 1536)",
+         "disks[0].physicalSectorSize: expected the logical sector size times a power of two"},
+        {R"("sectorCount": 8, "logicalSectorSize": 4096, "physicalSectorSize": 512)",
+         "disks[0].physicalSectorSize: expected the logical sector size times a power of two"},
+        {R"("sectorCount": 8, "number": 300)",
+         "disks[0].scsiAddress.port: needed for a disk numbered above 255 (ports are 0..255)"},
+        {R"("sectorCount": 8, "pci": {"device": 32})", "disks[0].pci.device: 32 is outside 0..31"},
+        {R"("sectorCount": 8, "identifyWords": {"x": 1})", "disks[0].identifyWords.x: expected a non-negative number"},
+        {R"("sectorCount": 8, "faults": [{"kind": "corrupt", "lba": "0xFFFFFFFFFFFFFFF0", "count": 32}])",
+         "disks[0].faults[0].count: the range runs past LBA 2^64-1"},
+        {R"("sectorCount": 8, "vendorAnswers": [5])", "disks[0].vendorAnswers[0]: expected an object"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(problemOf(std::string(R"({"disks": [{)") + c.fields + "}]}"), c.problem) << c.fields;
+    EXPECT_EQ(problemOf(R"({"portIoDriver": "no"})"), "host.portIoDriver: expected true or false");
+    EXPECT_EQ(problemOf(R"({"disks": [
+        {"number": 1, "sectorCount": 8, "driver": {"provider": "A", "instanceId": "PCI\\X\\1"}},
+        {"number": 2, "sectorCount": 8, "driver": {"provider": "B", "instanceId": "PCI\\X\\12"}}]})"),
+              "disks[1].driver.instanceId: contains the controller id of disk 1, \"PCI\\X\\1\"");
 }

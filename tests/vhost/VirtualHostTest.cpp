@@ -5,9 +5,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "core/DriveOpener.h"
+#include "disk/DiskList.h"
+#include "disk/DiskTypes.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/InstalledHost.h"
 #include "tests/support/LogCapture.h"
@@ -167,6 +171,29 @@ TEST(VirtualHostDrive, ReadWriteSeekOverlappedIoAndRestart) {
     EXPECT_EQ(back, data);
 }
 
+TEST(VirtualHostDrive, SuccessLeavesTheCallersLastError) {
+    InstalledHost installed(zeltest::routeHost());
+    zel::DeviceApi& api = zel::deviceApi();
+    HANDLE drive = openDrive(0);
+    ASSERT_NE(drive, INVALID_HANDLE_VALUE);
+    std::vector<uint8_t> buffer(512);
+    DWORD done = 0;
+    // The first read and write meet a missing image, the close saves counters.
+    const std::pair<const char*, std::function<bool()>> calls[] = {
+        {"IOCTL", [&] { return api.deviceIoControl(drive, 0x41018, nullptr, 0, buffer.data(), 8, &done, nullptr); }},
+        {"read", [&] { return api.readFile(drive, buffer.data(), 512, &done, nullptr); }},
+        {"write", [&] { return api.writeFile(drive, buffer.data(), 512, &done, nullptr); }},
+        {"flush", [&] { return api.flushFileBuffers(drive); }},
+        {"port write", [&] { return api.portIoOpen() && api.writePort(0x70, 0x0B, 1); }},
+        {"close", [&] { return api.closeHandle(drive); }},
+    };
+    for (const auto& call : calls) {
+        SetLastError(ERROR_ALREADY_EXISTS);  // left by an earlier call of the caller
+        EXPECT_TRUE(call.second()) << call.first;
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS)) << call.first;
+    }
+}
+
 TEST(VirtualHostFaults, DriveLevelFaults) {
     InstalledHost installed(zeltest::routeHost(
         R"("faults": [{"kind": "crc_error", "lba": 8, "count": 1},
@@ -207,11 +234,36 @@ TEST(VirtualHostSelection, LoadFailuresAreReportedAndLeaveNoDisks) {
     EXPECT_EQ(zel::vhost::createVirtualHost(dir.file("missing.json")), nullptr);
     EXPECT_TRUE(log.contains("missing.json: cannot open the file\n"));
 
+    std::ofstream(dir.file("typed.json")) << R"({"portIoDriver": "yes", "disks": []})";
+    EXPECT_EQ(zel::vhost::createVirtualHost(dir.file("typed.json")), nullptr);
+    EXPECT_TRUE(log.contains("typed.json: host.portIoDriver: expected true or false\n"));
+
     std::unique_ptr<zel::DeviceApi> empty = zel::vhost::createUnloadableHost();
     EXPECT_EQ(empty->createFile("\\\\.\\PhysicalDrive0", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_CONFIGURATION));
     EXPECT_EQ(empty->createFile("\\\\.\\SCSI0:", GENERIC_READ, 3, OPEN_EXISTING, 0), INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(empty->portIoOpen()) << "no driver either, so no run on it passes for a good one";
+    EXPECT_FALSE(empty->portIoIsOpen());
     EXPECT_FALSE(zeltest::fileExists(dir.file("bad.json.state"))) << "nothing written for a failed load";
+}
+
+TEST(VirtualHostSelection, DamagedCountersAreReportedAndTheDisksKept) {
+    zeltest::TempDir dir;
+    zeltest::LogCapture log;
+    const std::string path = dir.file("host.json");
+    std::ofstream(path) << zeltest::routeHost();
+    CreateDirectoryA((path + ".state").c_str(), nullptr);
+    std::ofstream(path + ".state\\counters.json") << R"({"disks": {"0": {"powerCycles": -1, "bytesRead": 512}}})";
+    std::unique_ptr<zel::DeviceApi> api = zel::vhost::createVirtualHost(path);
+    ASSERT_NE(api, nullptr);
+    EXPECT_TRUE(log.contains("[VirtualHost] Damaged host state " + path +
+                             ".state: counters.json.disks.0.powerCycles: expected a non-negative number; it starts "
+                             "from its default\n"))
+        << log.text();
+    auto& host = static_cast<zel::vhost::VirtualHost&>(*api);
+    EXPECT_EQ(host.disk(0)->counters().powerCycles, 0u);
+    EXPECT_EQ(host.disk(0)->counters().bytesRead, 512u) << "the sound counters are kept";
+    EXPECT_EQ(host.description().disks.size(), 6u);
 }
 
 TEST(VirtualHostSelection, PathsItDoesNotOwnReachWindows) {
@@ -226,4 +278,59 @@ TEST(VirtualHostSelection, PathsItDoesNotOwnReachWindows) {
     EXPECT_TRUE(zel::deviceApi().closeHandle(file));
     EXPECT_EQ(zeltest::readFile(path), "abc");
     EXPECT_EQ(installed.host().openHandleCount(), 0u);
+}
+
+namespace {
+
+zeltest::ChildResult runOnHost(const zeltest::TempDir& dir, const std::string& description,
+                               const std::string& arguments) {
+    std::ofstream(dir.file("host.json"), std::ios::binary) << description;
+    return zeltest::runZelCli(arguments, dir.path(), {"ZELCLI_VHOST=" + dir.file("host.json")});
+}
+
+}  // namespace
+
+TEST(VirtualHostEndToEnd, InfoOnAnUnloadableHostFails) {
+    for (const char* description : {"{", R"({"portIoDriver": "yes", "disks": []})"}) {
+        zeltest::TempDir dir;
+        const zeltest::ChildResult info = runOnHost(dir, description, "--info");
+        EXPECT_EQ(info.exitCode, 0x20000001u) << description << "\n" << info.output;
+        EXPECT_NE(info.output.find("Cannot load host description"), std::string::npos) << info.output;
+    }
+}
+
+// Disk 1's default controller id used to be part of those of disks 10..19,
+// and an NVMe disk without a provider was answered on another route than
+// the one the tool took for it.
+TEST(VirtualHostEndToEnd, DisksNumberedTenAndUpKeepTheirOwnController) {
+    const std::string description = R"({"disks": [
+        {"number": 1, "busType": 17, "model": "One", "driver": {"provider": "Microsoft"}, "sectorCount": 4096},
+        {"number": 10, "busType": 17, "model": "Ten", "driver": {"provider": "Other Vendor"}, "sectorCount": 4096},
+        {"number": 11, "busType": 17, "model": "Eleven", "sectorCount": 4096},
+        {"number": 12, "busType": 8, "model": "Twelve", "driver": {"provider": "Intel"}, "sectorCount": 4096}]})";
+    zeltest::TempDir dir;
+    const zeltest::ChildResult info = runOnHost(dir, description, "--info --out-ini all.ini");
+    EXPECT_EQ(info.exitCode, 0u) << info.output;
+    const struct {
+        int disk;
+        int protocol;
+    } expected[] = {{1, zel::protocol_code::kNvmeByStornvme},
+                    {10, zel::protocol_code::kNvmeByScsiMiniport},
+                    {11, zel::protocol_code::kNvmeByStornvme},
+                    {12, zel::protocol_code::kNvmeByIrst}};
+    for (const auto& e : expected) {
+        const std::string section = "Disk" + std::to_string(e.disk);
+        EXPECT_EQ(GetPrivateProfileIntA(section.c_str(), "ProtocolType", -1, dir.file("all.ini").c_str()), e.protocol)
+            << section;
+    }
+
+    InstalledHost installed(description);
+    zel::DiskList::instance().reset();
+    for (const auto& e : expected) {
+        zel::DiskBase* disk = zel::DiskList::instance().get(false).findDisk(e.disk, "", "", "");
+        ASSERT_NE(disk, nullptr) << e.disk;
+        std::vector<uint8_t> identify;
+        EXPECT_EQ(disk->identify(&identify), 0u) << "the host answers on the tool's route, disk " << e.disk;
+    }
+    zel::DiskList::instance().reset();
 }
