@@ -112,8 +112,10 @@ BOOL VirtualHost::nvmeProtocolCommand(VirtualDisk& target, uint8_t* in, DWORD in
     last_.commandSpecific = get32(in + 56);
     last_.timeout = get32(in + 40);
     last_.transferLength = toLength ? toLength : fromLength;
-    if (toLength && (toOffset < 144 || toOffset + toLength > inSize)) return fail(ERROR_INVALID_PARAMETER);
-    if (fromLength && (fromOffset < 144 || fromOffset + fromLength > outSize)) return fail(ERROR_INVALID_PARAMETER);
+    // 64-bit sums: offsets and lengths come from the caller and must not wrap.
+    if (toLength && (toOffset < 144 || uint64_t{toOffset} + toLength > inSize)) return fail(ERROR_INVALID_PARAMETER);
+    if (fromLength && (fromOffset < 144 || uint64_t{fromOffset} + fromLength > outSize))
+        return fail(ERROR_INVALID_PARAMETER);
     if (out != in) std::memcpy(out, in, inSize < outSize ? inSize : outSize);
     *returned = outSize;
 

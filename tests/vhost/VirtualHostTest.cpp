@@ -194,6 +194,26 @@ TEST(VirtualHostDrive, SuccessLeavesTheCallersLastError) {
     }
 }
 
+// Offsets and lengths of a protocol command come from the caller; their sum
+// must not wrap past the buffer's end.
+TEST(VirtualHostDrive, ProtocolCommandOffsetsThatWrapAreRefused) {
+    InstalledHost installed(zeltest::routeHost());
+    HANDLE drive = openDrive(1);
+    ASSERT_NE(drive, INVALID_HANDLE_VALUE);
+    std::vector<uint8_t> block(4096);
+    auto put32 = [&](size_t at, uint32_t v) { std::memcpy(&block[at], &v, 4); };
+    put32(0, 1);             // version
+    put32(4, 84);            // length
+    put32(36, 0x100);        // data from the device
+    put32(52, 0xFFFFFF80);   // its offset: 0x80 once the sum wraps
+    block[80] = 0x06;        // IDENTIFY
+    DWORD done = 0;
+    EXPECT_FALSE(zel::deviceApi().deviceIoControl(drive, 0x2DD3C0, block.data(), 4096, block.data(), 4096, &done,
+                                                  nullptr));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    zel::deviceApi().closeHandle(drive);
+}
+
 TEST(VirtualHostFaults, DriveLevelFaults) {
     InstalledHost installed(zeltest::routeHost(
         R"("faults": [{"kind": "crc_error", "lba": 8, "count": 1},
@@ -314,10 +334,7 @@ TEST(VirtualHostEndToEnd, DisksNumberedTenAndUpKeepTheirOwnController) {
     const struct {
         int disk;
         int protocol;
-    } expected[] = {{1, zel::protocol_code::kNvmeByStornvme},
-                    {10, zel::protocol_code::kNvmeByScsiMiniport},
-                    {11, zel::protocol_code::kNvmeByStornvme},
-                    {12, zel::protocol_code::kNvmeByIrst}};
+    } expected[] = {{1, 6}, {10, 7}, {11, 6}, {12, 8}};  // inbox, miniport, inbox, RST
     for (const auto& e : expected) {
         const std::string section = "Disk" + std::to_string(e.disk);
         EXPECT_EQ(GetPrivateProfileIntA(section.c_str(), "ProtocolType", -1, dir.file("all.ini").c_str()), e.protocol)
@@ -327,7 +344,7 @@ TEST(VirtualHostEndToEnd, DisksNumberedTenAndUpKeepTheirOwnController) {
     InstalledHost installed(description);
     zel::DiskList::instance().reset();
     for (const auto& e : expected) {
-        zel::DiskBase* disk = zel::DiskList::instance().get(false).findDisk(e.disk, "", "", "");
+        zel::DiskBase* disk = zel::DiskList::instance().get(false).findDisk(zel::DiskSelector::byNumber(e.disk));
         ASSERT_NE(disk, nullptr) << e.disk;
         std::vector<uint8_t> identify;
         EXPECT_EQ(disk->identify(&identify), 0u) << "the host answers on the tool's route, disk " << e.disk;
