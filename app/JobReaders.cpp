@@ -15,7 +15,7 @@ Coverage readCoverage(OptionReader& reader, const ParseResult& args) {
     if (percent) text.pop_back();
     uint64_t value = 0;
     if (!readNumber(text, &value)) {
-        reader.number("size", 0);  // records the refusal
+        reader.refuse("size");
         return coverage;
     }
     coverage.value = value;

@@ -41,7 +41,7 @@ int32_t OptionReader::decimal(const char* name, int32_t defaultValue) {
     if (!args_.has(name)) return defaultValue;
     int32_t value = 0;
     if (readDecimal32(args_.text(name), &value)) return value;
-    refuse(name, args_.text(name));
+    refuse(name);
     return defaultValue;
 }
 
@@ -65,7 +65,7 @@ double OptionReader::amount(const char* name, double defaultValue) {
     if (!args_.has(name)) return defaultValue;
     double value = 0;
     if (readAmount(args_.text(name), &value)) return value;
-    refuse(name, args_.text(name));
+    refuse(name);
     return defaultValue;
 }
 
@@ -75,12 +75,12 @@ DiskSelector OptionReader::diskSelector() {
 
 bool OptionReader::readNumberText(const char* name, const std::string& text, uint64_t maximum, uint64_t* value) {
     if (readNumber(text, value) && *value <= maximum) return true;
-    refuse(name, args_.text(name));
+    refuse(name);
     return false;
 }
 
-void OptionReader::refuse(const char* name, const std::string& value) {
-    if (!problem_) problem_ = OptionProblem{OptionProblem::Kind::NotANumber, name, value};
+void OptionReader::refuse(const char* name) {
+    if (!problem_) problem_ = OptionProblem{OptionProblem::Kind::NotANumber, name, args_.text(name)};
 }
 
 }  // namespace zel

@@ -45,11 +45,12 @@ public:
 
     DiskSelector diskSelector();
 
+    // Records the option's value as refused, for readers of special forms.
+    void refuse(const char* name);
     const std::optional<OptionProblem>& problem() const { return problem_; }
 
 private:
     bool readNumberText(const char* name, const std::string& text, uint64_t maximum, uint64_t* value);
-    void refuse(const char* name, const std::string& value);
 
     const ParseResult& args_;
     std::optional<OptionProblem> problem_;

@@ -2,6 +2,8 @@
 
 #include <cctype>
 
+#include "core/NumberText.h"
+
 namespace zel {
 namespace vhost {
 namespace {
@@ -14,53 +16,12 @@ int digitValue(char c) {
     return 99;
 }
 
-// Splits off the base prefix or suffix and the k/m/g multiplier.
-std::string numberDigits(std::string text, unsigned* base, unsigned* shift) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    *base = 10;
-    *shift = 0;
-    if (text.rfind("0x", 0) == 0) {
-        *base = 16;
-        return text.substr(2);
-    }
-    if (text.empty()) return text;
-    const char last = text.back();
-    if (last == 'h') *base = 16;
-    if (last == 'b' && text.size() >= 2 && std::isdigit(static_cast<unsigned char>(text[text.size() - 2]))) *base = 2;
-    if (last == 'k' || last == 'm' || last == 'g') *shift = last == 'k' ? 10 : last == 'm' ? 20 : 30;
-    if (*base != 10 || *shift != 0) text.pop_back();
-    return text;
-}
-
 }  // namespace
 
 bool parseUnsignedText(const std::string& text, uint64_t* value, std::string* problem) {
-    unsigned base = 10, shift = 0;
-    const std::string digits = numberDigits(text, &base, &shift);
-    if (digits.empty()) {
-        *problem = kNotANumber;
-        return false;
-    }
-    const uint64_t max = std::numeric_limits<uint64_t>::max();
-    uint64_t result = 0;
-    for (char c : digits) {
-        const unsigned digit = static_cast<unsigned>(digitValue(c));
-        if (digit >= base) {
-            *problem = kNotANumber;
-            return false;
-        }
-        if (result > (max - digit) / base) {
-            *problem = "\"" + text + "\" does not fit in 64 bits";
-            return false;
-        }
-        result = result * base + digit;
-    }
-    if (result > (max >> shift)) {
-        *problem = "\"" + text + "\" does not fit in 64 bits";
-        return false;
-    }
-    *value = result << shift;
-    return true;
+    if (readNumber(text, value)) return true;
+    *problem = "\"" + text + "\" is not a number of at most 64 bits";
+    return false;
 }
 
 bool JsonReader::number(const json& value, const std::string& where, uint64_t max, uint64_t* out) {
