@@ -4,6 +4,7 @@
 
 #include "app/JobReaders.h"
 #include "core/Logger.h"
+#include "io/RwEngine.h"
 
 namespace {
 const char* const kMissDisk = "Miss some options (diskid/diskmodel/disksn/diskpattern)!";
@@ -32,7 +33,7 @@ bool ActionRw::init(const zel::ParseResult& options) {
     return acceptJob(zel::readRwJob(options, now, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionRw::execute(const zel::ParseResult&) { return notYetSupported(); }
+zel::ErrorCode ActionRw::execute(const zel::ParseResult&) { return zel::runRw(job_, *disk_); }
 
 bool ActionCommand::init(const zel::ParseResult& options) {
     if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);

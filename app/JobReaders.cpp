@@ -48,6 +48,8 @@ std::optional<OptionProblem> readRwJob(const ParseResult& args, uint64_t nowSeco
     job->totalSeconds = r.amount("totaltime", 0);
     job->totalBytes = r.number("totalio", 0);
     job->queueDepth = static_cast<uint32_t>(r.number("qd", 1, UINT32_MAX));
+    job->threadCount = r.flag("thread") ? 0 : 1;
+    job->requestTimeoutSeconds = r.amount("timeout", 0);
     job->seed = r.number("seed", nowSeconds);
     job->dmaFua = r.flag("dma");
     job->alignBytes = static_cast<uint32_t>(r.number("align", 0, UINT32_MAX));

@@ -35,6 +35,8 @@ BOOL Win32DeviceApi::getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, 
 
 BOOL Win32DeviceApi::flushFileBuffers(HANDLE handle) { return ::FlushFileBuffers(handle); }
 
+BOOL Win32DeviceApi::cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) { return ::CancelIoEx(handle, overlapped); }
+
 DWORD Win32DeviceApi::getLogicalDrives() { return ::GetLogicalDrives(); }
 
 bool Win32DeviceApi::getVolumeSpace(char letter, VolumeSpace* space) {

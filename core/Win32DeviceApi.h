@@ -17,6 +17,7 @@ public:
                           DWORD method) override;
     BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
     BOOL flushFileBuffers(HANDLE handle) override;
+    BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) override;
 
     DWORD getLogicalDrives() override;
     bool getVolumeSpace(char letter, VolumeSpace* space) override;

@@ -85,4 +85,12 @@ ErrorCode NvmeSsd::getLogPage(uint8_t logId, uint32_t size, std::vector<uint8_t>
     return sendNvmeAdmin(*this, command, data, size);
 }
 
+ErrorCode NvmeSsd::readVendorData(uint8_t opcode, uint32_t size, std::vector<uint8_t>* data) {
+    NvmeCommand command;
+    command.command[0] = opcode;
+    command.setDword(1, 1);
+    command.setDword(10, (size + 3) / 4 - 1);
+    return sendNvmeAdmin(*this, command, data, size);
+}
+
 }  // namespace zel

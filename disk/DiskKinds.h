@@ -22,6 +22,9 @@ public:
     // Identify namespace (CNS 0), 4096 bytes.
     ErrorCode identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data);
     ErrorCode getLogPage(uint8_t logId, uint32_t size, std::vector<uint8_t>* data) override;
+    // A vendor admin command that returns data, for namespace 1, with the
+    // transfer's dword count minus one in CDW10 as Get Log Page has it.
+    ErrorCode readVendorData(uint8_t opcode, uint32_t size, std::vector<uint8_t>* data);
 };
 
 class Ufd : public DiskBase {

@@ -54,8 +54,12 @@ struct RwJob {
     double totalSeconds = 0;
     uint64_t totalBytes = 0;
     uint32_t queueDepth = 1;
-    // --thread is a flag without a value: one worker.
+    // --thread is a flag without a value: given, it asks for one worker per
+    // processor (0); absent, one worker.
     uint32_t threadCount = 1;
+    // --timeout: a transfer still pending after this many seconds is
+    // cancelled and fails the worker; 0 waits for ever.
+    double requestTimeoutSeconds = 0;
     uint64_t seed = 0;  // the clock's seconds unless --seed is given
     bool dmaFua = false;
     uint32_t alignBytes = 0;

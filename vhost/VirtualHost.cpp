@@ -252,6 +252,14 @@ BOOL VirtualHost::getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWO
     return TRUE;
 }
 
+// Requests complete before their call returns, so there is nothing to cancel.
+BOOL VirtualHost::cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) {
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    if (!find(handle)) return passThrough_.cancelIoEx(handle, overlapped);
+    ::SetLastError(ERROR_NOT_FOUND);
+    return FALSE;
+}
+
 BOOL VirtualHost::flushFileBuffers(HANDLE handle) {
     const LastErrorOnSuccess keep;
     std::lock_guard<std::recursive_mutex> guard(lock_);

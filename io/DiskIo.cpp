@@ -1,0 +1,135 @@
+#include "io/DiskIo.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "core/DeviceApi.h"
+#include "core/ErrorCodes.h"
+#include "disk/DiskBase.h"
+#include "io/IoLayouts.h"
+#include "protocol/CommandRecords.h"
+#include "protocol/IProtocol.h"
+
+namespace zel {
+namespace {
+
+bool fail() {
+    takeSystemLastError();
+    return false;
+}
+
+void place(OVERLAPPED* overlapped, uint64_t offset) {
+    overlapped->Offset = static_cast<DWORD>(offset);
+    overlapped->OffsetHigh = static_cast<DWORD>(offset >> 32);
+    overlapped->Internal = 0;
+    overlapped->InternalHigh = 0;
+}
+
+}  // namespace
+
+bool DiskIo::open(DWORD flags) {
+    flags_ = flags;
+    handle_ = openPhysicalDrive(static_cast<uint32_t>(disk_.number()), flags);
+    return handle_ ? true : fail();
+}
+
+uint32_t DiskIo::sectorSize() const { return disk_.logicalSectorSize() ? disk_.logicalSectorSize() : 512; }
+uint64_t DiskIo::totalSectors() const { return disk_.sectorCount(); }
+int DiskIo::diskNumber() const { return disk_.number(); }
+
+bool DiskIo::start(bool write, const Transfer& transfer, uint8_t* buffer, OVERLAPPED* overlapped) {
+    place(overlapped, transfer.lba * sectorSize());
+    const DWORD bytes = transfer.sectors * sectorSize();
+    const BOOL done = write ? deviceApi().writeFile(handle(), buffer, bytes, nullptr, overlapped)
+                            : deviceApi().readFile(handle(), buffer, bytes, nullptr, overlapped);
+    if (done || GetLastError() == ERROR_IO_PENDING) return true;
+    return fail();
+}
+
+bool DiskIo::finish(OVERLAPPED* overlapped, DWORD timeoutMs) {
+    if (timeoutMs && WaitForSingleObject(overlapped->hEvent, timeoutMs) == WAIT_TIMEOUT) {
+        deviceApi().cancelIoEx(handle(), overlapped);
+        DWORD ignored = 0;
+        deviceApi().getOverlappedResult(handle(), overlapped, &ignored, TRUE);
+        setLastError(ERROR_SEM_TIMEOUT);
+        return false;
+    }
+    DWORD done = 0;
+    if (!deviceApi().getOverlappedResult(handle(), overlapped, &done, TRUE)) return fail();
+    return true;
+}
+
+bool DiskIo::transfer(bool write, const Transfer& transfer, uint8_t* buffer) {
+    const uint64_t offset = transfer.lba * sectorSize();
+    const DWORD bytes = transfer.sectors * sectorSize();
+    if (isOverlapped()) {
+        OVERLAPPED overlapped{};
+        overlapped.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        const bool ok = start(write, transfer, buffer, &overlapped) && finish(&overlapped, 0);
+        CloseHandle(overlapped.hEvent);
+        return ok;
+    }
+    LARGE_INTEGER distance;
+    distance.QuadPart = static_cast<LONGLONG>(offset);
+    DWORD done = 0;
+    if (!deviceApi().setFilePointerEx(handle(), distance, nullptr, FILE_BEGIN)) return fail();
+    const BOOL ok = write ? deviceApi().writeFile(handle(), buffer, bytes, &done, nullptr)
+                          : deviceApi().readFile(handle(), buffer, bytes, &done, nullptr);
+    return ok ? true : fail();
+}
+
+bool DiskIo::ataDmaTransfer(bool write, const Transfer& transfer, uint8_t* buffer) {
+    IProtocol* route = disk_.protocol();
+    if (!route) {
+        setLastError(err::kFunctionNotSupported);
+        return false;
+    }
+    AtaCommand command;
+    command.command = write ? 0x35 : 0x25;  // WRITE / READ DMA EXT
+    command.lba = transfer.lba;
+    command.count = static_cast<uint16_t>(transfer.sectors);  // 0 is 65536 sectors
+    command.device = 0x40;
+    command.flags = ataflags::k48Bit | ataflags::kDma | (write ? ataflags::kDataOut : ataflags::kDataIn);
+    command.timeout = 30;
+    return route->sendCommand(handle(), buffer, transfer.sectors * sectorSize(), &command);
+}
+
+bool DiskIo::trim(const std::vector<Transfer>& ranges) {
+    std::vector<uint8_t> request(dsm::kRangesOffset + ranges.size() * sizeof(dsm::Range));
+    dsm::Header header;
+    header.rangesOffset = dsm::kRangesOffset;
+    header.rangesLength = static_cast<uint32_t>(ranges.size() * sizeof(dsm::Range));
+    std::memcpy(request.data(), &header, sizeof header);
+    for (size_t i = 0; i < ranges.size(); ++i) {
+        dsm::Range range;
+        range.startingOffset = static_cast<int64_t>(ranges[i].lba * sectorSize());
+        range.lengthInBytes = uint64_t{ranges[i].sectors} * sectorSize();
+        std::memcpy(request.data() + dsm::kRangesOffset + i * sizeof range, &range, sizeof range);
+    }
+    DWORD returned = 0;
+    const BOOL ok = deviceApi().deviceIoControl(handle(), dsm::kIoctl, request.data(),
+                                                static_cast<DWORD>(request.size()), nullptr, 0, &returned, nullptr);
+    return ok ? true : fail();
+}
+
+bool DiskIo::flush() { return deviceApi().flushFileBuffers(handle()) ? true : fail(); }
+
+AlignedBuffer::AlignedBuffer(size_t bytes) : size_(bytes) {
+    if (bytes) data_ = static_cast<uint8_t*>(_aligned_malloc(bytes, 4096));
+}
+
+AlignedBuffer::~AlignedBuffer() { _aligned_free(data_); }
+
+AlignedBuffer::AlignedBuffer(AlignedBuffer&& other) noexcept : data_(other.data_), size_(other.size_) {
+    other.data_ = nullptr;
+    other.size_ = 0;
+}
+
+AlignedBuffer& AlignedBuffer::operator=(AlignedBuffer&& other) noexcept {
+    std::swap(data_, other.data_);
+    std::swap(size_, other.size_);
+    return *this;
+}
+
+}  // namespace zel

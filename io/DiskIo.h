@@ -1,0 +1,74 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "core/DriveOpener.h"
+#include "io/TransferPlan.h"
+
+namespace zel {
+
+class DiskBase;
+
+// Creation flags of the engine's handles.
+namespace openflag {
+constexpr DWORD kNoBuffering = 0x20000000;
+constexpr DWORD kWriteThrough = 0x80000000;
+constexpr DWORD kOverlapped = 0x40000000;
+}  // namespace openflag
+
+// One handle to a physical disk and the single transfers the engines are
+// made of. Every failure returns false with the last error set.
+class DiskIo {
+public:
+    explicit DiskIo(const DiskBase& disk) : disk_(disk) {}
+
+    bool open(DWORD flags);
+    bool isOverlapped() const { return (flags_ & openflag::kOverlapped) != 0; }
+    HANDLE handle() const { return handle_.get(); }
+    uint32_t sectorSize() const;
+    uint64_t totalSectors() const;
+    int diskNumber() const;
+
+    // One transfer, waited for, on either kind of handle.
+    bool transfer(bool write, const Transfer& transfer, uint8_t* buffer);
+    // READ/WRITE DMA EXT through the disk's ATA route (SATA with --dma).
+    bool ataDmaTransfer(bool write, const Transfer& transfer, uint8_t* buffer);
+    // One data-set-management trim request for all ranges.
+    bool trim(const std::vector<Transfer>& ranges);
+    bool flush();
+
+    // Starts an overlapped transfer; false with the last error unless it is
+    // pending or done (then wait with finish).
+    bool start(bool write, const Transfer& transfer, uint8_t* buffer, OVERLAPPED* overlapped);
+    // Waits for a started transfer; timeoutMs 0 waits for ever. A transfer
+    // that outlives its time is cancelled and fails with ERROR_SEM_TIMEOUT.
+    bool finish(OVERLAPPED* overlapped, DWORD timeoutMs);
+
+private:
+    const DiskBase& disk_;
+    SharedHandle handle_;
+    DWORD flags_ = 0;
+};
+
+// A transfer buffer aligned for unbuffered I/O.
+class AlignedBuffer {
+public:
+    explicit AlignedBuffer(size_t bytes = 0);
+    ~AlignedBuffer();
+    AlignedBuffer(const AlignedBuffer&) = delete;
+    AlignedBuffer& operator=(const AlignedBuffer&) = delete;
+    AlignedBuffer(AlignedBuffer&& other) noexcept;
+    AlignedBuffer& operator=(AlignedBuffer&& other) noexcept;
+
+    uint8_t* data() const { return data_; }
+    size_t size() const { return size_; }
+
+private:
+    uint8_t* data_ = nullptr;
+    size_t size_ = 0;
+};
+
+}  // namespace zel

@@ -1,0 +1,332 @@
+#include "io/IoWorker.h"
+
+#include <cstring>
+#include <fstream>
+#include <memory>
+
+#include "core/ErrorCodes.h"
+#include "core/IniFile.h"
+#include "core/Logger.h"
+#include "core/TextFormat.h"
+#include "disk/DiskList.h"
+#include "disk/DiskTypes.h"
+#include "protocol/ProtocolCode.h"
+#include "io/Pattern.h"
+#include "io/VendorRanges.h"
+
+namespace zel {
+namespace {
+
+constexpr uint32_t kMaxRandomBytes = 1u << 20;
+constexpr size_t kTrimRangesPerRequest = 256;
+constexpr uint32_t kTrimRangeSectors = 0x80000000u;
+
+bool fail(ErrorCode code) {
+    setLastError(code);
+    return false;
+}
+
+RwMode modeOf(const IoWorkerParams& p) { return static_cast<RwMode>(p.mode); }
+
+bool isIdentifyBitSet(const std::vector<uint8_t>& words, unsigned word, unsigned bit) {
+    return words.size() >= 2 * word + 2 && ((words[2 * word] | words[2 * word + 1] << 8) >> bit & 1);
+}
+
+bool writeFile(const std::string& path, const uint8_t* data, size_t bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(bytes));
+    return static_cast<bool>(out);
+}
+
+}  // namespace
+
+const char* modeName(RwMode mode) {
+    switch (mode) {
+        case RwMode::SeqWrite: return "seq write";
+        case RwMode::RandWrite: return "rand write";
+        case RwMode::GapWrite: return "gap write";
+        case RwMode::SeqRead: return "seq read";
+        case RwMode::RandRead: return "rand read";
+        case RwMode::GapRead: return "gap read";
+        case RwMode::SeqTrim: return "seq trim";
+        case RwMode::RandTrim: return "rand trim";
+        case RwMode::CopyFiles: return "copy files";
+        case RwMode::VendorWriteTrim: return "wirte and trim (offset retrieved from VU cmd)";
+        default: return "";
+    }
+}
+
+IoWorker::IoWorker(const IoWorkerParams& params, uint32_t requestTimeoutMs)
+    : params_(params), requestTimeoutMs_(requestTimeoutMs) {}
+
+uint32_t IoWorker::run() {
+    logStart();
+    DiskBase* disk = DiskList::instance().get(true).findDisk(DiskSelector::byNumber(params_.diskNumber));
+    const bool ok = disk ? runMode(*disk) : fail(err::kDiskNotFound);
+    const char* name = modeName(modeOf(params_));
+    if (ok) {
+        logInfo("[T%d] SUCCESS: %s to disk %d", params_.threadIndex, name, params_.diskNumber);
+    } else {
+        logWarning("[T%d] FAIL: %s to disk %d at LBA offset %llu... %s", params_.threadIndex, name,
+                   params_.diskNumber, static_cast<unsigned long long>(params_.endLba),
+                   errorText(lastError()).c_str());
+    }
+    params_.lastError = ok ? 0 : lastError();
+    writeIni();
+    return params_.lastError;
+}
+
+void IoWorker::logStart() const {
+    const IoWorkerParams& p = params_;
+    const char* name = modeName(modeOf(p));
+    const auto start = static_cast<unsigned long long>(p.startLba), end = static_cast<unsigned long long>(p.endLba);
+    switch (modeOf(p)) {
+        case RwMode::GapWrite:
+        case RwMode::GapRead:
+            logInfo("[T%d] disk %d, QD%d %s, range [%llu, %llu) by block size %u, gap size %u, section size %u",
+                    p.threadIndex, p.diskNumber, p.queueDepth, name, start, end, p.blockSectors,
+                    static_cast<unsigned>(p.gapSectors), static_cast<unsigned>(p.sectionSectors));
+            break;
+        case RwMode::SeqTrim: logInfo("[T%d] disk %d, %s, range [%llu, %llu)", p.threadIndex, p.diskNumber, name, start, end); break;
+        case RwMode::RandTrim:
+            logInfo("[T%d] disk %d, %s, range [%llu, %llu) by block size %u", p.threadIndex, p.diskNumber, name, start,
+                    end, p.blockSectors);
+            break;
+        case RwMode::CopyFiles:
+        case RwMode::VendorWriteTrim: logInfo("[T%d] %s from %s", p.threadIndex, name, p.srcPath); break;
+        default:
+            logInfo("[T%d] disk %d, QD%d %s, range [%llu, %llu) by block size %u", p.threadIndex, p.diskNumber,
+                    p.queueDepth, name, start, end, p.blockSectors);
+    }
+}
+
+DWORD IoWorker::openFlags(const DiskBase& disk) const {
+    DWORD flags = openflag::kNoBuffering;
+    if (params_.dmaFua) flags |= openflag::kWriteThrough;
+    if (params_.queueDepth > 1 && !ataDma_) flags |= openflag::kOverlapped;
+    (void)disk;
+    return flags;
+}
+
+bool IoWorker::runMode(DiskBase& disk) {
+    const ProtocolCode route = static_cast<ProtocolCode>(disk.protocolType());
+    ataDma_ = params_.dmaFua && (route == ProtocolCode::kAtaOverAta || route == ProtocolCode::kAtaOverUsb);
+    DiskIo io(disk);
+    if (!io.open(openFlags(disk))) return false;
+    const uint32_t sector = io.sectorSize();
+    switch (modeOf(params_)) {
+        case RwMode::SeqWrite:
+        case RwMode::GapWrite: {
+            if (!prepareWriteData(sector)) return false;
+            SequentialPlan sequential(params_.startLba, params_.endLba, params_.blockSectors);
+            GapPlan gap(params_.startLba, params_.endLba, params_.blockSectors, params_.sectionSectors,
+                        params_.gapSectors);
+            if (modeOf(params_) == RwMode::SeqWrite) return runTransfers(io, sequential, true);
+            return runTransfers(io, gap, true);
+        }
+        case RwMode::RandWrite: return prepareWriteData(sector) && runRandom(io, true);
+        case RwMode::SeqRead: return runSequentialRead(io, disk);
+        case RwMode::RandRead: return runRandom(io, false);
+        case RwMode::GapRead: {
+            GapPlan gap(params_.startLba, params_.endLba, params_.blockSectors, params_.sectionSectors,
+                        params_.gapSectors);
+            return runTransfers(io, gap, false);
+        }
+        case RwMode::SeqTrim: return runTrim(io, false);
+        case RwMode::RandTrim: return runTrim(io, true);
+        case RwMode::VendorWriteTrim: return prepareWriteData(sector) && runVendorWriteTrim(io, disk);
+        default: return fail(err::kNotSupported);
+    }
+}
+
+bool IoWorker::runTransfers(DiskIo& io, TransferPlan& plan, bool write) {
+    RunSettings settings;
+    settings.write = write;
+    settings.ataDma = ataDma_;
+    settings.queueDepth = params_.queueDepth;
+    settings.maxSectors = params_.blockSectors ? params_.blockSectors : 1;
+    settings.source = data_.data();
+    settings.requestTimeoutMs = requestTimeoutMs_;
+    settings.label = modeName(modeOf(params_));
+    RunReport report;
+    const bool ok = TransferRunner(io, settings).run(plan, &report);
+    params_.endLba = report.stoppedAt;
+    return ok;
+}
+
+bool IoWorker::prepareWriteData(uint32_t sectorSize) {
+    const std::string metadata(params_.metadata, strnlen(params_.metadata, sizeof params_.metadata));
+    image_.assign(sectorSize, 0);
+    buildWriteImage(static_cast<PatternKind>(params_.pattern), params_.seed, metadata, image_.data(), sectorSize);
+    const uint32_t sectors = params_.blockSectors ? params_.blockSectors : kMaxRandomBytes / sectorSize;
+    data_ = AlignedBuffer(size_t{sectors} * sectorSize);
+    replicateImage(image_.data(), sectorSize, data_.data(), data_.size());
+    if (params_.outBinPath[0] && !writeFile(params_.outBinPath, image_.data(), image_.size())) {
+        logWarning("[T%d] Cannot write the pattern image to %s", params_.threadIndex, params_.outBinPath);
+        return fail(ERROR_WRITE_FAULT);
+    }
+    return true;
+}
+
+// Reads of a trimmed range compare against what the drive promises after a
+// trim; otherwise against the image saved by an earlier write (in-bin).
+bool IoWorker::prepareExpected(DiskBase& disk, uint32_t sectorSize, CompareMode* mode) {
+    const size_t bytes = size_t{params_.blockSectors ? params_.blockSectors : 1} * sectorSize;
+    PatternKind pattern = static_cast<PatternKind>(params_.pattern);
+    *mode = CompareMode::None;
+    if (pattern == PatternKind::Trim) {
+        std::vector<uint8_t> words;
+        const bool nvme = disk.diskKind() == disk_kind::kNvme;
+        const bool trims = !nvme && disk.identify(&words) == 0 && isIdentifyBitSet(words, 169, 0);
+        if (nvme || (trims && isIdentifyBitSet(words, 69, 5))) {
+            pattern = PatternKind::Zero;
+        } else if (trims && isIdentifyBitSet(words, 69, 14)) {
+            *mode = CompareMode::Deterministic;
+            return true;
+        } else {
+            logWarning("TRIM function is not supported");
+            return fail(err::kFunctionNotSupported);
+        }
+    }
+    if (pattern == PatternKind::Zero) {
+        data_ = AlignedBuffer(bytes);
+        std::memset(data_.data(), 0, bytes);
+        *mode = CompareMode::Exact;
+        return true;
+    }
+    if (!params_.inBinPath[0]) return true;
+    std::ifstream in(params_.inBinPath, std::ios::binary);
+    image_.assign(sectorSize, 0);
+    if (!in.read(reinterpret_cast<char*>(image_.data()), sectorSize)) {
+        logWarning("[T%d] Cannot read the expected image from %s", params_.threadIndex, params_.inBinPath);
+        return fail(ERROR_HANDLE_EOF);
+    }
+    stampMetadata(image_.data(), image_.size(), std::string(params_.metadata, strnlen(params_.metadata, 32)));
+    data_ = AlignedBuffer(bytes);
+    replicateImage(image_.data(), sectorSize, data_.data(), bytes);
+    *mode = CompareMode::Exact;
+    return true;
+}
+
+bool IoWorker::runSequentialRead(DiskIo& io, DiskBase& disk) {
+    RunSettings settings;
+    settings.ataDma = ataDma_;
+    settings.queueDepth = params_.queueDepth;
+    settings.maxSectors = params_.blockSectors ? params_.blockSectors : 1;
+    settings.requestTimeoutMs = requestTimeoutMs_;
+    settings.label = modeName(RwMode::SeqRead);
+    if (!prepareExpected(disk, io.sectorSize(), &settings.compare)) return false;
+    settings.expected = data_.data();
+    SequentialPlan plan(params_.startLba, params_.endLba, params_.blockSectors);
+    RunReport report;
+    const bool ok = TransferRunner(io, settings).run(plan, &report);
+    params_.endLba = report.stoppedAt;
+    if (!ok && (lastError() == err::kMiscompare || lastError() == ERROR_CRC)) reportMiscompare(report, io.sectorSize());
+    return ok;
+}
+
+void IoWorker::reportMiscompare(const RunReport& report, uint32_t sectorSize) const {
+    const ErrorCode code = lastError();
+    logWarning("Data miscompare occurs at LBA %lld", static_cast<long long>(params_.endLba));
+    const std::string folder = Logger::instance().directory();
+    const uint32_t sectors = report.mismatched.sectors ? report.mismatched.sectors : params_.blockSectors;
+    const size_t bytes = data_.data() ? std::min(size_t{sectors} * sectorSize, data_.size()) : 0;
+    writeFile(folder + formatText("miscompare-expected_%d.bin", params_.threadIndex), data_.data(), bytes);
+    writeFile(folder + formatText("miscompare-actual_%d.bin", params_.threadIndex), report.actual.data(),
+              report.actual.size());
+    setLastError(code);
+}
+
+bool IoWorker::runRandom(DiskIo& io, bool write) {
+    const uint32_t sector = io.sectorSize();
+    RandomLimits limits{params_.totalLoops, params_.totalIo / sector, params_.totalTime > 0};
+    Sfc64 generator(params_.seed);
+    RandomPlan plan(params_.startLba, params_.endLba, params_.blockSectors, params_.alignSectors,
+                    kMaxRandomBytes / sector, limits, [&generator] { return generator.next(); });
+    RunSettings settings;
+    settings.write = write;
+    settings.ataDma = ataDma_;
+    settings.queueDepth = params_.queueDepth;
+    settings.maxSectors = params_.blockSectors ? params_.blockSectors : kMaxRandomBytes / sector;
+    settings.source = data_.data();
+    settings.timeLimitSeconds = params_.totalTime;
+    settings.requestTimeoutMs = requestTimeoutMs_;
+    settings.label = modeName(modeOf(params_));
+    RunReport report;
+    const bool ok = TransferRunner(io, settings).run(plan, &report);
+    params_.endLba = ok ? params_.endLba : report.stoppedAt;
+    params_.totalLoops = static_cast<uint32_t>(report.transfers);
+    params_.totalTime = report.seconds;
+    params_.totalIo = report.sectors;
+    loopsDone_ = params_.totalLoops;
+    if (report.seconds > 0) {
+        iops_ = static_cast<uint64_t>(report.sectors / report.seconds);
+        speed_ = report.sectors * static_cast<double>(sector) / report.seconds;
+    }
+    return ok;
+}
+
+bool IoWorker::runTrim(DiskIo& io, bool random) {
+    std::vector<Transfer> batch;
+    auto send = [&] {
+        const bool ok = batch.empty() || io.trim(batch);
+        if (!ok) params_.endLba = batch.front().lba;
+        batch.clear();
+        return ok;
+    };
+    if (!random) {
+        for (uint64_t lba = params_.startLba; lba < params_.endLba; lba += kTrimRangeSectors)
+            batch.push_back({lba, static_cast<uint32_t>(std::min<uint64_t>(kTrimRangeSectors, params_.endLba - lba))});
+        return send();
+    }
+    const uint32_t sector = io.sectorSize();
+    Sfc64 generator(params_.seed);
+    RandomPlan plan(params_.startLba, params_.endLba, params_.blockSectors, params_.alignSectors,
+                    kMaxRandomBytes / sector, RandomLimits{params_.totalLoops, params_.totalIo / sector, false},
+                    [&generator] { return generator.next(); });
+    Transfer transfer;
+    while (plan.next(&transfer)) {
+        batch.push_back(transfer);
+        if (batch.size() == kTrimRangesPerRequest && !send()) return false;
+    }
+    params_.totalLoops = plan.loops();
+    loopsDone_ = plan.loops();
+    return send();
+}
+
+bool IoWorker::runVendorWriteTrim(DiskIo& io, DiskBase& disk) {
+    std::vector<VendorRange> ranges;
+    if (!readVendorRanges(disk, &ranges)) return false;
+    const uint32_t block = params_.blockSectors ? params_.blockSectors : 1;
+    for (const VendorRange& range : ranges) {
+        params_.endLba = range.lba;
+        if (range.lba + range.sectors > io.totalSectors()) return fail(err::kLbaOutOfRange);
+        if (range.op == VendorRange::Op::Trim) {
+            if (!io.trim({{range.lba, range.sectors}})) return false;
+            continue;
+        }
+        SequentialPlan plan(range.lba, range.lba + range.sectors, block);
+        if (!runTransfers(io, plan, true)) return false;
+    }
+    return true;
+}
+
+void IoWorker::writeIni() const {
+    static const char* const kModeKeys[] = {"write", "randwrite", nullptr, "read", "randread", nullptr,
+                                             nullptr, "trim",      "randtrim"};
+    const RwMode mode = modeOf(params_);
+    const bool writes = mode <= RwMode::GapRead || mode == RwMode::SeqTrim || mode == RwMode::RandTrim;
+    if (!params_.outIniPath[0] || !writes) return;
+    IniFile ini(params_.outIniPath);
+    const std::string section = formatText("t%d", params_.threadIndex);
+    if (const char* key = kModeKeys[params_.mode]) ini.writeText(section, "mode", key);
+    ini.writeText(section, "seed", formatText("%lld", static_cast<long long>(params_.seed)));
+    ini.writeText(section, "iops", formatText("%llu", static_cast<unsigned long long>(iops_)));
+    ini.writeText(section, "speed", formatText("%.2lf", speed_));
+    ini.writeText(section, "lba_start", formatText("%llu", static_cast<unsigned long long>(params_.startLba)));
+    ini.writeText(section, "lba_end", formatText("%llu", static_cast<unsigned long long>(params_.endLba)));
+    ini.writeText(section, "rand_loop_count", formatText("%u", loopsDone_));
+    ini.writeText(section, "last_error", formatText("%u", lastError()));
+}
+
+}  // namespace zel

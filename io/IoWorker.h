@@ -1,0 +1,87 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "io/RwJob.h"
+#include "io/TransferRunner.h"
+
+namespace zel {
+
+class DiskBase;
+
+// One worker's parameters, filled by the rw action and copied into the
+// worker; the worker writes lastError, endLba (where it stopped),
+// totalLoops, totalTime and totalIo back into its copy.
+struct IoWorkerParams {
+    uint32_t reserved = 0;
+    uint32_t threadIndex = 0;
+    uint32_t threadCount = 0;
+    uint32_t lastError = 0;
+    uint8_t diskNumber = 0;
+    uint32_t mode = 0;
+    uint32_t ioType = 0;
+    uint32_t pattern = 0;
+    char metadata[32] = {};
+    uint64_t startLba = 0;
+    uint64_t endLba = 0;
+    uint32_t blockSectors = 0;
+    uint32_t alignSectors = 0;
+    uint64_t sectionSectors = 0;
+    uint64_t gapSectors = 0;
+    uint32_t queueDepth = 0;
+    uint32_t totalLoops = 0;
+    double totalTime = 0;
+    uint64_t totalIo = 0;
+    char srcPath[260] = {};
+    char destPath[260] = {};
+    char outIniPath[260] = {};
+    char outBinPath[260] = {};
+    char inBinPath[260] = {};
+    uint64_t seed = 0;
+    uint8_t dmaFua = 0;
+};
+
+// The name of a mode in log lines ("seq write", ...).
+const char* modeName(RwMode mode);
+
+// One thread of an rw run: opens its own handle to the disk and runs its
+// mode's routine over its range.
+class IoWorker {
+public:
+    IoWorker(const IoWorkerParams& params, uint32_t requestTimeoutMs);
+
+    // The thread's body: logs, runs, writes the per-thread INI section;
+    // returns and stores the error code (0 on success).
+    uint32_t run();
+
+    const IoWorkerParams& params() const { return params_; }
+    uint64_t iops() const { return iops_; }
+    double speed() const { return speed_; }
+
+private:
+    bool runMode(DiskBase& disk);
+    bool runTransfers(DiskIo& io, TransferPlan& plan, bool write);
+    bool runSequentialRead(DiskIo& io, DiskBase& disk);
+    bool runRandom(DiskIo& io, bool write);
+    bool runTrim(DiskIo& io, bool random);
+    bool runVendorWriteTrim(DiskIo& io, DiskBase& disk);
+    bool prepareWriteData(uint32_t sectorSize);
+    bool prepareExpected(DiskBase& disk, uint32_t sectorSize, CompareMode* mode);
+    void reportMiscompare(const RunReport& report, uint32_t sectorSize) const;
+    void logStart() const;
+    void writeIni() const;
+    DWORD openFlags(const DiskBase& disk) const;
+
+    IoWorkerParams params_;
+    uint32_t requestTimeoutMs_;
+    bool ataDma_ = false;
+    std::vector<uint8_t> image_;  // one sector
+    AlignedBuffer data_;          // the image replicated over the largest transfer
+    uint32_t loopsDone_ = 0;
+    uint64_t iops_ = 0;
+    double speed_ = 0;
+};
+
+}  // namespace zel

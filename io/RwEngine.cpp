@@ -1,0 +1,143 @@
+#include "io/RwEngine.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <vector>
+
+#include "core/Logger.h"
+#include "core/Paths.h"
+#include "disk/DiskBase.h"
+#include "io/IoWorker.h"
+#include "io/Pattern.h"
+#include "io/RwSetup.h"
+
+namespace zel {
+namespace {
+
+ErrorCode finish(ErrorCode code) {
+    setLastError(code);
+    return code;
+}
+
+ErrorCode refuse(const char* warning, ErrorCode code) {
+    logWarning("%s", warning);
+    return finish(code);
+}
+
+char windowsDriveLetter() {
+    char folder[MAX_PATH] = {};
+    if (!GetWindowsDirectoryA(folder, MAX_PATH)) return 0;
+    return static_cast<char>(toupper(static_cast<unsigned char>(folder[0])));
+}
+
+bool onSystemDisk(const DiskBase& disk) {
+    return !disk.driveLetters().empty() && disk.driveLetters().front().letter == windowsDriveLetter();
+}
+
+bool readsOnly(RwMode mode) { return mode == RwMode::SeqRead || mode == RwMode::RandRead; }
+
+void copyText(char* field, size_t size, const std::string& text) {
+    std::strncpy(field, text.c_str(), size - 1);
+    field[size - 1] = '\0';
+}
+
+std::string absolutePath(const std::string& path) {
+    if (path.empty()) return path;
+    const std::string placed = resolveOutputPath(path);
+    char full[MAX_PATH] = {};
+    const DWORD length = GetFullPathNameA(placed.c_str(), MAX_PATH, full, nullptr);
+    return length && length < MAX_PATH ? std::string(full) : placed;
+}
+
+uint32_t processorCount() {
+    SYSTEM_INFO info;
+    GetSystemInfo(&info);
+    return info.dwNumberOfProcessors ? info.dwNumberOfProcessors : 1;
+}
+
+IoWorkerParams recordFor(const RwJob& job, const DiskBase& disk, const RwSetup& setup, const LbaSlice& slice,
+                         uint32_t index) {
+    IoWorkerParams p;
+    p.threadIndex = index;
+    p.threadCount = setup.threadCount;
+    p.diskNumber = static_cast<uint8_t>(disk.number());
+    p.mode = static_cast<uint32_t>(job.mode);
+    p.ioType = static_cast<uint32_t>(job.ioType);
+    p.pattern = static_cast<uint32_t>(job.pattern);
+    std::memcpy(p.metadata, job.metadata.data(), std::min(job.metadata.size(), sizeof p.metadata));
+    p.startLba = slice.start;
+    p.endLba = slice.end;
+    p.blockSectors = setup.blockSectors;
+    p.alignSectors = setup.alignSectors;
+    p.sectionSectors = setup.sectionSectors;
+    p.gapSectors = job.gapSectors;
+    p.queueDepth = setup.queueDepth;
+    p.totalLoops = job.totalLoops;
+    p.totalTime = job.totalSeconds;
+    p.totalIo = job.totalBytes;
+    copyText(p.srcPath, sizeof p.srcPath, job.srcPath);
+    copyText(p.destPath, sizeof p.destPath, job.destPath);
+    copyText(p.outIniPath, sizeof p.outIniPath, absolutePath(job.outIni));
+    copyText(p.outBinPath, sizeof p.outBinPath, absolutePath(job.outBin));
+    copyText(p.inBinPath, sizeof p.inBinPath, absolutePath(job.inBin));
+    p.seed = job.seed + (uint64_t{index - 1} << 16);
+    p.dmaFua = job.dmaFua ? 1 : 0;
+    return p;
+}
+
+DWORD WINAPI workerThread(void* worker) { return static_cast<IoWorker*>(worker)->run(); }
+
+// Waits for all slots, as the run is specified to; a slot left empty makes
+// the wait fail, and the threads that did start are still waited for before
+// their workers go.
+ErrorCode runWorkers(std::vector<std::unique_ptr<IoWorker>>& workers, uint32_t slotCount) {
+    std::vector<HANDLE> handles(slotCount, nullptr);
+    for (size_t i = 0; i < workers.size(); ++i)
+        handles[i] = CreateThread(nullptr, 0, workerThread, workers[i].get(), 0, nullptr);
+    ErrorCode code = 0;
+    if (WaitForMultipleObjects(slotCount, handles.data(), TRUE, INFINITE) == WAIT_FAILED) code = GetLastError();
+    for (HANDLE handle : handles) {
+        if (!handle) continue;
+        WaitForSingleObject(handle, INFINITE);
+        CloseHandle(handle);
+    }
+    if (code) return code;
+    for (const auto& worker : workers)
+        if (worker->params().lastError & 0xDFFFFFFF) return worker->params().lastError;
+    return 0;
+}
+
+}  // namespace
+
+ErrorCode runRw(const RwJob& job, DiskBase& disk) {
+    if (job.mode == RwMode::Unknown) return refuse("RW mode not supported!", err::kNotSupported);
+    if (job.ioType == IoType::Unknown) return refuse("IO type not supported!", err::kNotSupported);
+    const bool fileLevel = job.ioType == IoType::File || job.mode == RwMode::Precondition ||
+                           job.mode == RwMode::CopyFiles;
+    const bool allowedOnSystem = readsOnly(job.mode) || (job.mode == RwMode::Precondition && job.ioType == IoType::File);
+    if (!allowedOnSystem && onSystemDisk(disk)) return finish(err::kOsDrive);
+    if (job.pattern == PatternKind::Unknown) return refuse("Pattern type not supported!", err::kNotSupported);
+
+    const uint32_t sector = disk.logicalSectorSize() ? disk.logicalSectorSize() : 512;
+    const uint64_t random = Sfc64(static_cast<uint64_t>(std::time(nullptr))).next();
+    RwSetup setup;
+    if (!normaliseRw(job, sector, disk.sectorCount(), random, processorCount(), &setup)) {
+        logWarning("start(%llu) > totalLBA(%llu)", static_cast<unsigned long long>(setup.startLba),
+                   static_cast<unsigned long long>(disk.sectorCount()));
+        return finish(err::kLbaOutOfRange);
+    }
+    if (fileLevel) return refuse("File-level rw modes are not supported by this tool yet.", err::kNotSupported);
+
+    const uint32_t timeoutMs = static_cast<uint32_t>(std::min(job.requestTimeoutSeconds * 1000.0, 4.0e9));
+    std::vector<std::unique_ptr<IoWorker>> workers;
+    uint32_t index = 1;
+    for (const LbaSlice& slice : sliceRange(setup))
+        workers.push_back(std::make_unique<IoWorker>(recordFor(job, disk, setup, slice, index++), timeoutMs));
+    return finish(runWorkers(workers, setup.threadCount));
+}
+
+}  // namespace zel

@@ -1,0 +1,83 @@
+#include "io/TransferPlan.h"
+
+#include <algorithm>
+
+namespace zel {
+namespace {
+
+int share(uint64_t done, uint64_t total) {
+    return total ? static_cast<int>(done * 100 / total) : 100;
+}
+
+}  // namespace
+
+SequentialPlan::SequentialPlan(uint64_t start, uint64_t end, uint32_t blockSectors)
+    : start_(start), end_(end), at_(start), block_(blockSectors ? blockSectors : 1) {}
+
+bool SequentialPlan::next(Transfer* transfer) {
+    if (at_ >= end_) return false;
+    transfer->lba = at_;
+    transfer->sectors = static_cast<uint32_t>(std::min<uint64_t>(block_, end_ - at_));
+    at_ += transfer->sectors;
+    return true;
+}
+
+int SequentialPlan::percent() const { return share(at_ - start_, end_ - start_); }
+
+GapPlan::GapPlan(uint64_t start, uint64_t end, uint32_t blockSectors, uint64_t sectionSectors, uint64_t gapSectors)
+    : start_(start),
+      end_(end),
+      at_(start),
+      sectionEnd_(start + std::max<uint64_t>(sectionSectors, 1)),
+      block_(blockSectors ? blockSectors : 1),
+      section_(std::max<uint64_t>(sectionSectors, 1)),
+      gap_(gapSectors) {}
+
+bool GapPlan::next(Transfer* transfer) {
+    if (at_ >= sectionEnd_) {
+        at_ = sectionEnd_ + gap_;
+        sectionEnd_ = at_ + section_;
+    }
+    if (at_ >= end_) return false;
+    transfer->lba = at_;
+    transfer->sectors = static_cast<uint32_t>(std::min<uint64_t>({block_, sectionEnd_ - at_, end_ - at_}));
+    at_ += transfer->sectors;
+    return true;
+}
+
+int GapPlan::percent() const { return share(std::min(at_, end_) - start_, end_ - start_); }
+
+RandomPlan::RandomPlan(uint64_t start, uint64_t end, uint32_t blockSectors, uint32_t alignSectors,
+                       uint32_t maxRandomSectors, RandomLimits limits, std::function<uint64_t()> random)
+    : start_(start),
+      end_(end),
+      block_(blockSectors),
+      align_(alignSectors ? alignSectors : 1),
+      maxRandom_(std::max<uint32_t>(maxRandomSectors, 1)),
+      limits_(limits),
+      random_(std::move(random)) {
+    if (!limits_.loops && !limits_.sectors && !limits_.timed && block_) limits_.loops = static_cast<uint32_t>((end_ - start_) / block_);
+}
+
+bool RandomPlan::next(Transfer* transfer) {
+    const uint64_t range = end_ - start_;
+    if (range == 0) return false;
+    if (limits_.loops && loops_ >= limits_.loops) return false;
+    if (limits_.sectors && done_ >= limits_.sectors) return false;
+    uint64_t sectors = block_ ? block_ : random_() % maxRandom_ + 1;
+    sectors = std::min(sectors, range);
+    const uint64_t slots = (range - sectors) / align_ + 1;
+    transfer->lba = start_ + random_() % slots * align_;
+    transfer->sectors = static_cast<uint32_t>(sectors);
+    ++loops_;
+    done_ += sectors;
+    return true;
+}
+
+int RandomPlan::percent() const {
+    if (limits_.loops) return share(loops_, limits_.loops);
+    if (limits_.sectors) return share(done_, limits_.sectors);
+    return 0;
+}
+
+}  // namespace zel

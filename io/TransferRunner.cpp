@@ -1,0 +1,148 @@
+#include "io/TransferRunner.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "core/ErrorCodes.h"
+#include "core/Logger.h"
+
+namespace zel {
+namespace {
+
+constexpr uint64_t kProgressIntervalMs = 250;
+
+}  // namespace
+
+struct TransferRunner::Slot {
+    OVERLAPPED overlapped{};
+    AlignedBuffer buffer;
+    Transfer transfer;
+    bool busy = false;
+};
+
+TransferRunner::TransferRunner(DiskIo& io, const RunSettings& settings) : io_(io), settings_(settings) {}
+
+bool TransferRunner::run(TransferPlan& plan, RunReport* report) {
+    startTick_ = GetTickCount64();
+    const bool queued = settings_.queueDepth > 1 && io_.isOverlapped() && !settings_.ataDma;
+    const bool ok = queued ? runQueued(plan, report) : runOneByOne(plan, report);
+    report->seconds = (GetTickCount64() - startTick_) / 1000.0;
+    if (progressShown_) {
+        std::printf("\n");
+        std::fflush(stdout);
+    }
+    return ok;
+}
+
+bool TransferRunner::transferNow(const Transfer& transfer, uint8_t* buffer) {
+    if (settings_.ataDma) return io_.ataDmaTransfer(settings_.write, transfer, buffer);
+    return io_.transfer(settings_.write, transfer, buffer);
+}
+
+bool TransferRunner::runOneByOne(TransferPlan& plan, RunReport* report) {
+    const size_t bytes = size_t{settings_.maxSectors} * io_.sectorSize();
+    AlignedBuffer scratch(settings_.write ? 0 : bytes);
+    Transfer transfer;
+    while (!reachedTimeLimit() && plan.next(&transfer)) {
+        showProgress(plan, transfer);
+        uint8_t* data = settings_.write ? const_cast<uint8_t*>(settings_.source) : scratch.data();
+        if (!transferNow(transfer, data)) {
+            report->stoppedAt = transfer.lba;
+            return false;
+        }
+        if (!check(transfer, data, report)) return false;
+        ++report->transfers;
+        report->sectors += transfer.sectors;
+        report->stoppedAt = transfer.lba + transfer.sectors;
+    }
+    return true;
+}
+
+bool TransferRunner::runQueued(TransferPlan& plan, RunReport* report) {
+    const size_t bytes = size_t{settings_.maxSectors} * io_.sectorSize();
+    std::vector<std::unique_ptr<Slot>> slots;
+    for (uint32_t i = 0; i < settings_.queueDepth; ++i) {
+        slots.push_back(std::make_unique<Slot>());
+        slots.back()->overlapped.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        if (!settings_.write) slots.back()->buffer = AlignedBuffer(bytes);
+    }
+    auto data = [&](Slot& slot) {
+        return settings_.write ? const_cast<uint8_t*>(settings_.source) : slot.buffer.data();
+    };
+    // Completes a slot's transfer; on failure the rest still in flight are
+    // waited for before their buffers go.
+    auto complete = [&](Slot& slot) {
+        slot.busy = false;
+        if (!io_.finish(&slot.overlapped, settings_.requestTimeoutMs)) {
+            report->stoppedAt = slot.transfer.lba;
+            return false;
+        }
+        if (!check(slot.transfer, data(slot), report)) return false;
+        ++report->transfers;
+        report->sectors += slot.transfer.sectors;
+        report->stoppedAt = slot.transfer.lba + slot.transfer.sectors;
+        return true;
+    };
+    bool ok = true;
+    Transfer transfer;
+    for (size_t next = 0; ok && !reachedTimeLimit() && plan.next(&transfer); ++next) {
+        showProgress(plan, transfer);
+        Slot& slot = *slots[next % slots.size()];
+        if (slot.busy && !complete(slot)) ok = false;
+        if (!ok) break;
+        ResetEvent(slot.overlapped.hEvent);
+        slot.transfer = transfer;
+        if (!io_.start(settings_.write, transfer, data(slot), &slot.overlapped)) {
+            report->stoppedAt = transfer.lba;
+            ok = false;
+            break;
+        }
+        slot.busy = true;
+    }
+    const ErrorCode failure = ok ? 0 : lastError();
+    for (auto& slot : slots) {
+        if (slot->busy) ok = (ok ? complete(*slot) : (io_.finish(&slot->overlapped, 0), false)) && ok;
+        CloseHandle(slot->overlapped.hEvent);
+    }
+    if (failure) setLastError(failure);
+    return ok;
+}
+
+bool TransferRunner::check(const Transfer& transfer, uint8_t* data, RunReport* report) {
+    if (settings_.write || settings_.compare == CompareMode::None) return true;
+    const uint32_t sector = io_.sectorSize();
+    const uint8_t* expected = settings_.expected;
+    AlignedBuffer again;
+    if (settings_.compare == CompareMode::Deterministic) {
+        again = AlignedBuffer(size_t{transfer.sectors} * sector);
+        if (!transferNow(transfer, again.data())) {
+            report->stoppedAt = transfer.lba;
+            return false;
+        }
+        expected = again.data();
+    }
+    for (uint32_t i = 0; i < transfer.sectors; ++i) {
+        if (std::memcmp(data + size_t{i} * sector, expected + size_t{i} * sector, sector) == 0) continue;
+        report->stoppedAt = transfer.lba + i;
+        report->actual.assign(data, data + size_t{transfer.sectors} * sector);
+        report->mismatched = transfer;
+        setLastError(err::kMiscompare);
+        return false;
+    }
+    return true;
+}
+
+bool TransferRunner::reachedTimeLimit() const {
+    return settings_.timeLimitSeconds > 0 && (GetTickCount64() - startTick_) / 1000.0 >= settings_.timeLimitSeconds;
+}
+
+void TransferRunner::showProgress(const TransferPlan& plan, const Transfer& transfer) {
+    const uint64_t now = GetTickCount64();
+    if (progressShown_ && now - lastProgressTick_ < kProgressIntervalMs) return;
+    lastProgressTick_ = now;
+    progressShown_ = true;
+    printProgress(plan.percent(), settings_.label, transfer.lba);
+}
+
+}  // namespace zel

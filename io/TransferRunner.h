@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "io/DiskIo.h"
+#include "io/TransferPlan.h"
+
+namespace zel {
+
+enum class CompareMode {
+    None,
+    Exact,          // every transfer equals the expected image
+    Deterministic,  // a second read of every transfer equals the first
+};
+
+struct RunSettings {
+    bool write = false;
+    bool ataDma = false;  // transfers through READ/WRITE DMA EXT, one at a time
+    uint32_t queueDepth = 1;
+    uint32_t maxSectors = 1;          // the largest transfer of the plan
+    const uint8_t* source = nullptr;  // writes: maxSectors of data
+    const uint8_t* expected = nullptr;  // reads with CompareMode::Exact: maxSectors of image
+    CompareMode compare = CompareMode::None;
+    double timeLimitSeconds = 0;  // 0: the plan decides
+    uint32_t requestTimeoutMs = 0;  // 0: wait for ever
+    const char* label = "";
+};
+
+struct RunReport {
+    uint64_t stoppedAt = 0;  // where the run failed, or the end it reached
+    uint64_t transfers = 0;
+    uint64_t sectors = 0;
+    double seconds = 0;
+    // A miscompare: the transfer as read, and where in it the first
+    // difference lies.
+    std::vector<uint8_t> actual;
+    Transfer mismatched;
+};
+
+// Runs a plan on a disk: keeps up to queueDepth transfers in flight on an
+// overlapped handle (a buffer is reused only after its transfer completed),
+// compares reads, reports progress on the console. False with the last
+// error (0x20000130 on a miscompare).
+class TransferRunner {
+public:
+    TransferRunner(DiskIo& io, const RunSettings& settings);
+    bool run(TransferPlan& plan, RunReport* report);
+
+private:
+    struct Slot;
+    bool runOneByOne(TransferPlan& plan, RunReport* report);
+    bool runQueued(TransferPlan& plan, RunReport* report);
+    bool transferNow(const Transfer& transfer, uint8_t* buffer);
+    bool check(const Transfer& transfer, uint8_t* data, RunReport* report);
+    bool reachedTimeLimit() const;
+    void showProgress(const TransferPlan& plan, const Transfer& transfer);
+
+    DiskIo& io_;
+    RunSettings settings_;
+    uint64_t startTick_ = 0;
+    uint64_t lastProgressTick_ = 0;
+    bool progressShown_ = false;
+};
+
+}  // namespace zel

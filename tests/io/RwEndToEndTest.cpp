@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <fstream>
+#include <memory>
+#include <regex>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+// Disk 0 holds the Windows folder's letter, disk 1 is a small NVMe disk.
+std::string host(const std::string& disk1Extra = "") {
+    return R"({"disks": [
+  {"number": 0, "busType": 11, "model": "Sys SATA", "serial": "SYS-0", "sectorCount": 8192,
+   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 0},
+   "volumes": [{"letter": "C", "totalBytes": 4194304, "freeBytes": 1048576}]},
+  {"number": 1, "busType": 17, "model": "Dut NVMe", "serial": "DUT-1", "sectorCount": 8192,
+   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 1}, "pci": {"vendorId": "0x1AB2"})" +
+           disk1Extra + R"(}]})";
+}
+
+// A folder with a host description, its state and the run's log and files.
+class RwEndToEnd : public testing::Test {
+protected:
+    void useHost(const std::string& description) {
+        dir_ = std::make_unique<zeltest::TempDir>();
+        std::ofstream(dir_->file("host.json"), std::ios::binary) << description;
+    }
+    zeltest::ChildResult run(const std::string& args) {
+        return zeltest::runZelCli(args + " --logdir \"" + dir_->path() + "\" --logfile run.log", dir_->path(),
+                                  {"ZELCLI_VHOST=" + dir_->file("host.json")});
+    }
+    std::string file(const std::string& name) const { return zeltest::readFile(dir_->file(name)); }
+
+    std::unique_ptr<zeltest::TempDir> dir_;
+};
+
+}  // namespace
+
+TEST_F(RwEndToEnd, EveryWriteModeReadsBackThroughTheSavedImage) {
+    const char* writes[] = {"--rw write --size 64", "--rw randwrite --size 64 --bs 32k --totalloop 1",
+                            "--rw gapwrite --size 64 --section 16 --gap 16 --bs 8k"};
+    for (const char* write : writes) {
+        useHost(host());
+        auto written = run(std::string("-a rw -d 1 --pattern rand --seed 7 --metadata tag-1 --out-bin img.bin ") + write);
+        ASSERT_EQ(written.exitCode, 0u) << write << "\n" << written.output;
+        EXPECT_EQ(file("img.bin").size(), 512u) << "one sector image, in the log folder";
+        auto read = run("-a rw -d 1 --rw read --size 16 --metadata tag-1 --in-bin img.bin --qd 4");
+        EXPECT_EQ(read.exitCode, 0u) << write << "\n" << read.output;
+        EXPECT_TRUE(contains(read.output, "[T1] SUCCESS: seq read to disk 1")) << read.output;
+        if (contains(write, "gapwrite")) {
+            auto gap = run("-a rw -d 1 --rw read --start 16 --size 16 --in-bin img.bin --metadata tag-1");
+            EXPECT_EQ(gap.exitCode, 0x20000130u) << "the gap was left alone";
+        }
+    }
+}
+
+TEST_F(RwEndToEnd, CorruptionGivesTheLbaLineAndBothMiscompareFiles) {
+    useHost(host(R"(, "faults": [{"kind": "corrupt", "lba": 100, "count": 8}])"));
+    ASSERT_EQ(run("-a rw -d 1 --rw write --pattern fixed --size 1024").exitCode, 0u);
+    std::string image;
+    for (int i = 0; i < 256; ++i) image += "\x55\xAA";
+    std::ofstream(dir_->file("fixed.bin"), std::ios::binary) << image;
+    auto read = run("-a rw -d 1 --rw read --size 1024 --in-bin fixed.bin --qd 8");
+    EXPECT_EQ(read.exitCode, 0x20000130u) << read.output;
+    EXPECT_TRUE(contains(file("run.log"), "WARNING  Data miscompare occurs at LBA 100")) << file("run.log");
+    EXPECT_TRUE(contains(file("run.log"), "[T1] FAIL: seq read to disk 1 at LBA offset 100... (LE=0x20000130"));
+    const std::string expected = file("miscompare-expected_1.bin"), actual = file("miscompare-actual_1.bin");
+    ASSERT_EQ(expected.size(), 256u * 512) << "one transfer of the default block";
+    ASSERT_EQ(actual.size(), expected.size());
+    EXPECT_EQ(expected.substr(0, 512), image);
+    EXPECT_EQ(actual.substr(0, 100 * 512), expected.substr(0, 100 * 512)) << "clean up to LBA 100";
+    EXPECT_NE(actual.substr(100 * 512, 512), image);
+}
+
+TEST_F(RwEndToEnd, ReadErrorIsReportedLikeAMiscompare) {
+    useHost(host(R"(, "faults": [{"kind": "crc_error", "lba": 300, "count": 1}])"));
+    auto read = run("-a rw -d 1 --rw read --size 1024");
+    EXPECT_EQ(read.exitCode, 23u) << read.output;
+    EXPECT_TRUE(contains(file("run.log"), "Data miscompare occurs at LBA 256")) << "the failing transfer's LBA";
+}
+
+TEST_F(RwEndToEnd, TheSystemDiskTakesReadsOnly) {
+    useHost(host());
+    ASSERT_EQ(run("-a rw -d 0 --rw read --size 64").exitCode, 0u);
+    for (const char* mode : {"write", "randwrite", "gapwrite", "trim", "randtrim", "vucmdwrtrim"}) {
+        auto refused = run(std::string("-a rw -d 0 --size 64 --rw ") + mode);
+        EXPECT_EQ(refused.exitCode, 0x20000005u) << mode;
+        EXPECT_FALSE(contains(refused.output, "[T1]")) << mode << ": no worker started";
+    }
+    EXPECT_EQ(run("-a rw -d 0 --rw randread --size 64").exitCode, 0u);
+}
+
+TEST_F(RwEndToEnd, PerThreadIniKeysInOrder) {
+    useHost(host());
+    ASSERT_EQ(run("-a rw -d 1 --rw write --size 64 --seed 5 --out-ini out.ini").exitCode, 0u);
+    ASSERT_EQ(run("-a rw -d 1 --rw gapread --size 64 --section 8 --gap 8 --out-ini gap.ini").exitCode, 0u);
+    std::regex keys(R"(\[t1\]\r?\nmode=write\r?\nseed=5\r?\niops=0\r?\nspeed=0\.00\r?\nlba_start=0\r?\n)"
+                    R"(lba_end=64\r?\nrand_loop_count=0\r?\nlast_error=0)");
+    EXPECT_TRUE(std::regex_search(file("out.ini"), keys)) << file("out.ini");
+    EXPECT_FALSE(contains(file("gap.ini"), "mode=")) << "gap modes have no mode key";
+    EXPECT_TRUE(contains(file("gap.ini"), "lba_end=56")) << "the last section ends before the last gap";
+}
+
+TEST_F(RwEndToEnd, OptionChecksInRunOrder) {
+    useHost(host());
+    struct Case {
+        const char* args;
+        uint32_t code;
+        const char* line;
+    } cases[] = {
+        {"--rw scramble", 0x20000003, "RW mode not supported!"},
+        {"--rw write --iotype disk", 0x20000003, "IO type not supported!"},
+        {"--rw write --pattern stripes", 0x20000003, "Pattern type not supported!"},
+        {"--rw write --start 8192", 0x2000000E, "start(8192) > totalLBA(8192)"},
+    };
+    for (const Case& c : cases) {
+        auto result = run(std::string("-a rw -d 1 ") + c.args);
+        EXPECT_EQ(result.exitCode, c.code) << c.args;
+        EXPECT_TRUE(contains(result.output, std::string("WARNING  ") + c.line)) << c.args << result.output;
+    }
+    SYSTEM_INFO info;
+    GetSystemInfo(&info);
+    if (info.dwNumberOfProcessors > 1) {
+        auto threads = run("-a rw -d 1 --rw write --size 1024 --thread");
+        EXPECT_EQ(threads.exitCode, static_cast<uint32_t>(ERROR_INVALID_HANDLE))
+            << "one slice for the first thread, an empty slot for the others";
+        EXPECT_TRUE(contains(threads.output, "[T1] SUCCESS")) << threads.output;
+    }
+}

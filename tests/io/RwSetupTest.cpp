@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include "io/RwSetup.h"
+#include "io/TransferPlan.h"
+#include "io/VendorRanges.h"
+
+namespace {
+
+zel::RwJob job(uint64_t start, zel::Coverage size, uint32_t bs = 131072, uint32_t align = 0, uint32_t qd = 1) {
+    zel::RwJob j;
+    j.startLba = start;
+    j.size = size;
+    j.blockBytes = bs;
+    j.alignBytes = align;
+    j.queueDepth = qd;
+    return j;
+}
+
+constexpr auto kPercent = zel::Coverage::Unit::Percent;
+constexpr auto kSectors = zel::Coverage::Unit::Sectors;
+constexpr auto kBytes = zel::Coverage::Unit::Bytes;
+
+}  // namespace
+
+TEST(RwSetup, CoverageAlignmentBlockAndQueueDepth) {
+    struct Case {
+        const char* what;
+        zel::RwJob job;
+        uint64_t random;
+        uint64_t start, end;
+        uint32_t block, qd, align;
+    } cases[] = {
+        {"whole disk by default", job(0, {kPercent, 100}), 0, 0, 10000, 256, 1, 0},
+        {"percent of the whole disk, not of what follows start", job(5000, {kPercent, 50}), 0, 5000, 10000, 256, 1, 0},
+        {"0% picks 1..100 from the clock's number", job(0, {kPercent, 0}), 41, 0, 4200, 256, 1, 0},
+        {"0 sectors picks 1..total-start", job(100, {kSectors, 0}), 9899, 100, 10000, 256, 1, 0},
+        {"bytes when the text does not end in a digit", job(0, {kBytes, 4096}), 0, 0, 8, 8, 1, 0},
+        {"a block below one sector becomes one", job(0, {kSectors, 64}, 100), 0, 0, 64, 1, 1, 0},
+        {"align 4096 rounds start, block and end up", job(3, {kSectors, 13}, 1000, 4096), 0, 8, 24, 8, 1, 8},
+        {"queue depth limited to whole blocks in the range", job(0, {kSectors, 1024}, 131072, 0, 32), 0, 0, 1024, 256,
+         4, 0},
+    };
+    for (const Case& c : cases) {
+        zel::RwSetup setup;
+        ASSERT_TRUE(zel::normaliseRw(c.job, 512, 10000, c.random, 4, &setup)) << c.what;
+        EXPECT_EQ(setup.startLba, c.start) << c.what;
+        EXPECT_EQ(setup.endLba, c.end) << c.what;
+        EXPECT_EQ(setup.blockSectors, c.block) << c.what;
+        EXPECT_EQ(setup.queueDepth, c.qd) << c.what;
+        EXPECT_EQ(setup.alignSectors, c.align) << c.what;
+    }
+    zel::RwSetup pulled;
+    ASSERT_TRUE(zel::normaliseRw(job(9990, {kPercent, 100}, 4096, 4096), 512, 10003, 0, 4, &pulled));
+    EXPECT_EQ(pulled.startLba, 9992u);
+    EXPECT_EQ(pulled.endLba, 10000u) << "an end rounded past the disk is pulled back by the alignment";
+
+    zel::RwSetup past;
+    EXPECT_FALSE(zel::normaliseRw(job(10000, {kPercent, 100}), 512, 10000, 0, 4, &past));
+    EXPECT_FALSE(zel::normaliseRw(job(9999, {kPercent, 100}, 4096, 4096), 512, 10000, 0, 4, &past))
+        << "the aligned start passes the disk";
+}
+
+TEST(RwSetup, ThreadsAndSlices) {
+    zel::RwJob many = job(0, {kSectors, 4096});
+    many.threadCount = 0;
+    zel::RwSetup setup;
+    ASSERT_TRUE(zel::normaliseRw(many, 512, 10000, 0, 4, &setup));
+    EXPECT_EQ(setup.threadCount, 4u) << "0 means one per processor";
+    auto slices = zel::sliceRange(setup);
+    ASSERT_EQ(slices.size(), 1u) << "the first slice takes the whole range";
+    EXPECT_EQ(slices[0].start, 0u);
+    EXPECT_EQ(slices[0].end, 4096u);
+
+    ASSERT_TRUE(zel::normaliseRw(job(0, {kSectors, 100}), 512, 10000, 0, 4, &setup));
+    EXPECT_EQ(setup.blockSectors, 100u) << "a range shorter than a block shrinks the block";
+    many.size = {kSectors, 100};
+    ASSERT_TRUE(zel::normaliseRw(many, 512, 10000, 0, 4, &setup));
+    EXPECT_EQ(setup.threadCount, 1u) << "and forces one thread";
+}
+
+TEST(TransferPlan, SequentialGapAndRandomVisitTheRange) {
+    auto collect = [](zel::TransferPlan& plan) {
+        std::vector<std::pair<uint64_t, uint32_t>> out;
+        zel::Transfer t;
+        while (plan.next(&t)) out.emplace_back(t.lba, t.sectors);
+        return out;
+    };
+    zel::SequentialPlan sequential(10, 25, 8);
+    EXPECT_EQ(collect(sequential), (std::vector<std::pair<uint64_t, uint32_t>>{{10, 8}, {18, 7}}));
+    EXPECT_EQ(sequential.percent(), 100);
+
+    zel::GapPlan gap(0, 30, 4, 6, 10);
+    EXPECT_EQ(collect(gap), (std::vector<std::pair<uint64_t, uint32_t>>{{0, 4}, {4, 2}, {16, 4}, {20, 2}}));
+
+    uint64_t state = 12345;
+    zel::RandomPlan random(100, 200, 0, 8, 16, {50, 0, false}, [&] { return state = state * 6364136223846793005ULL + 1; });
+    auto transfers = collect(random);
+    EXPECT_EQ(transfers.size(), 50u) << "the loop limit";
+    for (auto [lba, sectors] : transfers) {
+        EXPECT_GE(lba, 100u);
+        EXPECT_LE(lba + sectors, 200u);
+        EXPECT_EQ((lba - 100) % 8, 0u) << "aligned from the start";
+        EXPECT_GE(sectors, 1u);
+        EXPECT_LE(sectors, 16u);
+    }
+    zel::RandomPlan onePass(0, 64, 8, 0, 16, {}, [&] { return state++; });
+    EXPECT_EQ(collect(onePass).size(), 8u) << "no limit: one pass worth of blocks";
+}
+
+TEST(VendorRanges, ParsedFromTheAnswer) {
+    uint8_t data[8 + 2 * 16] = {2};
+    data[8] = 0x10;   // lba 16
+    data[16] = 8;     // 8 sectors
+    data[20] = 1;     // write
+    data[24 + 1] = 1;  // lba 256
+    data[32] = 4;
+    data[36] = 2;  // trim
+    std::vector<zel::VendorRange> ranges;
+    ASSERT_TRUE(zel::parseVendorRanges(data, sizeof data, &ranges));
+    ASSERT_EQ(ranges.size(), 2u);
+    EXPECT_EQ(ranges[0].lba, 16u);
+    EXPECT_EQ(ranges[1].lba, 256u);
+    EXPECT_EQ(ranges[1].op, zel::VendorRange::Op::Trim);
+    data[0] = 3;
+    EXPECT_FALSE(zel::parseVendorRanges(data, sizeof data, &ranges)) << "a count past the data";
+    data[0] = 2;
+    data[36] = 7;
+    EXPECT_FALSE(zel::parseVendorRanges(data, sizeof data, &ranges)) << "an unknown op";
+}
