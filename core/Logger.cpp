@@ -88,4 +88,12 @@ void printProgress(int percent, const char* label, unsigned long long position) 
     std::fflush(stdout);
 }
 
+void printStatus(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::vprintf(format, args);
+    va_end(args);
+    std::fflush(stdout);
+}
+
 }  // namespace zel

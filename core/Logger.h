@@ -61,4 +61,8 @@ void logSendLine(const char* format, ...) ZEL_PRINTF_FORMAT(1, 2);
 // percentage is capped at 100.
 void printProgress(int percent, const char* label, unsigned long long position);
 
+// Other console-only status text ("\rParsing line # 12"), likewise never in
+// the log file.
+void printStatus(const char* format, ...) ZEL_PRINTF_FORMAT(1, 2);
+
 }  // namespace zel

@@ -1,0 +1,49 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+const char kHost[] = R"({"portIoDriver": true, "disks": [
+  {"number": 2, "busType": 11, "model": "Trace SATA", "firmware": "F1", "serial": "TRACE-2", "sectorCount": 65536,
+   "scsiAddress": {"port": 0}}]})";
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+TEST(WorkloadEndToEnd, AnalysisLogsSharesAndFillsWorkloadInfo) {
+    zeltest::TempDir dir;
+    std::ofstream(dir.file("host.json"), std::ios::binary) << kHost;
+    const std::vector<std::string> env = {"ZELCLI_VHOST=" + dir.file("host.json")};
+    // 65536 sectors make buckets of 655; LBA 65535 lies past the hundredth one.
+    std::ofstream(dir.file("trace.txt")) << "# trace\n$write 0 8\n$write 65535 16\n$trims 655 8\n$read 10 4\n$flush\n";
+    const zeltest::ChildResult run = zeltest::runZelCli("-a wkld -d 2 --path trace.txt --analyze", dir.path(), env);
+    EXPECT_EQ(run.exitCode, 0u) << run.output;
+    for (const char* line : {"Total write cmds = 2 (40.0%)", "Total trim cmds = 1 (20.0%)",
+                             "Total flush cmds = 1 (20.0%)", "\rParsing line # 6"})
+        EXPECT_TRUE(contains(run.output, line)) << line << "\n" << run.output;
+
+    const nlohmann::ordered_json info =
+        nlohmann::ordered_json::parse(zeltest::readFile(dir.file("zelcli_actres.json"))).at("workload_info");
+    EXPECT_EQ(info["total_write_cmds"], 2u);
+    EXPECT_EQ(info["total_sectors_written"], 24u);
+    EXPECT_EQ(info["max_write_size"], 16u);
+    EXPECT_EQ(info["total_sectors_trimmed"], 8u);
+    EXPECT_EQ(info["total_lines"], 5u);
+    EXPECT_EQ(info["write_cmd_dist"][0], 1u);
+    EXPECT_EQ(info["write_cmd_dist"][99], 1u);
+    EXPECT_EQ(info["trim_cmd_dist"][1], 1u);
+
+    std::ofstream(dir.file("bad.txt")) << "$write 0 8\n$trim 0 8\n";
+    const zeltest::ChildResult bad =
+        zeltest::runZelCli("-a wkld -d 2 --path bad.txt --analyze --commfile bad.json", dir.path(), env);
+    EXPECT_EQ(bad.exitCode, 0x20000140u) << bad.output;
+    EXPECT_TRUE(contains(bad.output, "Failed to parse workloads, err line # = 2")) << bad.output;
+    EXPECT_FALSE(zeltest::fileExists(dir.file("bad.json")));
+}
+
+}  // namespace

@@ -1,0 +1,182 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "core/ErrorCodes.h"
+#include "io/WorkloadRunner.h"
+#include "tests/support/LogCapture.h"
+
+namespace {
+
+using zel::WorkloadKind;
+using zel::WorkloadLine;
+
+// Records what it is given; the first command starting with failOn fails.
+class FakeDisk : public zel::IWorkloadDisk {
+public:
+    bool writeSectors(uint64_t lba, uint32_t sectors, const uint8_t* data) override {
+        patternKept = patternKept && reinterpret_cast<uintptr_t>(data) % 4096 == 0;
+        for (uint64_t i = 0; i < uint64_t{sectors} * 512; ++i)
+            patternKept = patternKept && data[i] == (i % 2 ? 0x55 : 0xAA);
+        return record("write " + std::to_string(lba) + " " + std::to_string(sectors));
+    }
+    bool trimSectors(uint64_t lba, uint32_t sectors) override {
+        return record("trim " + std::to_string(lba) + " " + std::to_string(sectors));
+    }
+    bool flush() override { return record("flush"); }
+
+    std::vector<std::string> calls;
+    std::string failOn = "none";
+    zel::ErrorCode failure = 0;
+    bool patternKept = true;
+
+private:
+    bool record(const std::string& call) {
+        calls.push_back(call);
+        if (call.rfind(failOn, 0) != 0) return true;
+        zel::setLastError(failure);
+        return false;
+    }
+};
+
+TEST(WorkloadLines, MarkerKeywordsAndOperands) {
+    struct Case {
+        const char* line;
+        WorkloadLine result;
+        WorkloadKind kind = WorkloadKind::Flush;
+        uint64_t lba = 0;
+        uint32_t sectors = 0;
+    } cases[] = {
+        {"$write 100 8", WorkloadLine::Command, WorkloadKind::Write, 100, 8},
+        {"write 100 8", WorkloadLine::NotACommand}, {"", WorkloadLine::NotACommand},
+        {"$trim 0 8", WorkloadLine::Rejected}, {"$trims 0 8", WorkloadLine::Command, WorkloadKind::Trim, 0, 8},
+        {"$readahead 5 1", WorkloadLine::Command, WorkloadKind::Read, 5, 1},  // a prefix is enough
+        {"$flush 7 9 extra", WorkloadLine::Command, WorkloadKind::Flush},
+        {"$write 100", WorkloadLine::Rejected}, {"$write 100 8 ", WorkloadLine::Rejected},
+        {"$write  100 8", WorkloadLine::Rejected}, {"$ write 1 1", WorkloadLine::Rejected},
+        {"$write 100 8\r", WorkloadLine::Command, WorkloadKind::Write, 100, 8},
+        {"$write 18446744073709551615 4294967295", WorkloadLine::Command, WorkloadKind::Write, UINT64_MAX, UINT32_MAX},
+        {"$write 18446744073709551616 1", WorkloadLine::Rejected}, {"$write 1 4294967296", WorkloadLine::Rejected},
+        {"$write -1 8", WorkloadLine::Rejected}, {"$write 0x10 8", WorkloadLine::Rejected},
+    };
+    for (const Case& c : cases) {
+        zel::setLastError(0);
+        zel::WorkloadCommand command;
+        EXPECT_EQ(zel::parseWorkloadLine(c.line, &command), c.result) << c.line;
+        EXPECT_EQ(zel::lastError(), c.result == WorkloadLine::Rejected ? 0x20000140u : 0u) << c.line;
+        const bool same = command.kind == c.kind && command.lba == c.lba && command.sectors == c.sectors;
+        EXPECT_TRUE(c.result != WorkloadLine::Command || same) << c.line;
+    }
+}
+
+TEST(WorkloadPlacement, WrapsPastTheEndAndBucketsByHundredths) {
+    EXPECT_EQ(zel::placeWorkloadCommand(100, 8, 1000), 100u);
+    EXPECT_EQ(zel::placeWorkloadCommand(992, 8, 1000), 992u) << "ends on the last sector";
+    EXPECT_EQ(zel::placeWorkloadCommand(999, 8, 1000), 999u % 992);
+    EXPECT_EQ(zel::placeWorkloadCommand(UINT64_MAX, 8, 1000), UINT64_MAX % 992);
+    EXPECT_EQ(zel::placeWorkloadCommand(5, 1000, 1000), 0u);
+    EXPECT_EQ(zel::placeWorkloadCommand(0, 1001, 1000), std::nullopt);
+
+    const uint64_t buckets[][3] = {{9, 1000, 0},  {10, 1000, 1}, {990, 1000, 99}, {5000, 1000, 99},
+                                   {1049, 1050, 99}, {49, 50, 49}, {200, 50, 99},  {3, 0, 3}};
+    for (const auto& b : buckets) EXPECT_EQ(zel::workloadBucket(b[0], b[1]), b[2]) << b[0] << "/" << b[1];
+}
+
+TEST(WorkloadAnalysis, SharesAndWorkloadInfo) {
+    zeltest::LogCapture log;
+    std::istringstream file("# trace\n$write 10 8\n$write 995 32\n$trims 20 4\n$read 0 64\n\n$flush\n");
+    zel::WorkloadRunner runner(file);
+    ASSERT_TRUE(runner.analyze(1000));
+    for (const char* line : {"INFO     Analyzing workload file...", "INFO     Total write cmds = 2 (40.0%)",
+                             "INFO     Total trim cmds = 1 (20.0%)", "INFO     Total flush cmds = 1 (20.0%)"})
+        EXPECT_TRUE(log.contains(line)) << line;
+    EXPECT_FALSE(log.contains("Parsing line")) << "console only";
+
+    const zel::Json info = runner.workloadInfo(false);
+    const std::pair<const char*, uint64_t> expected[] = {
+        {"total_write_cmds", 2}, {"total_sectors_written", 40}, {"max_write_size", 32}, {"min_write_size", 0},
+        {"total_trim_cmds", 1},  {"total_sectors_trimmed", 4},  {"max_trim_size", 4},   {"min_trim_size", 0},
+        {"total_flush_cmds", 1}, {"total_lines", 5}};
+    auto item = info.begin();
+    for (const auto& [key, value] : expected) {
+        EXPECT_EQ(item.key(), key);
+        EXPECT_TRUE(item->is_number_unsigned() && *item++ == value) << key;
+    }
+    EXPECT_EQ(item.key(), "write_cmd_dist");
+    std::vector<uint32_t> writes(100), trims(100);
+    writes[1] = writes[99] = trims[2] = 1;
+    EXPECT_EQ(info["write_cmd_dist"].get<std::vector<uint32_t>>(), writes);
+    EXPECT_EQ(info["trim_cmd_dist"].get<std::vector<uint32_t>>(), trims);
+}
+
+TEST(WorkloadAnalysis, OnlyFlushesNeedNoBuffer) {
+    zeltest::LogCapture log;
+    std::istringstream file("$flush\n$flush\n");
+    zel::WorkloadRunner runner(file);
+    ASSERT_TRUE(runner.analyze(1000));
+    EXPECT_TRUE(log.contains("Total flush cmds = 2 (100.0%)"));
+    FakeDisk disk;
+    ASSERT_TRUE(runner.execute(disk, {1000, 512}));
+    EXPECT_EQ(runner.bufferBytes(), 0u);
+    EXPECT_EQ(disk.calls, (std::vector<std::string>{"flush", "flush"}));
+}
+
+TEST(WorkloadAnalysis, ParseFailureNamesTheFileLine) {
+    for (const char* bad : {"$trim 0 8", "$write 100", "$erase 1 1"}) {
+        zeltest::LogCapture log;
+        std::istringstream file(std::string("$write 1 8\n# note\n") + bad + "\n$flush\n");
+        zel::WorkloadRunner runner(file);
+        EXPECT_FALSE(runner.analyze(1000)) << bad;
+        EXPECT_EQ(zel::lastError(), 0x20000140u) << bad;
+        EXPECT_TRUE(log.contains("WARNING  Failed to parse workloads, err line # = 3")) << bad;
+        EXPECT_FALSE(log.contains("Total write cmds")) << bad;
+        EXPECT_EQ(runner.stats().totalLines, 0u) << bad;
+    }
+}
+
+TEST(WorkloadExecution, WrapsIssuesAndCountsWhatWasExecuted) {
+    std::istringstream file("$write 999 8\n# skipped\n$read 5 100\n$trims 3 4\n$flush\n$write 0 2\n");
+    zel::WorkloadRunner runner(file);
+    ASSERT_TRUE(runner.parse(1000));
+    FakeDisk disk;
+    ASSERT_TRUE(runner.execute(disk, {1000, 512}));
+    EXPECT_EQ(disk.calls, (std::vector<std::string>{"write 7 8", "trim 3 4", "flush", "write 0 2"}));
+    EXPECT_TRUE(disk.patternKept);
+    EXPECT_EQ(runner.bufferBytes(), 8u * 512);
+    EXPECT_EQ(runner.workloadInfo(true)["total_sectors_written"], 10u);
+    EXPECT_EQ(runner.workloadInfo(true)["total_sectors_trimmed"], 4u);
+}
+
+TEST(WorkloadExecution, AFailedCommandStopsTheRunWithItsError) {
+    struct Case {
+        const char* file;
+        const char* failOn;
+        zel::ErrorCode diskError, result;
+        const char* warning;
+        int fileLine;
+        size_t calls;  // the failing one last
+    } cases[] = {
+        {"$write 0 8\n$flush\n", "write", 0x45D, 0x45D, "Cannot execute write command", 1, 1},
+        {"$write 0 8\n$trims 8 8\n$flush\n", "trim", 0, 0x20000141, "Cannot execute trim command", 2, 2},
+        {"# x\n$write 0 8\n$flush\n$write 8 8\n", "flush", 0x15, 0x15, "Cannot execute flush command", 3, 2},
+        {"$write 0 8\n$trims 0 1001\n$flush\n", "none", 0, 0x2000000E, "Cannot execute trim command", 2, 1},
+    };
+    for (const Case& c : cases) {
+        zeltest::LogCapture log;
+        std::istringstream file(c.file);
+        zel::WorkloadRunner runner(file);
+        ASSERT_TRUE(runner.parse(1000));
+        FakeDisk disk;
+        disk.failOn = c.failOn;
+        disk.failure = c.diskError;
+        zel::setLastError(0x20000001);  // an earlier, forgiven failure must not leak through
+        EXPECT_FALSE(runner.execute(disk, {1000, 512})) << c.file;
+        EXPECT_EQ(zel::lastError(), c.result) << c.file;
+        EXPECT_TRUE(log.contains(std::string("WARNING  ") + c.warning)) << c.file;
+        const std::string errLine = "WARNING  Failed to execute workload command, err line # = ";
+        EXPECT_TRUE(log.contains(errLine + std::to_string(c.fileLine))) << c.file;
+        EXPECT_EQ(disk.calls.size(), c.calls) << c.file;
+    }
+}
+
+}  // namespace
