@@ -29,6 +29,7 @@ bool TransferRunner::run(TransferPlan& plan, RunReport* report) {
     const bool ok = queued ? runQueued(plan, report) : runOneByOne(plan, report);
     report->seconds = (GetTickCount64() - startTick_) / 1000.0;
     if (progressShown_) {
+        if (ok) printProgress(100, settings_.label, report->stoppedAt);
         std::printf("\n");
         std::fflush(stdout);
     }
