@@ -5,6 +5,8 @@
 #include <memory>
 #include <regex>
 
+#include "tests/io/Sha256.h"
+#include "tests/io/data/pattern_vectors.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TempDir.h"
 
@@ -57,6 +59,22 @@ TEST_F(RwEndToEnd, EveryWriteModeReadsBackThroughTheSavedImage) {
             EXPECT_EQ(gap.exitCode, 0x20000130u) << "the gap was left alone";
         }
     }
+}
+
+// The saved image must be the generator's expansion as an independent
+// implementation computed it (tests/io/data).
+TEST_F(RwEndToEnd, SeededImageMatchesTheIndependentVectors) {
+    useHost(host());
+    auto written = run("-a rw -d 1 --rw write --size 8 --pattern rand --seed 1700000000 "
+                       "--metadata \"run 7 / thread 1\" --out-bin seeded.bin");
+    ASSERT_EQ(written.exitCode, 0u) << written.output;
+    for (const auto& image : pattern_vectors::kImages) {
+        if (image.seed != 1700000000 || std::string(image.metadata) != "run 7 / thread 1") continue;
+        const std::string bytes = file("seeded.bin");
+        EXPECT_EQ(testing_sha256::sha256Hex(bytes.data(), bytes.size()), image.sha256);
+        return;
+    }
+    FAIL() << "no vector for the seed";
 }
 
 TEST_F(RwEndToEnd, CorruptionGivesTheLbaLineAndBothMiscompareFiles) {
