@@ -33,6 +33,8 @@ BOOL Win32DeviceApi::getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, 
     return ::GetOverlappedResult(handle, overlapped, done, wait);
 }
 
+BOOL Win32DeviceApi::cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) { return ::CancelIoEx(handle, overlapped); }
+
 BOOL Win32DeviceApi::flushFileBuffers(HANDLE handle) { return ::FlushFileBuffers(handle); }
 
 DWORD Win32DeviceApi::getLogicalDrives() { return ::GetLogicalDrives(); }

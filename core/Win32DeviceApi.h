@@ -16,6 +16,7 @@ public:
     BOOL setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition,
                           DWORD method) override;
     BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
+    BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) override;
     BOOL flushFileBuffers(HANDLE handle) override;
 
     DWORD getLogicalDrives() override;
