@@ -45,8 +45,8 @@ public:
     virtual BOOL setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition,
                                   DWORD method) = 0;
     virtual BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) = 0;
-    virtual BOOL flushFileBuffers(HANDLE handle) = 0;
     virtual BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) = 0;
+    virtual BOOL flushFileBuffers(HANDLE handle) = 0;
 
     virtual DWORD getLogicalDrives() = 0;
     virtual bool getVolumeSpace(char letter, VolumeSpace* space) = 0;

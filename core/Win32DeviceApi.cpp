@@ -33,9 +33,9 @@ BOOL Win32DeviceApi::getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, 
     return ::GetOverlappedResult(handle, overlapped, done, wait);
 }
 
-BOOL Win32DeviceApi::flushFileBuffers(HANDLE handle) { return ::FlushFileBuffers(handle); }
-
 BOOL Win32DeviceApi::cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) { return ::CancelIoEx(handle, overlapped); }
+
+BOOL Win32DeviceApi::flushFileBuffers(HANDLE handle) { return ::FlushFileBuffers(handle); }
 
 DWORD Win32DeviceApi::getLogicalDrives() { return ::GetLogicalDrives(); }
 

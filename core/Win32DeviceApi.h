@@ -16,8 +16,8 @@ public:
     BOOL setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition,
                           DWORD method) override;
     BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
-    BOOL flushFileBuffers(HANDLE handle) override;
     BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) override;
+    BOOL flushFileBuffers(HANDLE handle) override;
 
     DWORD getLogicalDrives() override;
     bool getVolumeSpace(char letter, VolumeSpace* space) override;

@@ -1,6 +1,7 @@
 #include "vhost/AtaDevice.h"
 
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "vhost/DeviceData.h"
@@ -92,25 +93,30 @@ uint32_t AtaDevice::readWrite(AtaTaskFile& taskFile, uint8_t* data, uint32_t siz
         case VirtualDisk::MediaResult::MediaError: return fail(taskFile, atastatus::kGood, atastatus::kUnc);
         case VirtualDisk::MediaResult::CrcError:
             return fail(taskFile, atastatus::kGood, atastatus::kIcrc | atastatus::kAbort);
+        case VirtualDisk::MediaResult::WriteFault:
+            return fail(taskFile, atastatus::kGood | atastatus::kDeviceFault, atastatus::kAbort);
         default: return fail(taskFile, atastatus::kGood, 0x10);
     }
 }
 
 // DATA SET MANAGEMENT with the TRIM bit: 8-byte range entries, LBA in bits
-// 47..0 and a sector count in bits 63..48.
+// 47..0 and a sector count in bits 63..48. A range past the end aborts the
+// command before any range is trimmed.
 uint32_t AtaDevice::trim(AtaTaskFile& taskFile, const uint8_t* data, uint32_t size) {
-    if (!(taskFile.feature & 0x01)) return fail(taskFile, atastatus::kGood, atastatus::kAbort);
-    const uint64_t sectorSize = disk_.description().logicalSectorSize;
-    const uint32_t blocks = sectorCountOf(taskFile);
-    const uint32_t bytes = blocks * 512 < size ? blocks * 512 : size;
+    if (!(taskFile.feature & 0x01) || !disk_.trimSupported())
+        return fail(taskFile, atastatus::kGood, atastatus::kAbort);
+    const uint64_t blocks = sectorCountOf(taskFile);
+    const uint32_t bytes = blocks * 512 < size ? static_cast<uint32_t>(blocks * 512) : size;
+    std::vector<std::pair<uint64_t, uint64_t>> ranges;
     for (uint32_t at = 0; at + 8 <= bytes; at += 8) {
         uint64_t entry;
         std::memcpy(&entry, data + at, 8);
         const uint64_t lba = entry & 0xFFFFFFFFFFFFull, count = entry >> 48;
         if (count == 0) continue;
-        if (!disk_.image().discard(lba * sectorSize, count * sectorSize))
-            return fail(taskFile, atastatus::kGood, atastatus::kAbort);
+        if (!disk_.holdsSectors(lba, count)) return fail(taskFile, atastatus::kGood, atastatus::kAbort);
+        ranges.emplace_back(lba, count);
     }
+    for (const auto& range : ranges) disk_.trimMedia(range.first, range.second);
     return bytes;
 }
 

@@ -25,6 +25,7 @@ namespace atastatus {
 constexpr uint8_t kErr = 0x01;
 constexpr uint8_t kDrq = 0x08;
 constexpr uint8_t kDsc = 0x10;
+constexpr uint8_t kDeviceFault = 0x20;
 constexpr uint8_t kDrdy = 0x40;
 constexpr uint8_t kGood = kDrdy | kDsc;
 constexpr uint8_t kAbort = 0x04;

@@ -47,6 +47,7 @@ uint64_t counterValue(const std::string& name, const DiskDescription& disk, cons
     if (name == "unsafeShutdowns") return c.unsafeShutdowns;
     if (name == "sectorsRead") return c.bytesRead / sector;
     if (name == "sectorsWritten") return c.bytesWritten / sector;
+    if (name == "mediaErrors") return c.mediaErrors;
     return 0;
 }
 
@@ -102,6 +103,14 @@ std::vector<uint8_t> telemetryLog(const DiskCounters& c) {
     return page;
 }
 
+// DLFEAT bits 2..0: 1 deallocated blocks read zeros, 2 they read FFh.
+static_assert(kTrimPatternByte == 0xFF, "DLFEAT 2 reports the deterministic pattern");
+uint8_t deallocatedReadFeature(const TrimBehaviour& trim) {
+    if (!trim.supported) return 0;
+    if (trim.readsZeros) return 1;
+    return trim.deterministic ? 2 : 0;
+}
+
 }  // namespace
 
 std::array<uint16_t, 256> ataIdentifyWords(const DiskDescription& disk) {
@@ -139,7 +148,12 @@ std::array<uint16_t, 256> ataIdentifyWords(const DiskDescription& disk) {
         const uint32_t sizeInWords = disk.logicalSectorSize / 2;
         words[117] = static_cast<uint16_t>(sizeInWords), words[118] = static_cast<uint16_t>(sizeInWords >> 16);
     }
-    words[169] = 0x0001;  // TRIM
+    if (disk.trim.supported) {
+        words[169] = 0x0001;  // DATA SET MANAGEMENT with TRIM
+        words[105] = 8;       // range blocks per command
+        if (disk.trim.deterministic) words[69] |= 0x4000;
+        if (disk.trim.readsZeros) words[69] |= 0x0020;
+    }
     words[217] = 0x0001;  // non-rotating
     for (const auto& word : disk.identifyWords) words[word.first] = word.second;
     uint8_t sum = 0xA5;
@@ -215,7 +229,7 @@ std::vector<uint8_t> nvmeIdentifyController(const DiskDescription& disk) {
     put64(data, 280, disk.capacityBytes);
     data[512] = 0x66, data[513] = 0x44;
     put32(data, 516, 1);
-    put16(data, 520, 0x0004);  // DSM
+    put16(data, 520, disk.trim.supported ? 0x0004 : 0);  // DSM
     data[525] = 0x01;          // volatile write cache
     return data;
 }
@@ -233,7 +247,21 @@ std::vector<uint8_t> nvmeIdentifyNamespace(const DiskDescription& disk) {
     put64(data, 16, sectors);
     data[25] = 0;  // one LBA format
     data[26] = 0;
+    data[33] = deallocatedReadFeature(disk.trim);
     put32(data, 128, log2Of(disk.logicalSectorSize ? disk.logicalSectorSize : 512) << 16);
+    return data;
+}
+
+std::vector<uint8_t> nvmeWriteTrimRanges(const DiskDescription& disk) {
+    std::vector<uint8_t> data(4096, 0);
+    put32(data, 0, static_cast<uint32_t>(disk.writeTrimRanges.size()));
+    size_t at = 8;
+    for (const WriteTrimRange& range : disk.writeTrimRanges) {
+        put64(data, at, range.lba);
+        put32(data, at + 8, range.sectors);
+        put32(data, at + 12, range.op);
+        at += 16;
+    }
     return data;
 }
 

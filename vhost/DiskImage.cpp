@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <filesystem>
-#include <vector>
 
 namespace zel {
 namespace vhost {
@@ -52,19 +51,6 @@ bool DiskImage::write(uint64_t offset, const void* data, uint64_t size) {
     const bool ok = static_cast<bool>(file_);
     file_.clear();
     return ok;
-}
-
-bool DiskImage::discard(uint64_t offset, uint64_t size) {
-    if (offset > capacity_ || size > capacity_ - offset || !open()) return false;
-    const uint64_t stored = fileSize();
-    if (offset >= stored) return true;
-    const uint64_t length = stored - offset < size ? stored - offset : size;
-    std::vector<char> zeros(64 * 1024, 0);
-    for (uint64_t done = 0; done < length; done += zeros.size()) {
-        const uint64_t chunk = length - done < zeros.size() ? length - done : zeros.size();
-        if (!write(offset + done, zeros.data(), chunk)) return false;
-    }
-    return true;
 }
 
 bool DiskImage::flush() {

@@ -16,8 +16,6 @@ public:
     uint64_t capacity() const { return capacity_; }
     bool read(uint64_t offset, void* data, uint64_t size);
     bool write(uint64_t offset, const void* data, uint64_t size);
-    // Writes zeros over a range (trim / deallocate).
-    bool discard(uint64_t offset, uint64_t size);
     bool flush();
 
 private:

@@ -2,6 +2,7 @@
 // of the 64-bit Windows structures.
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "vhost/AtaDevice.h"
@@ -19,6 +20,10 @@ constexpr DWORD kGeometryEx = 0x700A0;
 constexpr DWORD kGetAddress = 0x41018;
 constexpr DWORD kAtaPassThroughDirect = 0x4D030;
 constexpr DWORD kScsiPassThroughDirect = 0x4D014;
+constexpr DWORD kManageDataSet = 0x2D9404;
+constexpr uint32_t kDataSetHeaderSize = 28;  // DEVICE_MANAGE_DATA_SET_ATTRIBUTES
+constexpr uint32_t kDsmActionTrim = 1;
+constexpr uint32_t kDsmEntireRange = 1;
 
 uint16_t get16(const uint8_t* at) { return static_cast<uint16_t>(at[0] | at[1] << 8); }
 uint32_t get32(const uint8_t* at) {
@@ -66,6 +71,7 @@ BOOL VirtualHost::driveIoctl(OpenHandle& entry, DWORD code, uint8_t* in, DWORD i
         case kGetAddress: return scsiAddress(*target, out, outSize, returned);
         case kAtaPassThroughDirect: return ataPassThrough(*target, in, inSize, out, outSize, returned);
         case kScsiPassThroughDirect: return scsiPassThrough(*target, in, inSize, out, outSize, returned);
+        case kManageDataSet: return manageDataSet(entry, *target, in, inSize, returned);
         default: return fail(ERROR_INVALID_FUNCTION);
     }
 }
@@ -142,6 +148,44 @@ BOOL VirtualHost::scsiAddress(VirtualDisk& target, uint8_t* out, DWORD outSize, 
     const ScsiAddressDescription& a = target.description().scsiAddress;
     const std::vector<uint8_t> answer{8, 0, 0, 0, a.port, a.path, a.target, a.lun};
     return copyAnswer(answer, out, outSize, returned);
+}
+
+namespace {
+
+// The ranges block must lie inside the input, after the header; with the
+// entire-disk flag there is none.
+bool dataSetRangesFit(const uint8_t* in, DWORD inSize) {
+    const uint32_t offset = get32(in + 20), length = get32(in + 24);
+    if (get32(in + 8) & kDsmEntireRange) return offset == 0 && length == 0;
+    return offset >= kDataSetHeaderSize && offset % 8 == 0 && length != 0 && length % 16 == 0 &&
+           uint64_t{offset} + length <= inSize;
+}
+
+}  // namespace
+
+// DEVICE_MANAGE_DATA_SET_ATTRIBUTES: Size 0, Action 4, Flags 8, ranges
+// offset 20 and length 24; each DEVICE_DATA_SET_RANGE is StartingOffset and
+// LengthInBytes. As the class driver does, every range is checked before
+// any is trimmed.
+BOOL VirtualHost::manageDataSet(OpenHandle& entry, VirtualDisk& target, const uint8_t* in, DWORD inSize,
+                                DWORD* returned) {
+    if (!(entry.access & GENERIC_WRITE)) return fail(ERROR_ACCESS_DENIED);
+    if (!in || inSize < kDataSetHeaderSize || get32(in) != kDataSetHeaderSize) return fail(ERROR_INVALID_PARAMETER);
+    if (get32(in + 4) != kDsmActionTrim) return fail(ERROR_INVALID_FUNCTION);
+    if (!dataSetRangesFit(in, inSize)) return fail(ERROR_INVALID_PARAMETER);
+    if (!target.trimSupported()) return fail(ERROR_NOT_SUPPORTED);
+    const uint64_t sector = target.description().logicalSectorSize;
+    std::vector<std::pair<uint64_t, uint64_t>> ranges;
+    if (get32(in + 8) & kDsmEntireRange) ranges.emplace_back(0, target.description().sectorCount());
+    for (uint32_t at = get32(in + 20), end = at + get32(in + 24); at < end; at += 16) {
+        const uint64_t start = get64(in + at), length = get64(in + at + 8);
+        if (start % sector != 0 || length % sector != 0 || length == 0 || !target.inRange(start, length))
+            return fail(ERROR_INVALID_PARAMETER);
+        ranges.emplace_back(start / sector, length / sector);
+    }
+    for (const auto& range : ranges) target.trimMedia(range.first, range.second);
+    *returned = 0;
+    return TRUE;
 }
 
 // ATA_PASS_THROUGH_DIRECT: flags at 2, length at 8, timeout at 12, buffer

@@ -35,10 +35,12 @@ const FaultDescription* Faults::matchUnranged(const char* kind, int opcode, uint
     return nullptr;
 }
 
-bool Faults::has(const char* kind) const {
+bool Faults::has(const char* kind) const { return find(kind) != nullptr; }
+
+const FaultDescription* Faults::find(const char* kind) const {
     for (const FaultDescription& fault : list_)
-        if (fault.kind == kind && fault.remaining != 0) return true;
-    return false;
+        if (fault.kind == kind && fault.remaining != 0) return &fault;
+    return nullptr;
 }
 
 }  // namespace vhost

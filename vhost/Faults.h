@@ -17,7 +17,10 @@ namespace vhost {
 //   media_error   reads of the LBA range fail (UNC, MEDIUM ERROR, 0x0281, ERROR_CRC)
 //   corrupt       reads of the LBA range return altered data, silently
 //   crc_error     ReadFile/WriteFile over the range fail with ERROR_CRC (23)
-//   timeout       the command times out (ERROR_SEM_TIMEOUT on the IOCTL)
+//   write_error   writes of the range fail (device fault, MEDIUM ERROR, 0x0280, the given Windows error)
+//   timeout       the command times out: ERROR_SEM_TIMEOUT on the IOCTL; a read
+//                 or write of the range never completes
+//   vanish        the disk is gone after the given number of requests
 //   bad_descriptor the NVMe storage query returns a descriptor of the given version
 class Faults {
 public:
@@ -29,6 +32,8 @@ public:
     // Faults that name no LBA range, for requests that carry none (IOCTLs).
     const FaultDescription* matchUnranged(const char* kind, int opcode, uint32_t ioctl);
     bool has(const char* kind) const;
+    // The first fault of this kind that may still fire; its use is not counted.
+    const FaultDescription* find(const char* kind) const;
 
 private:
     std::vector<FaultDescription> list_;

@@ -19,6 +19,10 @@ constexpr uint64_t kMaxDiskNumber = 0x7FFFFFFF;
 // DiskSize and file offsets are signed 64-bit values on Windows.
 constexpr uint64_t kMaxCapacity = 0x7FFFFFFFFFFFFFFF;
 constexpr uint64_t kMaxSmartRaw = 0xFFFFFFFFFFFF;  // six bytes
+constexpr uint64_t kMaxLatencyMicros = 60000000;
+constexpr uint32_t kErrorWriteFault = 29;  // ERROR_WRITE_FAULT
+// The 4096-byte answer holds an 8-byte head and 16-byte entries.
+constexpr size_t kMaxWriteTrimRanges = (4096 - 8) / 16;
 
 // Calls read(entry, where) for each entry of the list under key, which must
 // be an object. Entries of top-level lists are named without "host.".
@@ -219,8 +223,8 @@ void readSmartAttribute(Reader& in, const json& a, const std::string& at, DiskDe
     attribute.raw = in.number(a, "raw", 0, at, kMaxSmartRaw);
     attribute.rawFrom = in.text(a, "rawFrom", "", at);
     if (attribute.id == 0) in.fail(at + ".id", "attribute id 0 is not allowed");
-    if (!attribute.rawFrom.empty() &&
-        !oneOf(attribute.rawFrom, {"powerOnHours", "powerCycles", "unsafeShutdowns", "sectorsRead", "sectorsWritten"}))
+    if (!attribute.rawFrom.empty() && !oneOf(attribute.rawFrom, {"powerOnHours", "powerCycles", "unsafeShutdowns",
+                                                                 "sectorsRead", "sectorsWritten", "mediaErrors"}))
         in.fail(at + ".rawFrom", "unknown counter \"" + attribute.rawFrom + "\"");
     out->smartAttributes.push_back(attribute);
 }
@@ -252,11 +256,67 @@ void readVendorAnswer(Reader& in, const json& a, const std::string& at, DiskDesc
     out->vendorAnswers.push_back(answer);
 }
 
+void readWriteTrimRange(Reader& in, const json& r, const std::string& at, DiskDescription* out) {
+    WriteTrimRange range;
+    range.lba = in.number(r, "lba", 0, at);
+    range.sectors = static_cast<uint32_t>(in.number(r, "sectors", 0, at, 0xFFFFFFFF));
+    const std::string op = in.text(r, "op", "write", at);
+    range.op = op == "trim" ? 2 : 1;
+    if (!oneOf(op, {"write", "trim"})) in.fail(at + ".op", "expected write or trim");
+    if (range.sectors == 0) in.fail(at + ".sectors", "expected at least one sector");
+    const uint64_t sectors = out->sectorCount();
+    if (range.lba > sectors || range.sectors > sectors - range.lba)
+        in.fail(at, "the range runs past the last LBA " + std::to_string(sectors ? sectors - 1 : 0));
+    out->writeTrimRanges.push_back(range);
+}
+
+void readWriteTrimRanges(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
+    if (!disk.contains("writeTrimRanges")) return;
+    out->answersWriteTrimRanges = true;
+    const std::string at = where + ".writeTrimRanges";
+    if (!out->isNvme()) in.fail(at, "only an NVMe disk answers the write-and-trim vendor command");
+    readList(in, disk, "writeTrimRanges", where,
+             [&](const json& r, const std::string& entry) { readWriteTrimRange(in, r, entry, out); });
+    if (out->writeTrimRanges.size() > kMaxWriteTrimRanges)
+        in.fail(at, "more than " + std::to_string(kMaxWriteTrimRanges) + " ranges");
+}
+
+// "trim": {"supported", "readsZeros", "deterministic"}; a plain SCSI disk
+// has none unless it says so.
+void readTrim(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
+    const json none = json::object();
+    const json* given = in.object(disk, "trim", where);
+    const json& trim = given ? *given : none;
+    const std::string at = where + ".trim";
+    out->trim.supported = in.flag(trim, "supported", !out->isScsi() || out->satBridge, at);
+    out->trim.readsZeros = in.flag(trim, "readsZeros", true, at);
+    out->trim.deterministic = in.flag(trim, "deterministic", true, at) || out->trim.readsZeros;
+}
+
+// "media": "image" (default) or "none"; "latencyMicros": a number or {"min", "max"}.
+void readDataPath(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
+    const std::string media = in.text(disk, "media", "image", where);
+    if (!oneOf(media, {"image", "none"})) in.fail(where + ".media", "expected image or none");
+    out->dataless = media == "none";
+    auto latency = disk.find("latencyMicros");
+    if (latency == disk.end()) return;
+    if (latency->is_object()) {
+        const std::string at = where + ".latencyMicros";
+        out->latencyMinMicros = static_cast<uint32_t>(in.number(*latency, "min", 0, at, kMaxLatencyMicros));
+        out->latencyMaxMicros =
+            static_cast<uint32_t>(in.number(*latency, "max", out->latencyMinMicros, at, kMaxLatencyMicros));
+        if (out->latencyMaxMicros < out->latencyMinMicros) in.fail(at + ".max", "less than min");
+        return;
+    }
+    out->latencyMinMicros = static_cast<uint32_t>(in.number(disk, "latencyMicros", 0, where, kMaxLatencyMicros));
+    out->latencyMaxMicros = out->latencyMinMicros;
+}
+
 void readFault(Reader& in, const json& f, const std::string& at, DiskDescription* out) {
     FaultDescription fault;
     fault.kind = in.text(f, "kind", "", at);
     if (!oneOf(fault.kind, {"ata_error", "scsi_check", "nvme_status", "ioctl_error", "absent", "media_error", "corrupt",
-                            "crc_error", "timeout", "bad_descriptor"}))
+                            "crc_error", "write_error", "timeout", "vanish", "bad_descriptor"}))
         in.fail(at + ".kind", "unknown fault kind \"" + fault.kind + "\"");
     fault.opcode = f.contains("opcode") ? in.field<uint8_t>(f, "opcode", 0, at) : -1;
     fault.lba = in.number(f, "lba", 0, at);
@@ -268,9 +328,10 @@ void readFault(Reader& in, const json& f, const std::string& at, DiskDescription
     fault.asc = in.field<uint8_t>(f, "asc", fault.asc, at);
     fault.ascq = in.field<uint8_t>(f, "ascq", fault.ascq, at);
     fault.nvmeStatus = static_cast<uint16_t>(in.number(f, "nvmeStatus", fault.nvmeStatus, at, 0x7FFF));
-    fault.windowsError = in.field<uint32_t>(f, "windowsError", 0, at);
+    fault.windowsError = in.field<uint32_t>(f, "windowsError", fault.kind == "write_error" ? kErrorWriteFault : 0, at);
     fault.ioctl = in.field<uint32_t>(f, "ioctl", 0, at);
     fault.version = in.field<uint32_t>(f, "version", fault.version, at);
+    fault.after = in.number(f, "after", 0, at);
     fault.remaining = f.contains("times") ? static_cast<int>(in.number(f, "times", 0, at, 0x7FFFFFFF)) : -1;
     out->faults.push_back(fault);
 }
@@ -290,6 +351,9 @@ DiskDescription readDisk(Reader& in, const json& disk, const std::string& where)
     readHealth(in, disk, where, &out);
     readList(in, disk, "vendorAnswers", where,
              [&](const json& a, const std::string& at) { readVendorAnswer(in, a, at, &out); });
+    readWriteTrimRanges(in, disk, where, &out);
+    readTrim(in, disk, where, &out);
+    readDataPath(in, disk, where, &out);
     readList(in, disk, "faults", where, [&](const json& f, const std::string& at) { readFault(in, f, at, &out); });
     return out;
 }

@@ -62,6 +62,21 @@ struct SmartAttribute {
     std::string rawFrom;
 };
 
+// One entry of the answer to the vendor command that lists the ranges to
+// write and trim (opcode 0xC6, docs/vhost.md).
+struct WriteTrimRange {
+    uint64_t lba = 0;
+    uint32_t sectors = 0;
+    uint32_t op = 1;  // 1 write, 2 trim
+};
+
+// What a trimmed sector reads back as; readsZeros implies deterministic.
+struct TrimBehaviour {
+    bool supported = true;
+    bool readsZeros = true;
+    bool deterministic = true;
+};
+
 struct VendorAnswer {
     uint8_t opcode = 0;
     std::vector<uint8_t> data;
@@ -84,6 +99,7 @@ struct FaultDescription {
     uint32_t windowsError = 0;
     uint32_t ioctl = 0;  // 0: every IOCTL
     uint32_t version = 40;
+    uint64_t after = 0;  // vanish: requests that still succeed
     int remaining = -1;  // times it fires; -1 always
 };
 
@@ -115,6 +131,12 @@ struct DiskDescription {
     uint8_t percentageUsed = 0;
     uint8_t availableSpare = 100;
     std::vector<VendorAnswer> vendorAnswers;
+    bool answersWriteTrimRanges = false;
+    std::vector<WriteTrimRange> writeTrimRanges;
+    TrimBehaviour trim;
+    bool dataless = false;  // "media": "none": writes vanish, reads are zeros
+    uint32_t latencyMinMicros = 0;
+    uint32_t latencyMaxMicros = 0;
     std::vector<FaultDescription> faults;
     bool absent = false;  // described but not seen by the host
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 
 #include "vhost/JsonReader.h"
 
@@ -92,11 +93,49 @@ bool HostState::load(std::vector<std::string>* problems) {
     }
     *problems = in.problems();
     dirty_ = dirty_ || !in.ok();  // the next save repairs the file
-    return in.ok();
+    for (const auto& entry : counters_) loadTrimmed(entry.first, problems);
+    return problems->empty();
 }
 
-bool HostState::save() const {
+std::string HostState::trimPath(int diskNumber) const {
+    return folder_ + "/disk" + std::to_string(diskNumber) + ".trim";
+}
+
+// A damaged line is dropped, so its sectors read their old data again.
+void HostState::loadTrimmed(int diskNumber, std::vector<std::string>* problems) {
+    std::ifstream file(trimPath(diskNumber));
+    ExtentSet& set = trimmed_[diskNumber];
+    unsigned number = 0;
+    for (std::string line; std::getline(file, line);) {
+        ++number;
+        std::istringstream fields(line);
+        uint64_t start = 0, count = 0;
+        std::string rest;
+        if (fields >> start >> count && !(fields >> rest) && count != 0 && start + count > start) {
+            set.add(start, count);
+            continue;
+        }
+        problems->push_back("disk" + std::to_string(diskNumber) + ".trim line " + std::to_string(number) +
+                            ": expected a start LBA and a sector count");
+        trimDirty_.insert(diskNumber);
+    }
+}
+
+bool HostState::saveTrimmed(int diskNumber) const {
+    const ExtentSet& set = trimmed_.at(diskNumber);
+    std::error_code error;
+    if (set.empty()) return std::filesystem::remove(trimPath(diskNumber), error) || !error;
+    std::ofstream file(trimPath(diskNumber), std::ios::binary | std::ios::trunc);
+    for (const auto& range : set.ranges()) file << range.first << ' ' << range.second - range.first << '\n';
+    return static_cast<bool>(file);
+}
+
+bool HostState::save() {
     if (!ensureFolder()) return false;
+    lastSave_ = std::chrono::steady_clock::now();
+    bool ok = true;
+    for (int disk : trimDirty_) ok = saveTrimmed(disk) && ok;
+    trimDirty_.clear();
     json disks = json::object();
     for (const auto& entry : counters_) disks[std::to_string(entry.first)] = toJson(entry.second);
     const std::string path = folder_ + "/counters.json";
@@ -109,7 +148,7 @@ bool HostState::save() const {
     }
     std::error_code error;
     std::filesystem::rename(temporary, path, error);
-    return !error;
+    return ok && !error;
 }
 
 DiskCounters& HostState::counters(int diskNumber) {
@@ -121,10 +160,20 @@ DiskCounters& HostState::counters(int diskNumber) {
     return fresh;
 }
 
+ExtentSet& HostState::trimmed(int diskNumber) {
+    counters(diskNumber);  // a disk with state has counters, which name it at the next load
+    return trimmed_[diskNumber];
+}
+
 bool HostState::saveIfChanged() {
-    if (!dirty_) return true;
+    if (!dirty_ && trimDirty_.empty()) return true;
     dirty_ = false;
     return save();
+}
+
+bool HostState::saveIfDue() {
+    if (std::chrono::steady_clock::now() - lastSave_ < std::chrono::seconds(1)) return true;
+    return saveIfChanged();
 }
 
 }  // namespace vhost

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
+
+#include "vhost/ExtentSet.h"
 
 namespace zel {
 namespace vhost {
@@ -28,8 +32,9 @@ struct DiskCounters {
     static uint64_t dataUnits(uint64_t bytes) { return ((bytes + 511) / 512 + 999) / 1000; }
 };
 
-// The state folder beside a description: counters.json and one sparse
-// image per disk ("disk<N>.img"), created on first use.
+// The state folder beside a description: counters.json, one sparse image
+// per disk ("disk<N>.img") and the disk's trimmed ranges ("disk<N>.trim",
+// a "start count" line per range), created on first use.
 class HostState {
 public:
     explicit HostState(std::string folder);
@@ -40,18 +45,29 @@ public:
     // Reads counters.json; a missing file is a fresh state. A damaged value
     // starts from its default and is named in problems, with its key.
     bool load(std::vector<std::string>* problems);
-    bool save() const;
+    bool save();
 
     DiskCounters& counters(int diskNumber);
     void touch() { dirty_ = true; }
+    ExtentSet& trimmed(int diskNumber);
+    void trimmedChanged(int diskNumber) { trimDirty_.insert(diskNumber); }
     bool saveIfChanged();
+    // saveIfChanged at most once a second, for calls that may come with
+    // every request.
+    bool saveIfDue();
 
 private:
     bool ensureFolder() const;
+    std::string trimPath(int diskNumber) const;
+    bool saveTrimmed(int diskNumber) const;
+    void loadTrimmed(int diskNumber, std::vector<std::string>* problems);
 
     std::string folder_;
     std::map<int, DiskCounters> counters_;
+    std::map<int, ExtentSet> trimmed_;
+    std::set<int> trimDirty_;
     bool dirty_ = false;
+    std::chrono::steady_clock::time_point lastSave_;
 };
 
 int64_t unixNow();

@@ -1,6 +1,7 @@
 #include "vhost/NvmeController.h"
 
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "vhost/DeviceData.h"
@@ -49,13 +50,13 @@ uint32_t NvmeController::admin(const uint8_t* sqe, uint8_t* data, uint32_t size,
             const uint32_t cns = dwordOf(sqe, 10) & 0xFF;
             if (cns == 1) return copyOut(data, size, nvmeIdentifyController(d));
             if (cns == 0 && dwordOf(sqe, 1) == 1) return copyOut(data, size, nvmeIdentifyNamespace(d));
-            completion->setStatusField(cns == 0 ? 0x000B : nvmestatus::kInvalidField);  // invalid namespace
+            completion->setStatusField(cns == 0 ? nvmestatus::kInvalidNamespace : nvmestatus::kInvalidField);
             return 0;
         }
         case 0x0A: return getFeatures(sqe, completion);
         default: break;
     }
-    if (sqe[0] >= 0xC0) return vendor(sqe[0], data, size, completion);
+    if (sqe[0] >= 0xC0) return vendor(sqe, data, size, completion);
     completion->setStatusField(nvmestatus::kInvalidOpcode);
     return 0;
 }
@@ -93,39 +94,88 @@ uint32_t NvmeController::getFeatures(const uint8_t* sqe, NvmeCompletion* complet
     return 0;
 }
 
-uint32_t NvmeController::vendor(uint8_t opcode, uint8_t* data, uint32_t size, NvmeCompletion* completion) {
+// Answers given verbatim win over the generated write-and-trim list.
+uint32_t NvmeController::vendor(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion) {
     for (const VendorAnswer& answer : disk_.description().vendorAnswers) {
-        if (answer.opcode != opcode) continue;
+        if (answer.opcode != sqe[0]) continue;
         completion->dword0 = answer.dword0;
         completion->setStatusField(answer.status);
         return data ? copyOut(data, size, answer.data) : 0;
     }
+    if (sqe[0] == 0xC6 && disk_.description().answersWriteTrimRanges)
+        return writeTrimRanges(sqe, data, size, completion);
     completion->setStatusField(nvmestatus::kInvalidOpcode);
     return 0;
 }
 
+// Data from the device, CDW10 the dwords to move minus one, namespace 1.
+uint32_t NvmeController::writeTrimRanges(const uint8_t* sqe, uint8_t* data, uint32_t size,
+                                         NvmeCompletion* completion) {
+    if (dwordOf(sqe, 1) != 1) {
+        completion->setStatusField(nvmestatus::kInvalidNamespace);
+        return 0;
+    }
+    const uint64_t wanted = (dwordOf(sqe, 10) + 1ull) * 4;
+    if (!data) return 0;
+    const uint32_t moved = static_cast<uint32_t>(wanted < size ? wanted : size);
+    return copyOut(data, moved, nvmeWriteTrimRanges(disk_.description()));
+}
+
 uint32_t NvmeController::io(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion) {
-    const DiskDescription& d = disk_.description();
-    const uint64_t lba = dwordOf(sqe, 10) | static_cast<uint64_t>(dwordOf(sqe, 11)) << 32;
-    const uint64_t bytes = ((dwordOf(sqe, 12) & 0xFFFF) + 1ull) * d.logicalSectorSize;
     switch (sqe[0]) {
         case 0x00: disk_.image().flush(); return 0;
         case 0x01:
-        case 0x02: {
-            if (bytes > size) {
-                completion->setStatusField(nvmestatus::kInvalidField);
-                return 0;
-            }
-            const uint64_t offset = lba * d.logicalSectorSize;
-            const VirtualDisk::MediaResult result =
-                sqe[0] == 0x01 ? disk_.writeMedia(offset, data, bytes) : disk_.readMedia(offset, data, bytes);
-            if (result == VirtualDisk::MediaResult::Ok) return static_cast<uint32_t>(bytes);
-            completion->setStatusField(result == VirtualDisk::MediaResult::OutOfRange ? nvmestatus::kLbaOutOfRange
-                                                                                       : nvmestatus::kUnrecoveredRead);
-            return 0;
-        }
+        case 0x02: return readWrite(sqe, data, size, completion);
+        case 0x09: return deallocate(sqe, data, size, completion);
         default: completion->setStatusField(nvmestatus::kInvalidOpcode); return 0;
     }
+}
+
+uint32_t NvmeController::readWrite(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion) {
+    const DiskDescription& d = disk_.description();
+    const uint64_t lba = dwordOf(sqe, 10) | static_cast<uint64_t>(dwordOf(sqe, 11)) << 32;
+    const uint64_t bytes = ((dwordOf(sqe, 12) & 0xFFFF) + 1ull) * d.logicalSectorSize;
+    if (bytes > size) {
+        completion->setStatusField(nvmestatus::kInvalidField);
+        return 0;
+    }
+    const uint64_t offset = lba * d.logicalSectorSize;
+    const VirtualDisk::MediaResult result =
+        sqe[0] == 0x01 ? disk_.writeMedia(offset, data, bytes) : disk_.readMedia(offset, data, bytes);
+    switch (result) {
+        case VirtualDisk::MediaResult::Ok: return static_cast<uint32_t>(bytes);
+        case VirtualDisk::MediaResult::OutOfRange: completion->setStatusField(nvmestatus::kLbaOutOfRange); break;
+        case VirtualDisk::MediaResult::WriteFault: completion->setStatusField(nvmestatus::kWriteFault); break;
+        default: completion->setStatusField(nvmestatus::kUnrecoveredRead); break;
+    }
+    return 0;
+}
+
+// Dataset Management: NR (CDW10 bits 7..0) ranges of {attributes, length,
+// starting LBA}; only the deallocate attribute (CDW11 bit 2) does anything,
+// and a range past the end fails the command before any is deallocated.
+uint32_t NvmeController::deallocate(const uint8_t* sqe, const uint8_t* data, uint32_t size,
+                                    NvmeCompletion* completion) {
+    if (!disk_.trimSupported()) {
+        completion->setStatusField(nvmestatus::kInvalidOpcode);
+        return 0;
+    }
+    const uint32_t count = (dwordOf(sqe, 10) & 0xFF) + 1;
+    if (!data || count * 16 > size) {
+        completion->setStatusField(nvmestatus::kInvalidField);
+        return 0;
+    }
+    if (!(dwordOf(sqe, 11) & 0x04)) return 0;
+    std::vector<std::pair<uint64_t, uint64_t>> ranges;
+    for (const uint8_t* entry = data; entry < data + count * 16; entry += 16)
+        ranges.emplace_back(dwordOf(entry, 2) | static_cast<uint64_t>(dwordOf(entry, 3)) << 32, dwordOf(entry, 1));
+    for (const auto& range : ranges) {
+        if (disk_.holdsSectors(range.first, range.second)) continue;
+        completion->setStatusField(nvmestatus::kLbaOutOfRange);
+        return 0;
+    }
+    for (const auto& range : ranges) disk_.trimMedia(range.first, range.second);
+    return 0;
 }
 
 }  // namespace vhost

@@ -24,14 +24,16 @@ namespace nvmestatus {
 constexpr uint16_t kSuccess = 0x0000;
 constexpr uint16_t kInvalidOpcode = 0x0001;
 constexpr uint16_t kInvalidField = 0x0002;
+constexpr uint16_t kInvalidNamespace = 0x000B;
 constexpr uint16_t kLbaOutOfRange = 0x0080;
 constexpr uint16_t kInvalidLogPage = 0x0109;
+constexpr uint16_t kWriteFault = 0x0280;
 constexpr uint16_t kUnrecoveredRead = 0x0281;
 }  // namespace nvmestatus
 
 // An NVMe controller with one namespace: Identify, Get Log Page, Get
-// Features, vendor opcodes from the description, and Read/Write/Flush/DSM
-// on the I/O queue.
+// Features, vendor opcodes from the description (with the write-and-trim
+// list, 0xC6), and Read/Write/Flush/Dataset Management on the I/O queue.
 class NvmeController {
 public:
     explicit NvmeController(VirtualDisk& disk) : disk_(disk) {}
@@ -48,7 +50,10 @@ private:
     uint32_t io(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion);
     uint32_t getLogPage(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion);
     uint32_t getFeatures(const uint8_t* sqe, NvmeCompletion* completion);
-    uint32_t vendor(uint8_t opcode, uint8_t* data, uint32_t size, NvmeCompletion* completion);
+    uint32_t readWrite(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion);
+    uint32_t deallocate(const uint8_t* sqe, const uint8_t* data, uint32_t size, NvmeCompletion* completion);
+    uint32_t vendor(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion);
+    uint32_t writeTrimRanges(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion);
 
     VirtualDisk& disk_;
     uint8_t last_[64] = {};

@@ -120,7 +120,8 @@ ScsiResult ScsiTarget::readWrite(uint64_t lba, uint32_t blocks, bool write, uint
     const VirtualDisk::MediaResult result = write ? disk_.writeMedia(offset, data, bytes) : disk_.readMedia(offset, data, bytes);
     switch (result) {
         case VirtualDisk::MediaResult::Ok: return good(static_cast<uint32_t>(bytes));
-        case VirtualDisk::MediaResult::MediaError: return checkCondition(0x03, write ? 0x0C : 0x11, 0x00);
+        case VirtualDisk::MediaResult::MediaError:
+        case VirtualDisk::MediaResult::WriteFault: return checkCondition(0x03, write ? 0x0C : 0x11, 0x00);
         case VirtualDisk::MediaResult::CrcError: return checkCondition(0x0B, 0x47, 0x00);
         default: return checkCondition(0x05, 0x21, 0x00);
     }

@@ -1,8 +1,10 @@
 #include "vhost/VirtualDisk.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "vhost/AtaDevice.h"
+#include "vhost/DeviceData.h"
 #include "vhost/NvmeController.h"
 #include "vhost/ScsiTarget.h"
 
@@ -13,7 +15,8 @@ VirtualDisk::VirtualDisk(const DiskDescription& description, HostState& state)
     : description_(description),
       state_(state),
       image_(state.imagePath(description.number), description.capacityBytes),
-      faults_(description.faults) {
+      faults_(description.faults),
+      random_(static_cast<unsigned>(description.number) + 1) {
     if (description_.isAta() || description_.satBridge) ata_ = std::make_unique<AtaDevice>(*this);
     // Every disk answers SCSI pass-through: the port drivers translate for
     // ATA and NVMe disks, a USB bridge may carry ATA PASS-THROUGH.
@@ -23,9 +26,50 @@ VirtualDisk::VirtualDisk(const DiskDescription& description, HostState& state)
 
 VirtualDisk::~VirtualDisk() = default;
 
+bool VirtualDisk::admitRequest() {
+    if (vanished_) return false;
+    const FaultDescription* vanish = faults_.find("vanish");
+    if (vanish && requests_ >= vanish->after) {
+        vanished_ = true;
+        return false;
+    }
+    ++requests_;
+    return true;
+}
+
+std::chrono::microseconds VirtualDisk::nextLatency() {
+    const uint32_t low = description_.latencyMinMicros, high = description_.latencyMaxMicros;
+    if (low >= high) return std::chrono::microseconds(low);
+    return std::chrono::microseconds(std::uniform_int_distribution<uint32_t>(low, high)(random_));
+}
+
 bool VirtualDisk::inRange(uint64_t offset, uint64_t size) const {
     const uint64_t capacity = description_.capacityBytes;
     return offset <= capacity && size <= capacity - offset;
+}
+
+bool VirtualDisk::holdsSectors(uint64_t lba, uint64_t count) const {
+    const uint64_t sectors = description_.sectorCount();
+    return lba <= sectors && count <= sectors - lba;
+}
+
+void VirtualDisk::countTransfer(uint64_t size, bool write) {
+    DiskCounters& c = counters();
+    (write ? c.bytesWritten : c.bytesRead) += size;
+    ++(write ? c.writeCommands : c.readCommands);
+    countersChanged();
+}
+
+// Reading zeros implies determinism; a disk with neither returns whatever
+// it likes, here something new on every read.
+void VirtualDisk::fillTrimmed(uint8_t* data, uint64_t size) {
+    const TrimBehaviour& trim = description_.trim;
+    if (trim.readsZeros)
+        std::memset(data, 0, size);
+    else if (trim.deterministic)
+        std::memset(data, kTrimPatternByte, size);
+    else
+        for (uint64_t i = 0; i < size; ++i) data[i] = static_cast<uint8_t>(random_() >> 8);
 }
 
 VirtualDisk::MediaResult VirtualDisk::readMedia(uint64_t offset, uint8_t* data, uint64_t size) {
@@ -39,27 +83,48 @@ VirtualDisk::MediaResult VirtualDisk::readMedia(uint64_t offset, uint8_t* data, 
         return MediaResult::MediaError;
     }
     if (faults_.match("crc_error", -1, lba, count)) return MediaResult::CrcError;
-    if (!image_.read(offset, data, size)) return MediaResult::OutOfRange;
+    if (description_.dataless) {
+        std::memset(data, 0, size);
+    } else {
+        if (!image_.read(offset, data, size)) return MediaResult::OutOfRange;
+        state_.trimmed(number()).forEachIn(lba, count, [&](uint64_t at, uint64_t sectors) {
+            const uint64_t from = (at - lba) * sector;
+            fillTrimmed(data + from, std::min(sectors * sector, size - from));
+        });
+    }
     if (const FaultDescription* corrupt = faults_.match("corrupt", -1, lba, count)) {
         const uint64_t first = corrupt->count ? std::max(corrupt->lba, lba) : lba;
         const uint64_t last = corrupt->count ? std::min(corrupt->lba + corrupt->count, lba + count) : lba + count;
         for (uint64_t at = first; at < last; ++at) data[(at - lba) * sector] ^= 0xFF;
     }
-    counters().bytesRead += size;
-    ++counters().readCommands;
-    countersChanged();
+    countTransfer(size, false);
     return MediaResult::Ok;
 }
 
-VirtualDisk::MediaResult VirtualDisk::writeMedia(uint64_t offset, const uint8_t* data, uint64_t size) {
+VirtualDisk::MediaResult VirtualDisk::writeMedia(uint64_t offset, const uint8_t* data, uint64_t size,
+                                                 uint32_t* windowsError) {
     const uint64_t sector = description_.logicalSectorSize;
+    const uint64_t lba = offset / sector, count = (size + sector - 1) / sector;
     if (!inRange(offset, size)) return MediaResult::OutOfRange;
-    if (faults_.match("crc_error", -1, offset / sector, (size + sector - 1) / sector)) return MediaResult::CrcError;
-    if (!image_.write(offset, data, size)) return MediaResult::OutOfRange;
-    counters().bytesWritten += size;
-    ++counters().writeCommands;
-    countersChanged();
+    if (faults_.match("crc_error", -1, lba, count)) return MediaResult::CrcError;
+    if (const FaultDescription* fault = faults_.match("write_error", -1, lba, count)) {
+        if (windowsError) *windowsError = fault->windowsError;
+        return MediaResult::WriteFault;
+    }
+    if (!description_.dataless) {
+        if (!image_.write(offset, data, size)) return MediaResult::OutOfRange;
+        if (state_.trimmed(number()).remove(lba, count)) state_.trimmedChanged(number());
+    }
+    countTransfer(size, true);
     return MediaResult::Ok;
+}
+
+bool VirtualDisk::trimMedia(uint64_t lba, uint64_t count) {
+    if (!holdsSectors(lba, count)) return false;
+    if (description_.dataless || count == 0) return true;
+    state_.trimmed(number()).add(lba, count);
+    state_.trimmedChanged(number());
+    return true;
 }
 
 }  // namespace vhost

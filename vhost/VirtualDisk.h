@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
+#include <random>
 
 #include "vhost/DiskImage.h"
 #include "vhost/Faults.h"
@@ -27,20 +29,34 @@ public:
     DiskCounters& counters() { return state_.counters(description_.number); }
     void countersChanged() { state_.touch(); }
     Faults& faults() { return faults_; }
-    // Not visible on the host: absent, or without power.
-    bool hidden() { return description_.absent || faults_.has("absent") || !counters().powered; }
+    // Not visible on the host: absent, gone, or without power.
+    bool hidden() { return description_.absent || faults_.has("absent") || vanished_ || !counters().powered; }
+    // Counts one request; false once a vanish fault has taken the disk away.
+    bool admitRequest();
+    bool vanished() const { return vanished_; }
+    // How long the next read or write takes, from the description's bounds.
+    std::chrono::microseconds nextLatency();
 
     AtaDevice* ata() { return ata_.get(); }
     ScsiTarget* scsi() { return scsi_.get(); }
     NvmeController* nvme() { return nvme_.get(); }
 
-    // Media access shared by every route, in bytes; applies the media faults.
-    enum class MediaResult { Ok, OutOfRange, MediaError, CrcError };
+    // Media access shared by every route, in bytes; applies the media faults
+    // and what trimmed sectors read as. A write fault names its Windows error.
+    enum class MediaResult { Ok, OutOfRange, MediaError, CrcError, WriteFault };
     bool inRange(uint64_t offset, uint64_t size) const;
+    bool holdsSectors(uint64_t lba, uint64_t count) const;
     MediaResult readMedia(uint64_t offset, uint8_t* data, uint64_t size);
-    MediaResult writeMedia(uint64_t offset, const uint8_t* data, uint64_t size);
+    MediaResult writeMedia(uint64_t offset, const uint8_t* data, uint64_t size, uint32_t* windowsError = nullptr);
+    // Trim (DATA SET MANAGEMENT, deallocate, the trim IOCTL), in sectors;
+    // false when the range runs past the end.
+    bool trimMedia(uint64_t lba, uint64_t count);
+    bool trimSupported() const { return description_.trim.supported; }
 
 private:
+    void fillTrimmed(uint8_t* data, uint64_t size);
+    void countTransfer(uint64_t size, bool write);
+
     DiskDescription description_;
     HostState& state_;
     DiskImage image_;
@@ -48,6 +64,9 @@ private:
     std::unique_ptr<AtaDevice> ata_;
     std::unique_ptr<ScsiTarget> scsi_;
     std::unique_ptr<NvmeController> nvme_;
+    uint64_t requests_ = 0;
+    bool vanished_ = false;
+    std::minstd_rand random_;
 };
 
 }  // namespace vhost

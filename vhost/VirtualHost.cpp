@@ -32,7 +32,18 @@ VirtualHost::VirtualHost(const HostDescription& description, DWORD missingError)
         disks_.push_back(std::make_unique<VirtualDisk>(disk, state_));
 }
 
+// Requests still in flight are dropped untouched: at exit their owners may
+// be gone. The timer's thread may need the host lock to finish the request
+// it is moving, so it is stopped without holding it.
 VirtualHost::~VirtualHost() {
+    std::unique_ptr<TimedQueue> stopping;
+    {
+        std::lock_guard<std::mutex> io(ioLock_);
+        stopping = std::move(timer_);
+        inFlight_.clear();
+    }
+    ioDone_.notify_all();
+    stopping.reset();
     std::lock_guard<std::recursive_mutex> guard(lock_);
     for (auto& disk : disks_) disk->image().flush();
     state_.saveIfChanged();
@@ -77,19 +88,21 @@ HANDLE VirtualHost::issueHandle(const OpenHandle& entry) {
     return token;
 }
 
-HANDLE VirtualHost::openDrive(int number, DWORD access) {
+HANDLE VirtualHost::openDrive(int number, DWORD access, DWORD flags) {
     VirtualDisk* target = disk(number);
     if (!target) {
         ::SetLastError(missingError_);
         return INVALID_HANDLE_VALUE;
     }
-    if (target->description().absent || target->faults().match("absent") || !target->counters().powered) {
+    if (target->description().absent || target->faults().match("absent") || target->vanished() ||
+        !target->counters().powered) {
         ::SetLastError(ERROR_FILE_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
     }
     OpenHandle entry;
     entry.disk = number;
     entry.access = access;
+    entry.overlappedIo = flags & FILE_FLAG_OVERLAPPED;
     return issueHandle(entry);
 }
 
@@ -112,7 +125,8 @@ HANDLE VirtualHost::createFile(const char* path, DWORD access, DWORD share, DWOR
     if (numberAfter(path, "\\\\.\\PhysicalDrive", "", &number)) {
         last_ = DecodedRequest();
         last_.path = path;
-        return openDrive(number, access);
+        last_.openFlags = flags;
+        return openDrive(number, access, flags);
     }
     if (numberAfter(path, "\\\\.\\SCSI", ":", &number)) {
         last_ = DecodedRequest();
@@ -128,12 +142,13 @@ BOOL VirtualHost::closeHandle(HANDLE handle) {
     const LastErrorOnSuccess keep;
     std::lock_guard<std::recursive_mutex> guard(lock_);
     if (!find(handle)) return passThrough_.closeHandle(handle);
+    cancelRequests(handle, nullptr);
     handles_.erase(handle);
     state_.saveIfChanged();
     return keep(::CloseHandle(handle));
 }
 
-// Everything completes at once; an OVERLAPPED caller finds the result in
+// A request answered at once; an OVERLAPPED caller finds the result in
 // it, as after a request that Windows finished synchronously.
 BOOL VirtualHost::finish(BOOL ok, DWORD bytes, DWORD* done, OVERLAPPED* overlapped) {
     const DWORD error = ok ? ERROR_SUCCESS : ::GetLastError();
@@ -153,9 +168,10 @@ BOOL VirtualHost::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inS
     std::lock_guard<std::recursive_mutex> guard(lock_);
     OpenHandle* entry = find(handle);
     if (!entry) return passThrough_.deviceIoControl(handle, code, in, inSize, out, outSize, returned, overlapped);
-    const std::string path = last_.path;
-    last_ = DecodedRequest();
-    last_.path = path;
+    DecodedRequest opened;
+    opened.path = last_.path;
+    opened.openFlags = last_.openFlags;
+    last_ = opened;
     last_.ioctl = code;
     last_.inSize = inSize;
     last_.outSize = outSize;
@@ -175,6 +191,10 @@ BOOL VirtualHost::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inS
 }
 
 bool VirtualHost::ioctlFault(VirtualDisk& target, DWORD code) {
+    if (!target.admitRequest()) {
+        failWith(ERROR_DEVICE_NOT_CONNECTED);
+        return true;
+    }
     if (const FaultDescription* fault = target.faults().matchUnranged("ioctl_error", -1, code)) {
         failWith(fault->windowsError ? fault->windowsError : ERROR_IO_DEVICE);
         return true;
@@ -184,91 +204,6 @@ bool VirtualHost::ioctlFault(VirtualDisk& target, DWORD code) {
         return true;
     }
     return false;
-}
-
-BOOL VirtualHost::transfer(OpenHandle& entry, uint8_t* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped,
-                           bool write) {
-    VirtualDisk* target = disk(entry.disk);
-    if (!target || entry.kind != OpenHandle::Kind::Drive) return finish(failWith(ERROR_INVALID_FUNCTION), 0, done, overlapped);
-    if (write && !(entry.access & GENERIC_WRITE)) return finish(failWith(ERROR_ACCESS_DENIED), 0, done, overlapped);
-    uint64_t position = entry.position;
-    if (overlapped) position = overlapped->Offset | static_cast<uint64_t>(overlapped->OffsetHigh) << 32;
-    const uint32_t sector = target->description().logicalSectorSize;
-    if (position % sector != 0 || size % sector != 0) return finish(failWith(ERROR_INVALID_PARAMETER), 0, done, overlapped);
-    if (target->faults().match("timeout", -1, position / sector, size / sector))
-        return finish(failWith(ERROR_SEM_TIMEOUT), 0, done, overlapped);
-    const VirtualDisk::MediaResult result =
-        write ? target->writeMedia(position, buffer, size) : target->readMedia(position, buffer, size);
-    switch (result) {
-        case VirtualDisk::MediaResult::Ok: break;
-        case VirtualDisk::MediaResult::OutOfRange: return finish(failWith(ERROR_SECTOR_NOT_FOUND), 0, done, overlapped);
-        default: return finish(failWith(ERROR_CRC), 0, done, overlapped);
-    }
-    if (!overlapped) entry.position = position + size;
-    return finish(TRUE, size, done, overlapped);
-}
-
-BOOL VirtualHost::readFile(HANDLE handle, void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) {
-    const LastErrorOnSuccess keep;
-    std::lock_guard<std::recursive_mutex> guard(lock_);
-    OpenHandle* entry = find(handle);
-    if (!entry) return passThrough_.readFile(handle, buffer, size, done, overlapped);
-    return keep(transfer(*entry, static_cast<uint8_t*>(buffer), size, done, overlapped, false));
-}
-
-BOOL VirtualHost::writeFile(HANDLE handle, const void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) {
-    const LastErrorOnSuccess keep;
-    std::lock_guard<std::recursive_mutex> guard(lock_);
-    OpenHandle* entry = find(handle);
-    if (!entry) return passThrough_.writeFile(handle, buffer, size, done, overlapped);
-    return keep(transfer(*entry, static_cast<uint8_t*>(const_cast<void*>(buffer)), size, done, overlapped, true));
-}
-
-BOOL VirtualHost::setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition, DWORD method) {
-    std::lock_guard<std::recursive_mutex> guard(lock_);
-    OpenHandle* entry = find(handle);
-    if (!entry) return passThrough_.setFilePointerEx(handle, distance, newPosition, method);
-    VirtualDisk* target = disk(entry->disk);
-    if (!target) return failWith(ERROR_INVALID_FUNCTION);
-    int64_t base = 0;
-    if (method == FILE_CURRENT)
-        base = static_cast<int64_t>(entry->position);
-    else if (method == FILE_END)
-        base = static_cast<int64_t>(target->description().capacityBytes);
-    else if (method != FILE_BEGIN)
-        return failWith(ERROR_INVALID_PARAMETER);
-    const int64_t position = base + distance.QuadPart;
-    if (position < 0) return failWith(ERROR_NEGATIVE_SEEK);
-    entry->position = static_cast<uint64_t>(position);
-    if (newPosition) newPosition->QuadPart = position;
-    return TRUE;
-}
-
-BOOL VirtualHost::getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) {
-    std::lock_guard<std::recursive_mutex> guard(lock_);
-    if (!find(handle)) return passThrough_.getOverlappedResult(handle, overlapped, done, wait);
-    if (done) *done = static_cast<DWORD>(overlapped->InternalHigh);
-    if (overlapped->Internal != ERROR_SUCCESS) return failWith(static_cast<DWORD>(overlapped->Internal));
-    return TRUE;
-}
-
-// Requests complete before their call returns, so there is nothing to cancel.
-BOOL VirtualHost::cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) {
-    std::lock_guard<std::recursive_mutex> guard(lock_);
-    if (!find(handle)) return passThrough_.cancelIoEx(handle, overlapped);
-    ::SetLastError(ERROR_NOT_FOUND);
-    return FALSE;
-}
-
-BOOL VirtualHost::flushFileBuffers(HANDLE handle) {
-    const LastErrorOnSuccess keep;
-    std::lock_guard<std::recursive_mutex> guard(lock_);
-    OpenHandle* entry = find(handle);
-    if (!entry) return passThrough_.flushFileBuffers(handle);
-    VirtualDisk* target = disk(entry->disk);
-    if (!target) return failWith(ERROR_INVALID_FUNCTION);
-    state_.saveIfChanged();
-    return keep(target->image().flush() ? TRUE : failWith(ERROR_WRITE_FAULT));
 }
 
 std::unique_ptr<DeviceApi> createVirtualHost(const std::string& path) {

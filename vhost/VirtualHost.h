@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -10,6 +12,7 @@
 #include "core/Win32DeviceApi.h"
 #include "vhost/HostDescription.h"
 #include "vhost/HostState.h"
+#include "vhost/TimedQueue.h"
 #include "vhost/VirtualDisk.h"
 
 namespace zel {
@@ -21,6 +24,7 @@ class PortIoBench;
 // for the dry-run log.
 struct DecodedRequest {
     std::string path;
+    uint32_t openFlags = 0;  // CreateFileA's flags for the path
     uint32_t ioctl = 0;
     uint32_t inSize = 0;
     uint32_t outSize = 0;
@@ -79,8 +83,8 @@ public:
     BOOL setFilePointerEx(HANDLE handle, LARGE_INTEGER distance, LARGE_INTEGER* newPosition,
                           DWORD method) override;
     BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
-    BOOL flushFileBuffers(HANDLE handle) override;
     BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) override;
+    BOOL flushFileBuffers(HANDLE handle) override;
 
     DWORD getLogicalDrives() override;
     bool getVolumeSpace(char letter, VolumeSpace* space) override;
@@ -108,6 +112,7 @@ protected:
         int port = -1;  // ports
         DWORD access = 0;
         uint64_t position = 0;
+        bool overlappedIo = false;  // opened with FILE_FLAG_OVERLAPPED
     };
 
     OpenHandle* find(HANDLE handle);
@@ -115,7 +120,7 @@ protected:
     std::recursive_mutex& lock() { return lock_; }
 
 private:
-    HANDLE openDrive(int number, DWORD access);
+    HANDLE openDrive(int number, DWORD access, DWORD flags);
     HANDLE openPort(int port, DWORD access);
     BOOL finish(BOOL ok, DWORD bytes, DWORD* done, OVERLAPPED* overlapped);
     BOOL failWith(DWORD error);
@@ -131,6 +136,7 @@ private:
     BOOL scsiAddress(VirtualDisk& disk, uint8_t* out, DWORD outSize, DWORD* returned);
     BOOL ataPassThrough(VirtualDisk& disk, uint8_t* in, DWORD inSize, uint8_t* out, DWORD outSize, DWORD* returned);
     BOOL scsiPassThrough(VirtualDisk& disk, uint8_t* in, DWORD inSize, uint8_t* out, DWORD outSize, DWORD* returned);
+    BOOL manageDataSet(OpenHandle& entry, VirtualDisk& disk, const uint8_t* in, DWORD inSize, DWORD* returned);
 
     // NVMe IOCTLs (NvmeIoctls.cpp).
     BOOL nvmeQuery(VirtualDisk& disk, const uint8_t* in, DWORD inSize, uint8_t* out, DWORD outSize, DWORD* returned);
@@ -142,9 +148,38 @@ private:
     BOOL nvmeIrst(int port, uint8_t* block, DWORD size, DWORD* returned);
     VirtualDisk* nvmeOnPort(int port, const char* route, int pathId);
 
-    // An injected IOCTL failure or time-out for this request, if one fires.
+    // A disk that is gone, or an injected IOCTL failure or time-out that fires.
     bool ioctlFault(VirtualDisk& disk, DWORD code);
-    BOOL transfer(OpenHandle& entry, uint8_t* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped, bool write);
+
+    // Reads and writes (VirtualHostIo.cpp): admitted under the host lock,
+    // their data moves after the disk's latency; an overlapped one on a
+    // handle opened for it completes on the timer's thread.
+    struct IoRequest {
+        int disk = -1;
+        uint8_t* buffer = nullptr;
+        DWORD size = 0;
+        uint64_t offset = 0;
+        bool write = false;
+        DWORD error = ERROR_SUCCESS;  // refused at once
+        bool hangs = false;           // a timeout fault: it never completes by itself
+        std::chrono::microseconds latency{0};
+    };
+    struct InFlight {
+        HANDLE handle = nullptr;
+        IoRequest request;
+    };
+    using InFlightMap = std::map<OVERLAPPED*, InFlight>;
+    bool owns(HANDLE handle);
+    IoRequest admit(OpenHandle& entry, uint8_t* buffer, DWORD size, const OVERLAPPED* overlapped, bool write);
+    DWORD refusal(const OpenHandle& entry, VirtualDisk* target, const IoRequest& request);
+    DWORD moveData(const IoRequest& request);
+    BOOL transfer(HANDLE handle, uint8_t* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped, bool write);
+    BOOL queue(HANDLE handle, const IoRequest& request, OVERLAPPED* overlapped);
+    void completeQueued(OVERLAPPED* overlapped);
+    void completeLocked(InFlightMap::iterator request, DWORD error, DWORD bytes);
+    // Aborts the requests of a handle (all handles when null) that have not
+    // started moving data; true when the handle had any in flight.
+    bool cancelRequests(HANDLE handle, OVERLAPPED* only);
 
     HostDescription description_;
     HostState state_;
@@ -164,6 +199,12 @@ private:
     PortIoBench& portIoBench();
     std::unique_ptr<PortIoBench> portIo_;
     std::recursive_mutex lock_;
+
+    // Requests in flight; taken after lock_ when both are needed, never before.
+    std::mutex ioLock_;
+    std::condition_variable ioDone_;
+    InFlightMap inFlight_;
+    std::unique_ptr<TimedQueue> timer_;
 };
 
 // Builds a virtual host from a description file; null with an ERROR line

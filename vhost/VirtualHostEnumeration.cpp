@@ -12,7 +12,7 @@ namespace zel {
 namespace vhost {
 namespace {
 
-bool usable(VirtualDisk& disk) { return !disk.description().absent && disk.counters().powered; }
+bool usable(VirtualDisk& disk) { return !disk.hidden(); }
 
 DeviceRecord diskRecord(const DiskDescription& disk) {
     DeviceRecord record;

@@ -25,6 +25,8 @@ struct Devices {
         d.deviceInterface = interfaceName;
         d.capacityBytes = 64 * 512;
         d.vendorAnswers.push_back(VendorAnswer{0xC2, {1, 2, 3}, 7, 0});
+        d.answersWriteTrimRanges = true;
+        d.writeTrimRanges.push_back(WriteTrimRange{8, 16, 2});
         return d;
     }
 

@@ -66,7 +66,10 @@ TEST(HostDescription, EveryDescribedFieldIsRead) {
         "health": {"temperatureKelvin": 320, "percentageUsed": 3, "availableSpare": 90},
         "smartAttributes": [{"id": 9, "rawFrom": "powerOnHours", "threshold": 5}],
         "vendorAnswers": [{"opcode": "0xC1", "dword0": 5, "status": "0x0102", "data": "AA BB"}],
-        "faults": [{"kind": "media_error", "lba": 10, "count": 2, "times": 1}]
+        "faults": [{"kind": "media_error", "lba": 10, "count": 2, "times": 1}, {"kind": "write_error"},
+                   {"kind": "vanish", "after": 3}],
+        "media": "none", "latencyMicros": {"min": 10, "max": 200}, "trim": {"readsZeros": false},
+        "writeTrimRanges": [{"lba": 8, "sectors": 8, "op": "trim"}]
     }], "powerSwitches": [{"kind": "sata", "disk": 9, "port": "COM3", "powers": [2]}]})", &problem);
     ASSERT_EQ(problem, "");
     const auto& d = host.disks.at(0);
@@ -83,6 +86,16 @@ TEST(HostDescription, EveryDescribedFieldIsRead) {
     EXPECT_EQ(d.smartAttributes.at(0).rawFrom, "powerOnHours");
     EXPECT_EQ(d.vendorAnswers.at(0).status, 0x0102);
     EXPECT_EQ(d.faults.at(0).opcode, -1);
+    EXPECT_EQ(d.faults.at(1).windowsError, 29u) << "ERROR_WRITE_FAULT unless given";
+    EXPECT_EQ(d.faults.at(2).after, 3u);
+    EXPECT_TRUE(d.dataless);
+    EXPECT_EQ(d.latencyMinMicros, 10u);
+    EXPECT_EQ(d.latencyMaxMicros, 200u);
+    EXPECT_TRUE(d.trim.supported);
+    EXPECT_FALSE(d.trim.readsZeros);
+    EXPECT_TRUE(d.trim.deterministic);
+    ASSERT_EQ(d.writeTrimRanges.size(), 1u);
+    EXPECT_EQ(d.writeTrimRanges[0].op, 2u);
     ASSERT_EQ(host.powerSwitches.size(), 1u);
     EXPECT_EQ(host.powerSwitches[0].diskNumber, 9);
     EXPECT_EQ(host.powerSwitches[0].powers, std::vector<int>{2});
@@ -135,6 +148,15 @@ TEST(HostDescription, ValuesOutsideTheirFieldAreRejected) {
         {R"("sectorCount": 8, "faults": [{"kind": "corrupt", "lba": "0xFFFFFFFFFFFFFFF0", "count": 32}])",
          "disks[0].faults[0].count: the range runs past LBA 2^64-1"},
         {R"("sectorCount": 8, "vendorAnswers": [5])", "disks[0].vendorAnswers[0]: expected an object"},
+        {R"("sectorCount": 8, "latencyMicros": {"min": 5, "max": 2})", "disks[0].latencyMicros.max: less than min"},
+        {R"("sectorCount": 8, "latencyMicros": 60000001)", "disks[0].latencyMicros: 60000001 is outside 0..60000000"},
+        {R"("sectorCount": 8, "media": "tape")", "disks[0].media: expected image or none"},
+        {R"("sectorCount": 8, "writeTrimRanges": [])",
+         "disks[0].writeTrimRanges: only an NVMe disk answers the write-and-trim vendor command"},
+        {R"("sectorCount": 8, "busType": 17, "writeTrimRanges": [{"lba": 4, "sectors": 5}])",
+         "disks[0].writeTrimRanges[0]: the range runs past the last LBA 7"},
+        {R"("sectorCount": 8, "busType": 17, "writeTrimRanges": [{"sectors": 1, "op": "erase"}])",
+         "disks[0].writeTrimRanges[0].op: expected write or trim"},
     };
     for (const Case& c : cases)
         EXPECT_EQ(problemOf(std::string(R"({"disks": [{)") + c.fields + "}]}"), c.problem) << c.fields;
