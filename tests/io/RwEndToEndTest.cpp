@@ -15,8 +15,10 @@ namespace {
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 // Disk 0 holds the Windows folder's letter, disk 1 is a small NVMe disk.
-std::string host(const std::string& disk1Extra = "") {
+std::string host(const std::string& disk1Extra = "", const std::string& disk2Extra = "") {
     return R"({"disks": [
+  {"number": 2, "busType": 11, "model": "Dut SATA", "serial": "DUT-2", "sectorCount": 8192,
+   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 2})" + disk2Extra + R"(},
   {"number": 0, "busType": 11, "model": "Sys SATA", "serial": "SYS-0", "sectorCount": 8192,
    "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 0},
    "volumes": [{"letter": "C", "totalBytes": 4194304, "freeBytes": 1048576}]},
@@ -149,4 +151,74 @@ TEST_F(RwEndToEnd, OptionChecksInRunOrder) {
             << "one slice for the first thread, an empty slot for the others";
         EXPECT_TRUE(contains(threads.output, "[T1] SUCCESS")) << threads.output;
     }
+}
+
+TEST_F(RwEndToEnd, DeepQueueWithOutOfOrderCompletionLosesNothing) {
+    useHost(host(R"(, "latencyMicros": {"min": 0, "max": 3000})"));
+    ASSERT_EQ(run("-a rw -d 1 --rw write --pattern rand --seed 3 --bs 4k --size 2048 --qd 32 --out-bin q.bin").exitCode,
+              0u);
+    auto read = run("-a rw -d 1 --rw read --bs 4k --size 2048 --qd 32 --in-bin q.bin --out-ini q.ini");
+    EXPECT_EQ(read.exitCode, 0u) << read.output;
+    EXPECT_TRUE(contains(read.output, "QD32 seq read")) << read.output;
+    EXPECT_TRUE(contains(file("q.ini"), "lba_end=2048"));
+}
+
+// What a read of a trimmed range must show follows from what the drive
+// promises after a trim.
+TEST_F(RwEndToEnd, TrimThenReadFollowsTheDrivesPromise) {
+    struct Case {
+        const char* disk2Trim;
+        int disk;
+        uint32_t readCode;
+    } cases[] = {
+        {"", 1, 0},                                                          // NVMe: zeros
+        {R"(, "trim": {"readsZeros": true})", 2, 0},                         // zeros after trim
+        {R"(, "trim": {"readsZeros": false, "deterministic": true})", 2, 0},  // two reads agree
+        {R"(, "trim": {"readsZeros": false, "deterministic": false})", 2, 0x20000008},
+    };
+    for (const Case& c : cases) {
+        useHost(host("", c.disk2Trim));
+        const std::string disk = " -d " + std::to_string(c.disk);
+        ASSERT_EQ(run("-a rw --rw write --size 512" + disk).exitCode, 0u) << c.disk2Trim;
+        ASSERT_EQ(run("-a rw --rw trim --size 512" + disk).exitCode, 0u) << c.disk2Trim;
+        auto read = run("-a rw --rw read --pattern trim --size 512" + disk);
+        EXPECT_EQ(read.exitCode, c.readCode) << c.disk2Trim << "\n" << read.output;
+        if (c.readCode) {
+            EXPECT_TRUE(contains(read.output, "WARNING  TRIM function is not supported"));
+        }
+    }
+}
+
+TEST_F(RwEndToEnd, DeviceFaultsEndTheWorkerWithTheirCode) {
+    struct Case {
+        const char* fault;
+        const char* args;
+        uint32_t code;
+    } cases[] = {
+        {R"({"kind": "write_error", "lba": 64, "count": 8})", "--rw write --size 256", ERROR_WRITE_FAULT},
+        {R"({"kind": "timeout", "lba": 0, "count": 8192})", "--rw read --size 256 --qd 4 --timeout 1",
+         ERROR_SEM_TIMEOUT},
+        {R"({"kind": "vanish", "after": 3})", "--rw read --size 2048 --bs 4k --qd 8", ERROR_DEVICE_NOT_CONNECTED},
+    };
+    for (const Case& c : cases) {
+        useHost(host(std::string(R"(, "faults": [)") + c.fault + "]"));
+        auto result = run(std::string("-a rw -d 1 ") + c.args);
+        EXPECT_EQ(result.exitCode, c.code) << c.fault << "\n" << result.output;
+        EXPECT_TRUE(contains(result.output, "[T1] FAIL:")) << c.fault;
+    }
+}
+
+TEST_F(RwEndToEnd, DmaAndVendorWriteTrim) {
+    useHost(host(R"(, "writeTrimRanges": [{"lba": 0, "sectors": 64, "op": "write"},
+                                          {"lba": 64, "sectors": 64, "op": "trim"}])"));
+    ASSERT_EQ(run("-a rw -d 2 --rw write --size 256 --dma --out-bin dma.bin").exitCode, 0u);
+    EXPECT_EQ(run("-a rw -d 2 --rw read --size 256 --dma --in-bin dma.bin").exitCode, 0u);
+
+    ASSERT_EQ(run("-a rw -d 1 --rw write --size 256 --out-bin all.bin").exitCode, 0u);
+    auto mode10 = run("-a rw -d 1 --rw vucmdwrtrim --pattern zero --bs 16k");
+    EXPECT_EQ(mode10.exitCode, 0u) << mode10.output;
+    EXPECT_TRUE(contains(mode10.output, "[T1] wirte and trim (offset retrieved from VU cmd) from")) << mode10.output;
+    EXPECT_EQ(run("-a rw -d 1 --rw read --size 128 --pattern zero").exitCode, 0u) << "written with zeros, then trimmed";
+    EXPECT_EQ(run("-a rw -d 1 --rw read --start 128 --size 128 --in-bin all.bin").exitCode, 0u) << "left alone";
+    EXPECT_EQ(run("-a rw -d 2 --rw vucmdwrtrim").exitCode, 0x20000008u) << "not an NVMe disk";
 }
