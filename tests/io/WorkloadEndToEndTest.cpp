@@ -46,4 +46,30 @@ TEST(WorkloadEndToEnd, AnalysisLogsSharesAndFillsWorkloadInfo) {
     EXPECT_FALSE(zeltest::fileExists(dir.file("bad.json")));
 }
 
+// Replay writes 0xAA 0x55 words and trims on the disk, wrapping a command
+// that would pass the end, and reports what it executed.
+TEST(WorkloadEndToEnd, ReplayWritesTrimsAndWraps) {
+    zeltest::TempDir dir;
+    std::ofstream(dir.file("host.json"), std::ios::binary) << kHost;
+    const std::vector<std::string> env = {"ZELCLI_VHOST=" + dir.file("host.json")};
+    std::ofstream(dir.file("trace.txt")) << "$write 0 8\n$write 65535 8\n$trims 16 8\n$flush\n";
+    const zeltest::ChildResult run = zeltest::runZelCli("-a wkld -d 2 --path trace.txt", dir.path(), env);
+    ASSERT_EQ(run.exitCode, 0u) << run.output;
+    EXPECT_TRUE(contains(run.output, "\rExecuting line # 4")) << run.output;
+    const nlohmann::ordered_json info =
+        nlohmann::ordered_json::parse(zeltest::readFile(dir.file("zelcli_actres.json"))).at("workload_info");
+    EXPECT_EQ(info["total_sectors_written"], 16u);
+    EXPECT_EQ(info["total_sectors_trimmed"], 8u);
+
+    std::string image;
+    for (int i = 0; i < 256; ++i) image += "\xAA\x55";
+    std::ofstream(dir.file("replayed.bin"), std::ios::binary) << image;
+    auto check = [&](const std::string& args) {
+        return zeltest::runZelCli("-a rw -d 2 --rw read --in-bin replayed.bin " + args, dir.path(), env).exitCode;
+    };
+    EXPECT_EQ(check("--size 8"), 0u) << "the first write";
+    EXPECT_EQ(check("--start 7 --size 8"), 0u) << "65535 + 8 passes the end: moved to 65535 mod (65536 - 8)";
+    EXPECT_NE(check("--start 65528 --size 8"), 0u) << "nothing written at the end";
+}
+
 }  // namespace
