@@ -24,6 +24,10 @@ bool DiskBase::isOsDrive() const {
     return false;
 }
 
+bool DiskBase::firstVolumeIsOsDrive() const {
+    return !identity_.letters.empty() && identity_.letters.front().letter == windowsDriveLetter();
+}
+
 bool DiskBase::refuseIfOsDrive() const {
     if (!isOsDrive()) return false;
     logError("[DiskBase] Disk %d: %s", number(), errorText(err::kOsDrive).c_str());

@@ -38,6 +38,8 @@ public:
 
     // True when a drive letter of this disk holds the running Windows.
     bool isOsDrive() const;
+    // True when the disk's first volume holds it (the rw action's test).
+    bool firstVolumeIsOsDrive() const;
     // Sets 0x20000005 and logs the refusal when this is the OS drive.
     bool refuseIfOsDrive() const;
 

@@ -100,11 +100,10 @@ void IoWorker::logStart() const {
     }
 }
 
-DWORD IoWorker::openFlags(const DiskBase& disk) const {
+DWORD IoWorker::openFlags() const {
     DWORD flags = openflag::kNoBuffering;
     if (params_.dmaFua) flags |= openflag::kWriteThrough;
     if (params_.queueDepth > 1 && !ataDma_) flags |= openflag::kOverlapped;
-    (void)disk;
     return flags;
 }
 
@@ -112,7 +111,7 @@ bool IoWorker::runMode(DiskBase& disk) {
     const ProtocolCode route = static_cast<ProtocolCode>(disk.protocolType());
     ataDma_ = params_.dmaFua && (route == ProtocolCode::kAtaOverAta || route == ProtocolCode::kAtaOverUsb);
     DiskIo io(disk);
-    if (!io.open(openFlags(disk))) return false;
+    if (!io.open(openFlags())) return false;
     const uint32_t sector = io.sectorSize();
     switch (modeOf(params_)) {
         case RwMode::SeqWrite:

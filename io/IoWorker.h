@@ -72,7 +72,7 @@ private:
     void reportMiscompare(const RunReport& report, uint32_t sectorSize) const;
     void logStart() const;
     void writeIni() const;
-    DWORD openFlags(const DiskBase& disk) const;
+    DWORD openFlags() const;
 
     IoWorkerParams params_;
     uint32_t requestTimeoutMs_;

@@ -28,16 +28,6 @@ ErrorCode refuse(const char* warning, ErrorCode code) {
     return finish(code);
 }
 
-char windowsDriveLetter() {
-    char folder[MAX_PATH] = {};
-    if (!GetWindowsDirectoryA(folder, MAX_PATH)) return 0;
-    return static_cast<char>(toupper(static_cast<unsigned char>(folder[0])));
-}
-
-bool onSystemDisk(const DiskBase& disk) {
-    return !disk.driveLetters().empty() && disk.driveLetters().front().letter == windowsDriveLetter();
-}
-
 bool readsOnly(RwMode mode) { return mode == RwMode::SeqRead || mode == RwMode::RandRead; }
 
 void copyText(char* field, size_t size, const std::string& text) {
@@ -119,7 +109,7 @@ ErrorCode runRw(const RwJob& job, DiskBase& disk) {
     const bool fileLevel = job.ioType == IoType::File || job.mode == RwMode::Precondition ||
                            job.mode == RwMode::CopyFiles;
     const bool allowedOnSystem = readsOnly(job.mode) || (job.mode == RwMode::Precondition && job.ioType == IoType::File);
-    if (!allowedOnSystem && onSystemDisk(disk)) return finish(err::kOsDrive);
+    if (!allowedOnSystem && disk.firstVolumeIsOsDrive()) return finish(err::kOsDrive);
     if (job.pattern == PatternKind::Unknown) return refuse("Pattern type not supported!", err::kNotSupported);
 
     const uint32_t sector = disk.logicalSectorSize() ? disk.logicalSectorSize() : 512;

@@ -101,9 +101,12 @@ bool TransferRunner::runQueued(TransferPlan& plan, RunReport* report) {
         }
         slot.busy = true;
     }
+    // Every transfer still in flight ends before its buffer goes; after a
+    // failure their outcome no longer matters, only the first error does.
     const ErrorCode failure = ok ? 0 : lastError();
     for (auto& slot : slots) {
-        if (slot->busy) ok = (ok ? complete(*slot) : (io_.finish(&slot->overlapped, 0), false)) && ok;
+        if (slot->busy && ok) ok = complete(*slot);
+        else if (slot->busy) io_.finish(&slot->overlapped, settings_.requestTimeoutMs);
         CloseHandle(slot->overlapped.hEvent);
     }
     if (failure) setLastError(failure);
