@@ -194,17 +194,22 @@ TEST_F(RwEndToEnd, DeviceFaultsEndTheWorkerWithTheirCode) {
         const char* fault;
         const char* args;
         uint32_t code;
+        const char* lbaEnd;  // where the worker stopped
     } cases[] = {
-        {R"({"kind": "write_error", "lba": 64, "count": 8})", "--rw write --size 256", ERROR_WRITE_FAULT},
+        {R"({"kind": "write_error", "lba": 64, "count": 8})", "--rw write --size 256 --bs 16k", ERROR_WRITE_FAULT,
+         "lba_end=64"},
         {R"({"kind": "timeout", "lba": 0, "count": 8192})", "--rw read --size 256 --qd 4 --timeout 1",
-         ERROR_SEM_TIMEOUT},
-        {R"({"kind": "vanish", "after": 3})", "--rw read --size 2048 --bs 4k --qd 8", ERROR_DEVICE_NOT_CONNECTED},
+         ERROR_SEM_TIMEOUT, "lba_end=0"},
+        {R"({"kind": "vanish", "after": 3})", "--rw read --size 2048 --bs 4k --qd 8", ERROR_DEVICE_NOT_CONNECTED,
+         "lba_end="},
     };
     for (const Case& c : cases) {
         useHost(host(std::string(R"(, "faults": [)") + c.fault + "]"));
-        auto result = run(std::string("-a rw -d 1 ") + c.args);
+        auto result = run(std::string("-a rw -d 1 --out-ini fault.ini ") + c.args);
         EXPECT_EQ(result.exitCode, c.code) << c.fault << "\n" << result.output;
         EXPECT_TRUE(contains(result.output, "[T1] FAIL:")) << c.fault;
+        EXPECT_TRUE(contains(file("fault.ini"), c.lbaEnd)) << c.fault << "\n" << file("fault.ini");
+        EXPECT_TRUE(contains(file("fault.ini"), "last_error=" + std::to_string(c.code))) << c.fault;
     }
 }
 
