@@ -1,46 +1,28 @@
 #include <gtest/gtest.h>
 
+#include "core/TextFormat.h"
 #include "smart/SmartSyntax.h"
 
-TEST(SmartSyntax, RangesInTheNumberSyntax) {
-    const struct {
-        const char* text;
-        int32_t high, low;
-    } cases[] = {{"0x1F", 31, 31},  {"1Fh", 31, 31},       {"31", 31, 31},    {"11111b", 31, 31}, {"4k", 4096, 4096},
-                 {"[3:0]", 3, 0},   {"3:0", 3, 0},         {"[ 7 ]", 7, 7},   {"[0x10 : 1fh]", 16, 31},
-                 {"[5", 5, 5},      {"", 0, 0}};
-    for (const auto& c : cases) {
-        const zel::NumberRange range = zel::parseRange(c.text);
-        EXPECT_EQ(range.high, c.high) << c.text;
-        EXPECT_EQ(range.low, c.low) << c.text;
+TEST(SmartSyntax, RangesAndSelectors) {
+    const std::pair<const char*, const char*> ranges[] = {
+        {"0x1F", "31:31"}, {"1Fh", "31:31"}, {"11111b", "31:31"}, {"4k", "4096:4096"}, {"[3:0]", "3:0"},
+        {"3:0", "3:0"},    {"[ 7 ]", "7:7"}, {"[0x10 : 1fh]", "16:31"}, {"[5", "5:5"}, {"", "0:0"}};
+    for (const auto& [text, expected] : ranges) {
+        const zel::NumberRange r = zel::parseRange(text);
+        EXPECT_EQ(zel::formatText("%d:%d", r.high, r.low), expected) << text;
     }
-}
-
-TEST(SmartSyntax, SataSelectorsPickASliceOfTheRawBytes) {
-    const struct {
-        const char* text;
-        bool reservedByte;
-        int id, first, end;
-    } cases[] = {{"5", false, 5, 0, 6},        {"5", true, 5, 0, 7},        {"5[1:0]", false, 5, 0, 2},
-                 {"5[1:0]", true, 5, 0, 2},    {"0x09[3:0]", false, 9, 0, 4}, {"0xC2[0]", false, 0xC2, 0, 1},
-                 {"9[6:0]", false, 9, 0, 7},   {"BBh[5:2]", false, 0xBB, 2, 6}};
-    for (const auto& c : cases) {
-        const zel::SataSelector selector = zel::parseSataSelector(c.text, c.reservedByte);
-        EXPECT_EQ(selector.id, c.id) << c.text;
-        EXPECT_EQ(selector.first, c.first) << c.text;
-        EXPECT_EQ(selector.end, c.end) << c.text;
+    // id, first byte, end byte
+    const std::tuple<const char*, bool, const char*> sata[] = {
+        {"5", false, "5 0 6"},      {"5", true, "5 0 7"},        {"5[1:0]", true, "5 0 2"},
+        {"0xC2[0]", false, "194 0 1"}, {"BBh[5:2]", false, "187 2 6"}};
+    for (const auto& [text, reservedByte, expected] : sata) {
+        const zel::SataSelector s = zel::parseSataSelector(text, reservedByte);
+        EXPECT_EQ(zel::formatText("%d %d %d", s.id, s.first, s.end), expected) << text;
     }
-}
-
-TEST(SmartSyntax, NvmeSelectorsAreByteRanges) {
-    const struct {
-        const char* text;
-        int low, end;
-    } cases[] = {{"2:1", 1, 3}, {"0x10", 16, 17}, {"[511:504]", 504, 512}};
-    for (const auto& c : cases) {
-        const zel::NvmeSelector selector = zel::parseNvmeSelector(c.text);
-        EXPECT_EQ(selector.low, c.low) << c.text;
-        EXPECT_EQ(selector.end, c.end) << c.text;
+    const std::pair<const char*, const char*> nvme[] = {{"2:1", "1 3"}, {"0x10", "16 17"}, {"[511:504]", "504 512"}};
+    for (const auto& [text, expected] : nvme) {
+        const zel::NvmeSelector s = zel::parseNvmeSelector(text);
+        EXPECT_EQ(zel::formatText("%d %d", s.low, s.end), expected) << text;
     }
 }
 

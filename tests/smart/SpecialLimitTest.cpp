@@ -5,144 +5,113 @@
 #include "smart/SmartSyntax.h"
 #include "smart/SpecialLimit.h"
 
-using zel::SmartBytes;
-
 namespace {
 
 using Registry = std::map<std::string, std::string>;
 
-// Some day in 2024 as milliseconds since 1601.
-constexpr uint64_t kNow = 13350000000000;
-constexpr uint64_t kSecond = 1000;
+constexpr uint64_t kNow = 13350000000000;  // a day in 2024, ms since 1601
 
-std::string ago(uint64_t seconds) { return std::to_string(kNow - seconds * kSecond); }
+std::string ago(int64_t seconds) { return std::to_string(kNow - seconds * 1000); }
 
-zel::SpecialLimitResult apply(uint8_t code, const std::string& limit, const Registry& registry,
-                              const SmartBytes& current = {5}, const SmartBytes& reference = {4}) {
+// "answer|limit", then "|stored" when the time is to be stored, then the warning.
+std::string apply(uint8_t code, const std::string& limit, const Registry& registry, const zel::SmartBytes& current = {5},
+                  const zel::SmartBytes& reference = {4}) {
     const zel::RegistryLookup lookup = [&](const std::string& name) -> std::optional<std::string> {
         const auto found = registry.find(name);
-        if (found == registry.end()) return std::nullopt;
-        return found->second;
+        return found == registry.end() ? std::nullopt : std::optional<std::string>(found->second);
     };
-    return zel::applySpecialLimit(code, limit, current, reference, lookup, kNow);
+    const zel::SpecialLimitResult r = zel::applySpecialLimit(code, limit, current, reference, lookup, kNow);
+    std::string text = std::to_string(r.answer) + "|" + r.limit;
+    if (r.powerOnCheckTime) text += *r.powerOnCheckTime == kNow ? "|stored" : "|stored other";
+    return text + (r.warning.empty() ? "" : "|" + r.warning);
 }
 
 }  // namespace
 
-TEST(SpecialLimit, RetryCountersBecomeDifferenceLimits) {
+TEST(SpecialLimit, RetryCountersAndTheReference) {
     const struct {
         uint8_t code;
         Registry registry;
-        const char* limit;
+        zel::SmartBytes reference;
+        const char* result;
     } cases[] = {
-        {zel::kSpecialPowerCycle, {}, "diff==0"},
-        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "0"}}, "diff==1"},
-        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "2"}}, "diff<=3"},
-        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "-1"}}, "diff==0"},
-        {zel::kSpecialGsd, {{"gsd_retry_cnt", "1"}, {"pwrcycle_retry_cnt", "7"}}, "diff<=2"},
-        {zel::kSpecialGsd, {{"pwrcycle_retry_cnt", "7"}}, "diff==0"},
-        {zel::kSpecialUgsd, {{"ugsd_retry_cnt", "0"}}, "diff==1"},
-        {zel::kSpecialUgsd, {{"ugsd_retry_cnt", "1"}}, "diff<=2"},
-        {zel::kSpecialUgsd, {{"ugsd_retry_cnt", "-1"}, {"pwrcycle_retry_cnt", "5"}}, "diff==0"},
-        {zel::kSpecialUgsd, {{"pwrcycle_retry_cnt", "2"}}, "diff<=2"},
-        {zel::kSpecialUgsd, {{"pwrcycle_retry_cnt", "-1"}}, "diff<=-1"},
-        {zel::kSpecialUgsd, {}, "diff==0"},
-        {zel::kSpecialTempC, {{"pwrcycle_retry_cnt", "2"}}, "val<90"},
-        {9, {{"pwrcycle_retry_cnt", "2"}}, "val<90"},
+        {zel::kSpecialPowerCycle, {}, {4}, "1|diff==0"},
+        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "0"}}, {4}, "1|diff==1"},
+        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "2"}}, {4}, "1|diff<=3"},
+        {zel::kSpecialGsd, {{"gsd_retry_cnt", "1"}, {"pwrcycle_retry_cnt", "7"}}, {4}, "1|diff<=2"},
+        {zel::kSpecialGsd, {{"pwrcycle_retry_cnt", "7"}}, {4}, "1|diff==0"},
+        {zel::kSpecialUgsd, {{"ugsd_retry_cnt", "0"}}, {4}, "1|diff==1"},
+        {zel::kSpecialUgsd, {{"ugsd_retry_cnt", "1"}}, {4}, "1|diff<=2"},
+        {zel::kSpecialUgsd, {{"ugsd_retry_cnt", "-1"}, {"pwrcycle_retry_cnt", "5"}}, {4}, "1|diff==0"},
+        {zel::kSpecialUgsd, {{"pwrcycle_retry_cnt", "2"}}, {4}, "1|diff<=2"},
+        {zel::kSpecialUgsd, {}, {4}, "1|diff==0"},
+        {zel::kSpecialTempC, {{"pwrcycle_retry_cnt", "2"}}, {4}, "1|val<9"},
+        {9, {{"pwrcycle_retry_cnt", "2"}}, {4}, "1|val<9"},
+        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "2"}}, {}, "1|val<9"},
+        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "2"}}, {0xFF, 0xFF, 0xFF}, "0|val<9"},
+        {zel::kSpecialTempC, {}, {0xFF, 0xFF}, "0|val<9"},
+        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "2"}}, {0xFF, 0xFE}, "1|diff<=3"},
     };
-    for (const auto& c : cases) {
-        const zel::SpecialLimitResult result = apply(c.code, "val<90", c.registry);
-        EXPECT_EQ(result.answer, zel::kSpecialCheck) << +c.code << " " << c.limit;
-        EXPECT_EQ(result.limit, c.limit) << +c.code;
-    }
-}
-
-TEST(SpecialLimit, ReferenceDecidesWhetherToApply) {
-    const Registry registry{{"pwrcycle_retry_cnt", "2"}};
-    const struct {
-        SmartBytes reference;
-        int answer;
-        const char* limit;
-    } cases[] = {{{}, zel::kSpecialCheck, "val<9"},
-                 {{0xFF, 0xFF, 0xFF}, zel::kSpecialSkip, "val<9"},
-                 {{0xFF, 0xFE}, zel::kSpecialCheck, "diff<=3"}};
-    for (const auto& c : cases) {
-        const zel::SpecialLimitResult result = apply(zel::kSpecialPowerCycle, "val<9", registry, {5}, c.reference);
-        EXPECT_EQ(result.answer, c.answer) << c.limit;
-        EXPECT_EQ(result.limit, c.limit);
-    }
+    for (const auto& c : cases) EXPECT_EQ(apply(c.code, "val<9", c.registry, {5}, c.reference), c.result) << +c.code;
 }
 
 TEST(SpecialLimit, PowerOnHoursSinceTheLastSuccessfulRun) {
     const struct {
-        std::optional<uint64_t> secondsAgo;
-        const char* limit;
+        int64_t secondsAgo;  // 0: no last_success
+        const char* result;
     } cases[] = {
-        {2 * 3600 + 10 * 60, "diff>=1 && diff<=3"}, {2 * 3600 + 58 * 60, "diff>=2 && diff<=4"},
-        {2 * 3600 + 40 * 60, "diff>=2 && diff<=3"}, {2 * 3600 + 1800, "diff>=2 && diff<=3"},
-        {2 * 3600 + 3420, "diff>=2 && diff<=3"},    {2 * 3600 + 3421, "diff>=2 && diff<=4"},
-        {2 * 3600 + 1799, "diff>=1 && diff<=3"},    {10 * 60, "diff>=0 && diff<=1"},
-        {59 * 60, "diff>=0 && diff<=2"},            {std::nullopt, "val<9"},
+        {2 * 3600 + 600, "1|diff>=1 && diff<=3"},  {2 * 3600 + 3480, "1|diff>=2 && diff<=4"},
+        {2 * 3600 + 2400, "1|diff>=2 && diff<=3"}, {2 * 3600 + 1800, "1|diff>=2 && diff<=3"},
+        {2 * 3600 + 3420, "1|diff>=2 && diff<=3"}, {2 * 3600 + 3421, "1|diff>=2 && diff<=4"},
+        {2 * 3600 + 1799, "1|diff>=1 && diff<=3"}, {600, "1|diff>=0 && diff<=1"},
+        {3540, "1|diff>=0 && diff<=2"},            {0, "1|val<9"},
+        {-1, "1|val<9"},
     };
     for (const auto& c : cases) {
         Registry registry{{"monitor_period", "0"}};
-        if (c.secondsAgo) registry["last_success"] = ago(*c.secondsAgo);
-        const zel::SpecialLimitResult result = apply(zel::kSpecialPowerOnHours, "val<9", registry);
-        EXPECT_EQ(result.answer, zel::kSpecialCheck);
-        EXPECT_EQ(result.limit, c.limit);
-        EXPECT_FALSE(result.powerOnCheckTime);
+        if (c.secondsAgo) registry["last_success"] = ago(c.secondsAgo);
+        EXPECT_EQ(apply(zel::kSpecialPowerOnHours, "val<9", registry), c.result) << c.secondsAgo;
     }
-    const Registry future{{"last_success", std::to_string(kNow + kSecond)}};
-    EXPECT_EQ(apply(zel::kSpecialPowerOnHours, "val<9", future).limit, "val<9");
 }
 
 TEST(SpecialLimit, PowerOnHoursWhileMonitoring) {
+    const std::string off = "|Power On Hours increases after ";
     const struct {
-        const char* lastCheck;  // seconds ago, or empty for none
-        SmartBytes current;
-        int answer;
-        bool stored;
-        int warnedAfter;
+        int64_t lastCheckAgo;  // 0: never checked
+        uint8_t current;       // the reference is 4
+        std::string result;
     } cases[] = {
-        {"3600", {5}, zel::kSpecialCheck, true, 0},   {"3000", {5}, zel::kSpecialWarned, true, 3000},
-        {"3359", {5}, zel::kSpecialWarned, true, 3359}, {"3360", {5}, zel::kSpecialCheck, true, 0},
-        {"3840", {5}, zel::kSpecialCheck, true, 0},   {"3841", {5}, zel::kSpecialWarned, true, 3841},
-        {"3000", {4}, zel::kSpecialCheck, false, 0},  {"", {5}, zel::kSpecialCheck, true, 0},
-        {"-5", {5}, zel::kSpecialCheck, false, 0},
+        {3600, 5, "1|val<9|stored"},
+        {3000, 5, "4|val<9|stored" + off + "3000s, but is not in +-5% range"},
+        {3359, 5, "4|val<9|stored" + off + "3359s, but is not in +-5% range"},
+        {3360, 5, "1|val<9|stored"},
+        {3840, 5, "1|val<9|stored"},
+        {3841, 5, "4|val<9|stored" + off + "3841s, but is not in +-5% range"},
+        {3000, 4, "1|val<9"},
+        {0, 5, "1|val<9|stored"},
+        {-5, 5, "1|val<9"},
     };
     for (const auto& c : cases) {
         Registry registry{{"monitor_period", "60"}};
-        const std::string last = c.lastCheck;
-        if (!last.empty()) registry["last_pwr_on_hr"] = std::to_string(kNow - std::stoll(last) * 1000);
-        const zel::SpecialLimitResult result = apply(zel::kSpecialPowerOnHours, "val<9", registry, c.current, {4});
-        EXPECT_EQ(result.answer, c.answer) << c.lastCheck;
-        EXPECT_EQ(result.limit, "val<9");
-        EXPECT_EQ(result.powerOnCheckTime, c.stored ? std::optional<uint64_t>(kNow) : std::nullopt) << c.lastCheck;
-        EXPECT_EQ(result.warning, c.warnedAfter ? "Power On Hours increases after " + std::to_string(c.warnedAfter) +
-                                                      "s, but is not in +-5% range"
-                                                : "")
-            << c.lastCheck;
+        if (c.lastCheckAgo) registry["last_pwr_on_hr"] = ago(c.lastCheckAgo);
+        EXPECT_EQ(apply(zel::kSpecialPowerOnHours, "val<9", registry, {c.current}), c.result) << c.lastCheckAgo;
     }
 }
 
 TEST(SpecialLimit, ByTimeScalesRightHandSidesByElapsedPeriods) {
+    const Registry threeHours{{"monitor_period", "3600"}, {"last_success", ago(3 * 3600)}};
     const struct {
         Registry registry;
         const char* limit;
-        const char* scaled;
+        const char* result;
     } cases[] = {
-        {{{"monitor_period", "3600"}, {"last_success", ago(3 * 3600)}}, "diff<=10 && diff>=2", "diff<=30 && diff>=6"},
-        {{{"monitor_period", "3600"}, {"last_success", ago(3 * 3600)}}, " diff <= 10 || val > 1", "diff<=30 || val>3"},
-        {{{"monitor_period", "3600"}, {"last_success", ago(3 * 3600)}}, "diff<=2*5-(1)", "diff<=27"},
-        {{{"monitor_period", "7200"}, {"last_success", ago(3 * 3600)}}, "diff<=3", "diff<=4"},
-        {{{"last_success", ago(120)}}, "diff<5", "diff<600"},
-        {{{"monitor_period", "0.5"}, {"last_success", ago(2)}}, "diff<-5", "diff<-20"},
-        {{{"monitor_period", "3600"}, {"last_success", ago(3600)}}, "diff<=x(", "diff<=x("},
-        {{{"monitor_period", "0"}, {"last_success", ago(3600)}}, "diff<=1", "diff<=9223372036854775807"},
+        {threeHours, "diff<=10 && diff>=2", "1|diff<=30 && diff>=6"},
+        {threeHours, " diff <= 10 || val > 1", "1|diff<=30 || val>3"},
+        {threeHours, "diff<=2*5-(1)", "1|diff<=27"},
+        {{{"monitor_period", "7200"}, {"last_success", ago(3 * 3600)}}, "diff<=3", "1|diff<=4"},
+        {{{"last_success", ago(120)}}, "diff<5", "1|diff<600"},
+        {{{"monitor_period", "0.5"}, {"last_success", ago(2)}}, "diff<-5", "1|diff<-20"},
+        {{{"monitor_period", "0"}, {"last_success", ago(3600)}}, "diff<=1", "1|diff<=9223372036854775807"},
     };
-    for (const auto& c : cases) {
-        const zel::SpecialLimitResult result = apply(zel::kSpecialByTime, c.limit, c.registry);
-        EXPECT_EQ(result.answer, zel::kSpecialCheck);
-        EXPECT_EQ(result.limit, c.scaled) << c.limit;
-    }
+    for (const auto& c : cases) EXPECT_EQ(apply(zel::kSpecialByTime, c.limit, c.registry), c.result) << c.limit;
 }
