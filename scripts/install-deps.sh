@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build and the tests need. Idempotent.
+# Installs the Debian packages the build, the tests and the benchmarks need.
+# Idempotent.
 set -euo pipefail
 packages=(cmake ninja-build ccache g++ g++-mingw-w64-x86-64-posix wine64 libcxxopts-dev
-          nlohmann-json3-dev googletest clang libclang-rt-14-dev)
+          nlohmann-json3-dev googletest clang libclang-rt-14-dev fio time)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
