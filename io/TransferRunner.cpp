@@ -92,7 +92,6 @@ bool TransferRunner::runQueued(TransferPlan& plan, RunReport* report) {
         Slot& slot = *slots[next % slots.size()];
         if (slot.busy && !complete(slot)) ok = false;
         if (!ok) break;
-        ResetEvent(slot.overlapped.hEvent);
         slot.transfer = transfer;
         if (!io_.start(settings_.write, transfer, data(slot), &slot.overlapped)) {
             report->stoppedAt = transfer.lba;

@@ -18,6 +18,7 @@ bool DiskImage::open() {
         create.close();
         file_.open(path_, std::ios::in | std::ios::out | std::ios::binary);
     }
+    if (file_.is_open()) stored_ = fileSize();
     return file_.is_open();
 }
 
@@ -27,15 +28,16 @@ uint64_t DiskImage::fileSize() {
     return static_cast<uint64_t>(file_.tellg());
 }
 
+// The file ends where the last write ended; what lies past it reads as zeros.
 bool DiskImage::read(uint64_t offset, void* data, uint64_t size) {
     if (offset > capacity_ || size > capacity_ - offset) return false;
-    std::memset(data, 0, size);
     std::error_code error;
-    if (!file_.is_open() && !std::filesystem::exists(path_, error)) return true;  // nothing written yet
-    if (!open()) return false;
-    const uint64_t stored = fileSize();
-    if (offset >= stored) return true;
-    const uint64_t available = stored - offset < size ? stored - offset : size;
+    const bool exists = file_.is_open() || std::filesystem::exists(path_, error);
+    if (exists && !open()) return false;
+    const uint64_t stored = exists ? stored_ : 0;
+    const uint64_t available = offset >= stored ? 0 : (stored - offset < size ? stored - offset : size);
+    std::memset(static_cast<char*>(data) + available, 0, size - available);
+    if (!available) return true;
     file_.seekg(static_cast<std::streamoff>(offset));
     file_.read(static_cast<char*>(data), static_cast<std::streamsize>(available));
     const bool ok = static_cast<uint64_t>(file_.gcount()) == available;
@@ -50,6 +52,7 @@ bool DiskImage::write(uint64_t offset, const void* data, uint64_t size) {
     file_.write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
     const bool ok = static_cast<bool>(file_);
     file_.clear();
+    if (ok && offset + size > stored_) stored_ = offset + size;
     return ok;
 }
 

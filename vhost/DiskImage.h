@@ -24,6 +24,7 @@ private:
 
     std::string path_;
     uint64_t capacity_;
+    uint64_t stored_ = 0;  // the file's size, known once it is open
     std::fstream file_;
 };
 

@@ -77,7 +77,15 @@ BOOL VirtualHost::transfer(HANDLE handle, uint8_t* buffer, DWORD size, DWORD* do
         if (!entry) return finish(failWith(ERROR_INVALID_HANDLE), 0, done, overlapped);
         request = admit(*entry, buffer, size, overlapped, write);
         if (request.error != ERROR_SUCCESS) return finish(failWith(request.error), 0, done, overlapped);
-        if (overlapped && entry->overlappedIo) return queue(handle, request, overlapped);
+        // Without latency a request completes at once, as Windows lets it:
+        // TRUE with the event set, no trip through the timer's thread.
+        const bool immediate = !request.hangs && request.latency.count() == 0;
+        if (overlapped && entry->overlappedIo && !immediate) return queue(handle, request, overlapped);
+        if (overlapped && entry->overlappedIo) {
+            const DWORD error = moveData(request);
+            if (error != ERROR_SUCCESS) return finish(failWith(error), 0, done, overlapped);
+            return finish(TRUE, size, done, overlapped);
+        }
     }
     if (request.hangs) {
         std::this_thread::sleep_for(kSynchronousTimeout);

@@ -137,8 +137,8 @@ TEST(VirtualHostOverlapped, CancelAndCloseAbortRequestsThatHaveNotMovedData) {
 }
 
 TEST(VirtualHostFaults, WriteErrorsMediaErrorsAndAVanishingDisk) {
-    InstalledHost installed(R"({"disks": [{"number": 0, "busType": 11, "sectorCount": 4096, "faults": [
-        {"kind": "write_error", "lba": 8, "count": 1},
+    InstalledHost installed(R"({"disks": [{"number": 0, "busType": 11, "sectorCount": 4096, "latencyMicros": 100,
+        "faults": [{"kind": "write_error", "lba": 8, "count": 1},
         {"kind": "write_error", "lba": 9, "count": 1, "windowsError": 1117},
         {"kind": "media_error", "lba": 16, "count": 1}]},
         {"number": 1, "busType": 17, "sectorCount": 4096, "faults": [{"kind": "vanish", "after": 2}]}]})");
