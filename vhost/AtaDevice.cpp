@@ -64,7 +64,7 @@ uint32_t AtaDevice::smart(AtaTaskFile& taskFile, uint8_t* data, uint32_t size) {
     const DiskDescription& description = disk_.description();
     std::vector<uint8_t> sector;
     switch (taskFile.feature & 0xFF) {
-        case 0xD0: sector = ataSmartData(description, disk_.counters(), unixNow()); break;
+        case 0xD0: sector = ataSmartData(description, disk_.counters(), disk_.now()); break;
         case 0xD1: sector = ataSmartThresholds(description); break;
         case 0xD8:  // ENABLE OPERATIONS
         case 0xD9: return 0;

@@ -20,6 +20,8 @@ constexpr uint64_t kMaxDiskNumber = 0x7FFFFFFF;
 constexpr uint64_t kMaxCapacity = 0x7FFFFFFFFFFFFFFF;
 constexpr uint64_t kMaxSmartRaw = 0xFFFFFFFFFFFF;  // six bytes
 constexpr uint64_t kMaxLatencyMicros = 60000000;
+// A thousand years: time stamps stay far from overflowing.
+constexpr uint64_t kMaxClockOffsetSeconds = 1000ull * 366 * 24 * 3600;
 constexpr uint32_t kErrorWriteFault = 29;  // ERROR_WRITE_FAULT
 // The 4096-byte answer holds an 8-byte head and 16-byte entries.
 constexpr size_t kMaxWriteTrimRanges = (4096 - 8) / 16;
@@ -418,6 +420,7 @@ bool parseHostDescription(const std::string& text, HostDescription* host, std::s
         return false;
     }
     host->portIoDriver = in.flag(root, "portIoDriver", true, "host");
+    host->clockOffsetSeconds = in.number(root, "clockOffsetSeconds", 0, "host", kMaxClockOffsetSeconds);
     readList(in, root, "disks", "host",
              [&](const json& disk, const std::string& at) { host->disks.push_back(readDisk(in, disk, at)); });
     readList(in, root, "powerSwitches", "host", [&](const json& board, const std::string& at) {

@@ -163,6 +163,9 @@ struct HostDescription {
     std::vector<DiskDescription> disks;
     std::vector<PowerSwitchDescription> powerSwitches;
     bool portIoDriver = true;  // the port-I/O driver is installed
+    // Added to the real time for every time stamp and duration the host
+    // keeps, so a test can let hours pass without waiting.
+    uint64_t clockOffsetSeconds = 0;
 
     const DiskDescription* disk(int number) const;
 };

@@ -59,6 +59,8 @@ uint64_t DiskCounters::powerOnHours(int64_t now) const {
     return (powerOnSecondsBase + static_cast<uint64_t>(elapsed)) / 3600;
 }
 
+int64_t HostState::now() const { return unixNow() + clockOffset_; }
+
 HostState::HostState(std::string folder) : folder_(std::move(folder)) {}
 
 std::string HostState::imagePath(int diskNumber) const {
@@ -155,7 +157,7 @@ DiskCounters& HostState::counters(int diskNumber) {
     auto it = counters_.find(diskNumber);
     if (it != counters_.end()) return it->second;
     DiskCounters& fresh = counters_[diskNumber];
-    fresh.firstUse = unixNow();
+    fresh.firstUse = now();
     dirty_ = true;
     return fresh;
 }

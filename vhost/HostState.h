@@ -40,6 +40,9 @@ public:
     explicit HostState(std::string folder);
 
     const std::string& folder() const { return folder_; }
+    // The host's clock, Unix seconds: the real time plus the offset.
+    void setClockOffset(uint64_t seconds) { clockOffset_ = static_cast<int64_t>(seconds); }
+    int64_t now() const;
     std::string imagePath(int diskNumber) const;
 
     // Reads counters.json; a missing file is a fresh state. A damaged value
@@ -63,6 +66,7 @@ private:
     void loadTrimmed(int diskNumber, std::vector<std::string>* problems);
 
     std::string folder_;
+    int64_t clockOffset_ = 0;
     std::map<int, DiskCounters> counters_;
     std::map<int, ExtentSet> trimmed_;
     std::set<int> trimDirty_;

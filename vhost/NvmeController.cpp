@@ -72,7 +72,7 @@ uint32_t NvmeController::getLogPage(const uint8_t* sqe, uint8_t* data, uint32_t 
         ++disk_.counters().telemetryGeneration;
         disk_.countersChanged();
     }
-    const std::vector<uint8_t> page = nvmeLogPage(disk_.description(), disk_.counters(), logId, unixNow());
+    const std::vector<uint8_t> page = nvmeLogPage(disk_.description(), disk_.counters(), logId, disk_.now());
     if (page.empty()) {
         completion->setStatusField(nvmestatus::kInvalidLogPage);
         return 0;

@@ -28,6 +28,7 @@ public:
     DiskImage& image() { return image_; }
     DiskCounters& counters() { return state_.counters(description_.number); }
     void countersChanged() { state_.touch(); }
+    int64_t now() const { return state_.now(); }
     Faults& faults() { return faults_; }
     // Not visible on the host: absent, gone, or without power.
     bool hidden() { return description_.absent || faults_.has("absent") || vanished_ || !counters().powered; }

@@ -28,6 +28,7 @@ bool numberAfter(const char* path, const char* prefix, const char* suffix, int* 
 
 VirtualHost::VirtualHost(const HostDescription& description, DWORD missingError)
     : description_(description), state_(description.stateFolder), missingError_(missingError) {
+    state_.setClockOffset(description_.clockOffsetSeconds);
     for (const DiskDescription& disk : description_.disks)
         disks_.push_back(std::make_unique<VirtualDisk>(disk, state_));
 }

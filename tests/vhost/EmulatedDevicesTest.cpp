@@ -127,6 +127,27 @@ TEST(DiskImage, SparseContentsReadZerosAndKeepWrites) {
     EXPECT_EQ(back[512], 0x3C);
 }
 
+// Moving the host clock forward lets hours pass: both SMART views follow.
+TEST(HostState, ClockOffsetAdvancesPowerOnHours) {
+    zeltest::TempDir folder;
+    HostState state(folder.path());
+    state.setClockOffset(3600 * 24 * 365);
+    const DiskCounters& counters = state.counters(0);
+    EXPECT_GE(counters.firstUse, unixNow() + 3600 * 24 * 365) << "first use is stamped on the host clock";
+    DiskDescription disk = sataDisk();
+    struct Step {
+        uint64_t offset;
+        uint64_t hours;
+    } steps[] = {{3600 * 24 * 365, 0}, {3600 * 24 * 365 + 2 * 3600, 2}, {3600 * 24 * 400, 840}, {0, 0}};
+    for (const Step& step : steps) {
+        state.setClockOffset(step.offset);
+        EXPECT_EQ(ataSmartData(disk, counters, state.now())[2 + 5], step.hours & 0xFF) << step.offset;
+        EXPECT_EQ(ataSmartData(disk, counters, state.now())[2 + 6], step.hours >> 8) << step.offset;
+        EXPECT_EQ(nvmeLogPage(disk, counters, 0x02, state.now())[128], step.hours & 0xFF) << step.offset;
+        EXPECT_EQ(nvmeLogPage(disk, counters, 0x02, state.now())[129], step.hours >> 8) << step.offset;
+    }
+}
+
 TEST(HostState, CountersSurviveASaveAndLoad) {
     zeltest::TempDir folder;
     {

@@ -161,6 +161,10 @@ TEST(HostDescription, ValuesOutsideTheirFieldAreRejected) {
     for (const Case& c : cases)
         EXPECT_EQ(problemOf(std::string(R"({"disks": [{)") + c.fields + "}]}"), c.problem) << c.fields;
     EXPECT_EQ(problemOf(R"({"portIoDriver": "no"})"), "host.portIoDriver: expected true or false");
+    EXPECT_EQ(problemOf(R"({"clockOffsetSeconds": "99999999999"})"),
+              "host.clockOffsetSeconds: 99999999999 is outside 0..31622400000");
+    std::string problem;
+    EXPECT_EQ(parsed(R"({"clockOffsetSeconds": "2k"})", &problem).clockOffsetSeconds, 2048u);
     EXPECT_EQ(problemOf(R"({"disks": [
         {"number": 1, "sectorCount": 8, "driver": {"provider": "A", "instanceId": "PCI\\X\\1"}},
         {"number": 2, "sectorCount": 8, "driver": {"provider": "B", "instanceId": "PCI\\X\\12"}}]})"),
