@@ -48,16 +48,23 @@ uint64_t counterValue(const std::string& name, const DiskDescription& disk, cons
     if (name == "sectorsRead") return c.bytesRead / sector;
     if (name == "sectorsWritten") return c.bytesWritten / sector;
     if (name == "mediaErrors") return c.mediaErrors;
+    if (name == "temperatureCelsius") return disk.temperatureKelvin > 273 ? disk.temperatureKelvin - 273u : 0;
+    if (name == "availableSpare") return disk.availableSpare;
     return 0;
 }
 
 std::vector<SmartAttribute> attributesOf(const DiskDescription& disk) {
-    if (!disk.smartAttributes.empty()) return disk.smartAttributes;
+    if (!disk.smartAttributes.empty()) {
+        std::vector<SmartAttribute> given = disk.smartAttributes;
+        for (SmartAttribute& a : given)
+            if (a.currentFrom == "availableSpare") a.current = a.worst = disk.availableSpare;
+        return given;
+    }
     std::vector<SmartAttribute> defaults(6);
     defaults[0].id = 9, defaults[0].rawFrom = "powerOnHours";
     defaults[1].id = 12, defaults[1].rawFrom = "powerCycles";
     defaults[2].id = 174, defaults[2].rawFrom = "unsafeShutdowns";
-    defaults[3].id = 194, defaults[3].raw = disk.temperatureKelvin - 273u, defaults[3].flags = 0x0022;
+    defaults[3].id = 194, defaults[3].rawFrom = "temperatureCelsius", defaults[3].flags = 0x0022;
     defaults[4].id = 241, defaults[4].rawFrom = "sectorsWritten";
     defaults[5].id = 242, defaults[5].rawFrom = "sectorsRead";
     return defaults;
@@ -67,9 +74,11 @@ void putHealthCounter(std::vector<uint8_t>& page, size_t offset, uint64_t value)
 
 std::vector<uint8_t> healthLog(const DiskDescription& disk, const DiskCounters& c, int64_t now) {
     std::vector<uint8_t> page(512, 0);
+    page[0] = disk.criticalWarning;
+    if (disk.availableSpare < disk.availableSpareThreshold) page[0] |= 0x01;
     put16(page, 1, disk.temperatureKelvin);
     page[3] = disk.availableSpare;
-    page[4] = 10;
+    page[4] = disk.availableSpareThreshold;
     page[5] = disk.percentageUsed;
     putHealthCounter(page, 32, DiskCounters::dataUnits(c.bytesRead));
     putHealthCounter(page, 48, DiskCounters::dataUnits(c.bytesWritten));
@@ -199,7 +208,7 @@ std::vector<uint8_t> ataSmartThresholds(const DiskDescription& disk) {
 }
 
 bool ataSmartThresholdExceeded(const DiskDescription& disk) {
-    for (const SmartAttribute& a : disk.smartAttributes)
+    for (const SmartAttribute& a : attributesOf(disk))
         if (a.threshold != 0 && a.current <= a.threshold) return true;
     return false;
 }

@@ -20,6 +20,7 @@ constexpr uint64_t kMaxDiskNumber = 0x7FFFFFFF;
 constexpr uint64_t kMaxCapacity = 0x7FFFFFFFFFFFFFFF;
 constexpr uint64_t kMaxSmartRaw = 0xFFFFFFFFFFFF;  // six bytes
 constexpr uint64_t kMaxLatencyMicros = 60000000;
+constexpr uint16_t kZeroCelsiusKelvin = 273;
 // A thousand years: time stamps stay far from overflowing.
 constexpr uint64_t kMaxClockOffsetSeconds = 1000ull * 366 * 24 * 3600;
 constexpr uint32_t kErrorWriteFault = 29;  // ERROR_WRITE_FAULT
@@ -224,9 +225,13 @@ void readSmartAttribute(Reader& in, const json& a, const std::string& at, DiskDe
     attribute.threshold = in.field<uint8_t>(a, "threshold", 0, at);
     attribute.raw = in.number(a, "raw", 0, at, kMaxSmartRaw);
     attribute.rawFrom = in.text(a, "rawFrom", "", at);
+    attribute.currentFrom = in.text(a, "currentFrom", "", at);
+    if (!attribute.currentFrom.empty() && attribute.currentFrom != "availableSpare")
+        in.fail(at + ".currentFrom", "expected availableSpare");
     if (attribute.id == 0) in.fail(at + ".id", "attribute id 0 is not allowed");
     if (!attribute.rawFrom.empty() && !oneOf(attribute.rawFrom, {"powerOnHours", "powerCycles", "unsafeShutdowns",
-                                                                 "sectorsRead", "sectorsWritten", "mediaErrors"}))
+                                                                 "sectorsRead", "sectorsWritten", "mediaErrors",
+                                                                 "temperatureCelsius", "availableSpare"}))
         in.fail(at + ".rawFrom", "unknown counter \"" + attribute.rawFrom + "\"");
     out->smartAttributes.push_back(attribute);
 }
@@ -244,7 +249,11 @@ void readHealth(Reader& in, const json& disk, const std::string& where, DiskDesc
         const std::string at = where + ".health";
         out->temperatureKelvin = in.field<uint16_t>(*health, "temperatureKelvin", 308, at);
         out->percentageUsed = in.field<uint8_t>(*health, "percentageUsed", 0, at);
-        out->availableSpare = in.field<uint8_t>(*health, "availableSpare", 100, at);
+        out->availableSpare = static_cast<uint8_t>(in.number(*health, "availableSpare", 100, at, 100));
+        out->availableSpareThreshold = static_cast<uint8_t>(in.number(*health, "availableSpareThreshold", 10, at, 100));
+        out->criticalWarning = in.field<uint8_t>(*health, "criticalWarning", 0, at);
+        if (out->temperatureKelvin < kZeroCelsiusKelvin)
+            in.fail(at + ".temperatureKelvin", "below 273 K, which SATA attribute 194 cannot show");
     }
 }
 

@@ -58,8 +58,12 @@ struct SmartAttribute {
     uint8_t threshold = 0;
     uint64_t raw = 0;
     // A state counter that supplies the raw value: "powerOnHours",
-    // "powerCycles", "unsafeShutdowns", "sectorsRead", "sectorsWritten".
+    // "powerCycles", "unsafeShutdowns", "sectorsRead", "sectorsWritten",
+    // "mediaErrors", "temperatureCelsius", "availableSpare".
     std::string rawFrom;
+    // "availableSpare": the current (and worst) value follows the health
+    // setting, so a spare at its threshold trips SMART RETURN STATUS.
+    std::string currentFrom;
 };
 
 // One entry of the answer to the vendor command that lists the ranges to
@@ -130,6 +134,8 @@ struct DiskDescription {
     uint16_t temperatureKelvin = 308;
     uint8_t percentageUsed = 0;
     uint8_t availableSpare = 100;
+    uint8_t availableSpareThreshold = 10;
+    uint8_t criticalWarning = 0;  // bits set besides the spare bit
     std::vector<VendorAnswer> vendorAnswers;
     bool answersWriteTrimRanges = false;
     std::vector<WriteTrimRange> writeTrimRanges;

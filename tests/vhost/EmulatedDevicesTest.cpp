@@ -10,6 +10,8 @@
 #include "vhost/DiskImage.h"
 #include "vhost/HostState.h"
 #include "vhost/PortIoBench.h"
+#include "vhost/AtaDevice.h"
+#include "vhost/VirtualDisk.h"
 
 using namespace zel::vhost;
 
@@ -103,6 +105,53 @@ TEST(EmulatedNvmeData, IdentifyAndLogPages) {
     EXPECT_TRUE(nvmeLogPage(disk, counters, 0x55, 0).empty());
     disk.nvmeLogPages[0x02] = {9, 9};
     EXPECT_EQ(nvmeLogPage(disk, counters, 0x02, 0), (std::vector<uint8_t>{9, 9})) << "given pages win";
+}
+
+// The health settings reach both SMART views; a spare below its threshold
+// raises the critical warning, at the threshold SMART RETURN STATUS trips.
+TEST(EmulatedHealth, TemperatureSpareAndThresholdState) {
+    struct Case {
+        uint16_t kelvin;
+        uint8_t spare, spareThreshold, extraWarning;
+        uint8_t warning;        // NVMe critical warning
+        bool exceeded;          // SMART RETURN STATUS
+    } cases[] = {
+        {308, 100, 10, 0, 0x00, false},
+        {350, 10, 10, 0, 0x00, true},
+        {300, 9, 10, 0, 0x01, true},
+        {273, 0, 0, 0x02, 0x02, false},
+        {400, 5, 50, 0x04, 0x05, true},
+    };
+    zeltest::TempDir folder;
+    HostState state(folder.path());
+    for (const Case& c : cases) {
+        DiskDescription disk = sataDisk();
+        disk.temperatureKelvin = c.kelvin;
+        disk.availableSpare = c.spare;
+        disk.availableSpareThreshold = c.spareThreshold;
+        disk.criticalWarning = c.extraWarning;
+        const std::vector<uint8_t> health = nvmeLogPage(disk, state.counters(0), 0x02, 0);
+        EXPECT_EQ(health[0], c.warning) << c.spare << "/" << int(c.spareThreshold);
+        EXPECT_EQ(health[1] | health[2] << 8, c.kelvin);
+        EXPECT_EQ(health[3], c.spare);
+        EXPECT_EQ(health[4], c.spareThreshold);
+        EXPECT_EQ(ataSmartData(disk, state.counters(0), 0)[2 + 12 * 3 + 5], c.kelvin - 273) << "default 194, Celsius";
+
+        disk.smartAttributes.resize(2);
+        disk.smartAttributes[0].id = 194, disk.smartAttributes[0].rawFrom = "temperatureCelsius";
+        disk.smartAttributes[1].id = 232, disk.smartAttributes[1].currentFrom = "availableSpare";
+        disk.smartAttributes[1].threshold = c.spareThreshold;
+        const std::vector<uint8_t> data = ataSmartData(disk, state.counters(0), 0);
+        EXPECT_EQ(data[2 + 5], c.kelvin - 273);
+        EXPECT_EQ(data[2 + 12 + 3], c.spare) << "current follows the spare";
+        VirtualDisk drive(disk, state);
+        AtaTaskFile taskFile;
+        taskFile.command = 0xB0;
+        taskFile.feature = 0xDA;
+        taskFile.lba = 0xC24F00;
+        drive.ata()->execute(taskFile, nullptr, 0);
+        EXPECT_EQ(taskFile.lba >> 8 & 0xFFFF, c.exceeded ? 0x2CF4u : 0xC24Fu) << c.spare << "/" << int(c.spareThreshold);
+    }
 }
 
 TEST(DiskImage, SparseContentsReadZerosAndKeepWrites) {

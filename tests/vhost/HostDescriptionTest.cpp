@@ -63,8 +63,10 @@ TEST(HostDescription, EveryDescribedFieldIsRead) {
                 "linkWidth": 2, "maxLinkWidth": 4},
         "identifyWords": {"217": 7200},
         "nvmeLogPages": {"0xC0": "01 02 ff"},
-        "health": {"temperatureKelvin": 320, "percentageUsed": 3, "availableSpare": 90},
-        "smartAttributes": [{"id": 9, "rawFrom": "powerOnHours", "threshold": 5}],
+        "health": {"temperatureKelvin": 320, "percentageUsed": 3, "availableSpare": 90,
+                   "availableSpareThreshold": 20, "criticalWarning": "0x04"},
+        "smartAttributes": [{"id": 9, "rawFrom": "powerOnHours", "threshold": 5},
+                            {"id": 232, "currentFrom": "availableSpare"}],
         "vendorAnswers": [{"opcode": "0xC1", "dword0": 5, "status": "0x0102", "data": "AA BB"}],
         "faults": [{"kind": "media_error", "lba": 10, "count": 2, "times": 1}, {"kind": "write_error"},
                    {"kind": "vanish", "after": 3}],
@@ -83,7 +85,10 @@ TEST(HostDescription, EveryDescribedFieldIsRead) {
     EXPECT_EQ(d.identifyWords.at(217), 7200);
     EXPECT_EQ(d.nvmeLogPages.at(0xC0), (std::vector<uint8_t>{1, 2, 0xFF}));
     EXPECT_EQ(d.temperatureKelvin, 320);
+    EXPECT_EQ(d.availableSpareThreshold, 20);
+    EXPECT_EQ(d.criticalWarning, 4);
     EXPECT_EQ(d.smartAttributes.at(0).rawFrom, "powerOnHours");
+    EXPECT_EQ(d.smartAttributes.at(1).currentFrom, "availableSpare");
     EXPECT_EQ(d.vendorAnswers.at(0).status, 0x0102);
     EXPECT_EQ(d.faults.at(0).opcode, -1);
     EXPECT_EQ(d.faults.at(1).windowsError, 29u) << "ERROR_WRITE_FAULT unless given";
@@ -151,6 +156,13 @@ TEST(HostDescription, ValuesOutsideTheirFieldAreRejected) {
         {R"("sectorCount": 8, "latencyMicros": {"min": 5, "max": 2})", "disks[0].latencyMicros.max: less than min"},
         {R"("sectorCount": 8, "latencyMicros": 60000001)", "disks[0].latencyMicros: 60000001 is outside 0..60000000"},
         {R"("sectorCount": 8, "media": "tape")", "disks[0].media: expected image or none"},
+        {R"("sectorCount": 8, "health": {"availableSpare": 101})", "disks[0].health.availableSpare: 101 is outside 0..100"},
+        {R"("sectorCount": 8, "health": {"availableSpareThreshold": 101})",
+         "disks[0].health.availableSpareThreshold: 101 is outside 0..100"},
+        {R"("sectorCount": 8, "health": {"temperatureKelvin": 200})",
+         "disks[0].health.temperatureKelvin: below 273 K, which SATA attribute 194 cannot show"},
+        {R"("sectorCount": 8, "smartAttributes": [{"id": 232, "currentFrom": "raw"}])",
+         "disks[0].smartAttributes[0].currentFrom: expected availableSpare"},
         {R"("sectorCount": 8, "writeTrimRanges": [])",
          "disks[0].writeTrimRanges: only an NVMe disk answers the write-and-trim vendor command"},
         {R"("sectorCount": 8, "busType": 17, "writeTrimRanges": [{"lba": 4, "sectors": 5}])",
