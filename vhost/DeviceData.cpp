@@ -1,5 +1,6 @@
 #include "vhost/DeviceData.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -118,6 +119,17 @@ uint8_t deallocatedReadFeature(const TrimBehaviour& trim) {
     if (!trim.supported) return 0;
     if (trim.readsZeros) return 1;
     return trim.deterministic ? 2 : 0;
+}
+
+std::vector<uint8_t> generatedLogPage(const DiskDescription& disk, const DiskCounters& counters, uint8_t logId,
+                                      int64_t now) {
+    switch (logId) {
+        case 0x01: return std::vector<uint8_t>(64 * 64, 0);
+        case 0x02: return healthLog(disk, counters, now);
+        case 0x03: return firmwareSlotLog(disk);
+        case 0x07: return telemetryLog(counters);
+        default: return {};
+    }
 }
 
 }  // namespace
@@ -278,13 +290,16 @@ std::vector<uint8_t> nvmeLogPage(const DiskDescription& disk, const DiskCounters
                                  int64_t now) {
     auto given = disk.nvmeLogPages.find(logId);
     if (given != disk.nvmeLogPages.end()) return given->second;
-    switch (logId) {
-        case 0x01: return std::vector<uint8_t>(64 * 64, 0);
-        case 0x02: return healthLog(disk, counters, now);
-        case 0x03: return firmwareSlotLog(disk);
-        case 0x07: return telemetryLog(counters);
-        default: return {};
+    std::vector<uint8_t> page = generatedLogPage(disk, counters, logId, now);
+    auto edit = disk.nvmeLogPageEdits.find(logId);
+    if (edit == disk.nvmeLogPageEdits.end()) return page;
+    if (edit->second.size) page.resize(edit->second.size, edit->second.fill);
+    for (const auto& bytes : edit->second.bytes) {
+        const size_t end = bytes.first + bytes.second.size();
+        if (page.size() < end) page.resize(end, edit->second.fill);
+        std::copy(bytes.second.begin(), bytes.second.end(), page.begin() + bytes.first);
     }
+    return page;
 }
 
 }  // namespace vhost

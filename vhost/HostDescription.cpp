@@ -21,6 +21,9 @@ constexpr uint64_t kMaxCapacity = 0x7FFFFFFFFFFFFFFF;
 constexpr uint64_t kMaxSmartRaw = 0xFFFFFFFFFFFF;  // six bytes
 constexpr uint64_t kMaxLatencyMicros = 60000000;
 constexpr uint16_t kZeroCelsiusKelvin = 273;
+constexpr size_t kSmartTableEntries = 30;
+// Larger than any page the host generates; keeps a typo from asking for gigabytes.
+constexpr uint64_t kMaxLogPageBytes = 1 << 20;
 // A thousand years: time stamps stay far from overflowing.
 constexpr uint64_t kMaxClockOffsetSeconds = 1000ull * 366 * 24 * 3600;
 constexpr uint32_t kErrorWriteFault = 29;  // ERROR_WRITE_FAULT
@@ -236,12 +239,36 @@ void readSmartAttribute(Reader& in, const json& a, const std::string& at, DiskDe
     out->smartAttributes.push_back(attribute);
 }
 
+// {"size", "fill", "bytes": {"offset": "hex"}}; every edit lies within the
+// page size limit.
+NvmeLogPageEdit readLogPageEdit(Reader& in, const json& page, const std::string& at) {
+    NvmeLogPageEdit edit;
+    edit.size = static_cast<uint32_t>(in.number(page, "size", 0, at, kMaxLogPageBytes));
+    edit.fill = in.field<uint8_t>(page, "fill", 0, at);
+    if (const json* bytes = in.object(page, "bytes", at)) {
+        for (auto it = bytes->begin(); it != bytes->end(); ++it) {
+            const std::string where = at + ".bytes." + it.key();
+            uint64_t offset = 0;
+            if (!numberKey(in, it.key(), kMaxLogPageBytes, where, &offset)) continue;
+            std::vector<uint8_t> data = in.bytes(it.value(), where);
+            if (offset + data.size() > kMaxLogPageBytes)
+                in.fail(where, "runs past " + std::to_string(kMaxLogPageBytes) + " bytes");
+            else
+                edit.bytes[static_cast<uint32_t>(offset)] = std::move(data);
+        }
+    }
+    return edit;
+}
+
 void readHealth(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
     if (const json* pages = in.object(disk, "nvmeLogPages", where)) {
         for (auto it = pages->begin(); it != pages->end(); ++it) {
             const std::string at = where + ".nvmeLogPages." + it.key();
             uint64_t id = 0;
-            if (numberKey(in, it.key(), 255, at, &id))
+            if (!numberKey(in, it.key(), 255, at, &id)) continue;
+            if (it.value().is_object())
+                out->nvmeLogPageEdits[static_cast<uint8_t>(id)] = readLogPageEdit(in, it.value(), at);
+            else
                 out->nvmeLogPages[static_cast<uint8_t>(id)] = in.bytes(it.value(), at);
         }
     }
@@ -359,6 +386,9 @@ DiskDescription readDisk(Reader& in, const json& disk, const std::string& where)
     readIdentify(in, disk, where, &out);
     readList(in, disk, "smartAttributes", where,
              [&](const json& a, const std::string& at) { readSmartAttribute(in, a, at, &out); });
+    if (out.smartAttributes.size() > kSmartTableEntries)
+        in.fail(where + ".smartAttributes", "more than " + std::to_string(kSmartTableEntries) +
+                                                " attributes, the size of the SMART table");
     readHealth(in, disk, where, &out);
     readList(in, disk, "vendorAnswers", where,
              [&](const json& a, const std::string& at) { readVendorAnswer(in, a, at, &out); });

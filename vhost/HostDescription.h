@@ -66,6 +66,14 @@ struct SmartAttribute {
     std::string currentFrom;
 };
 
+// A log page built rather than given: the generated page of its id (none
+// for ids the host does not generate), resized, then overwritten in places.
+struct NvmeLogPageEdit {
+    uint32_t size = 0;  // 0: the generated page's size
+    uint8_t fill = 0;   // bytes the resize adds
+    std::map<uint32_t, std::vector<uint8_t>> bytes;  // by offset
+};
+
 // One entry of the answer to the vendor command that lists the ranges to
 // write and trim (opcode 0xC6, docs/vhost.md).
 struct WriteTrimRange {
@@ -131,6 +139,7 @@ struct DiskDescription {
     std::vector<uint8_t> nvmeIdentifyNamespace;
     std::vector<SmartAttribute> smartAttributes;
     std::map<uint8_t, std::vector<uint8_t>> nvmeLogPages;  // given verbatim
+    std::map<uint8_t, NvmeLogPageEdit> nvmeLogPageEdits;
     uint16_t temperatureKelvin = 308;
     uint8_t percentageUsed = 0;
     uint8_t availableSpare = 100;

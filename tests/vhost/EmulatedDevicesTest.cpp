@@ -154,6 +154,49 @@ TEST(EmulatedHealth, TemperatureSpareAndThresholdState) {
     }
 }
 
+// Two entries may share an id; each keeps its own slot and threshold.
+TEST(EmulatedAtaData, RepeatedAttributeIdsKeepTheirSlots) {
+    DiskDescription disk = sataDisk();
+    disk.smartAttributes.resize(30);
+    for (size_t i = 0; i < 30; ++i) disk.smartAttributes[i].id = static_cast<uint8_t>(1 + i % 15);
+    disk.smartAttributes[20].threshold = 100;  // second id 6
+    disk.smartAttributes[29].raw = 0x0A0B;
+    const std::vector<uint8_t> data = ataSmartData(disk, DiskCounters{}, 0);
+    const std::vector<uint8_t> thresholds = ataSmartThresholds(disk);
+    EXPECT_EQ(data[2 + 12 * 5], 6);
+    EXPECT_EQ(data[2 + 12 * 20], 6);
+    EXPECT_EQ(thresholds[3 + 12 * 5], 0);
+    EXPECT_EQ(thresholds[3 + 12 * 20], 100);
+    EXPECT_EQ(data[2 + 12 * 29 + 5], 0x0B) << "the last of the 30 slots";
+    EXPECT_EQ(data[2 + 12 * 29 + 6], 0x0A);
+    EXPECT_TRUE(ataSmartThresholdExceeded(disk)) << "the second entry alone trips the status";
+}
+
+TEST(EmulatedNvmeData, EditedLogPages) {
+    struct Case {
+        uint8_t logId;
+        NvmeLogPageEdit edit;
+        size_t size;
+        std::vector<std::pair<size_t, uint8_t>> expect;  // offset, byte
+    } cases[] = {
+        {0xC0, {0, 0, {{4, {0xAB, 0xCD}}}}, 6, {{0, 0}, {4, 0xAB}, {5, 0xCD}}},
+        {0xC0, {512, 0xEE, {{510, {1}}}}, 512, {{0, 0xEE}, {510, 1}, {511, 0xEE}}},
+        {0x02, {0, 0, {{0, {0x08}}}}, 512, {{0, 0x08}, {3, 90}, {144, 4}}},
+        {0x02, {1024, 0x55, {}}, 1024, {{3, 90}, {512, 0x55}}},
+        {0x03, {16, 0, {}}, 16, {{0, 0x01}, {8, 'F'}}},
+    };
+    DiskCounters counters;
+    counters.unsafeShutdowns = 4;
+    for (const Case& c : cases) {
+        DiskDescription disk = sataDisk();
+        disk.availableSpare = 90;
+        disk.nvmeLogPageEdits[c.logId] = c.edit;
+        const std::vector<uint8_t> page = nvmeLogPage(disk, counters, c.logId, 0);
+        ASSERT_EQ(page.size(), c.size) << int(c.logId);
+        for (const auto& e : c.expect) EXPECT_EQ(page[e.first], e.second) << int(c.logId) << " @" << e.first;
+    }
+}
+
 TEST(DiskImage, SparseContentsReadZerosAndKeepWrites) {
     zeltest::TempDir folder;
     const std::string path = folder.file("sub/disk0.img");

@@ -62,7 +62,7 @@ TEST(HostDescription, EveryDescribedFieldIsRead) {
         "pci": {"vendorId": "0x1AB2", "deviceId": 258, "bus": 5, "device": 1, "function": 2, "linkSpeed": 4,
                 "linkWidth": 2, "maxLinkWidth": 4},
         "identifyWords": {"217": 7200},
-        "nvmeLogPages": {"0xC0": "01 02 ff"},
+        "nvmeLogPages": {"0xC0": "01 02 ff", "2": {"size": 1024, "fill": "0xFF", "bytes": {"0x10": "AA"}}},
         "health": {"temperatureKelvin": 320, "percentageUsed": 3, "availableSpare": 90,
                    "availableSpareThreshold": 20, "criticalWarning": "0x04"},
         "smartAttributes": [{"id": 9, "rawFrom": "powerOnHours", "threshold": 5},
@@ -84,6 +84,10 @@ TEST(HostDescription, EveryDescribedFieldIsRead) {
     EXPECT_EQ(d.pci.maxLinkWidth, 4);
     EXPECT_EQ(d.identifyWords.at(217), 7200);
     EXPECT_EQ(d.nvmeLogPages.at(0xC0), (std::vector<uint8_t>{1, 2, 0xFF}));
+    EXPECT_EQ(d.nvmeLogPages.count(2), 0u) << "an object is an edit, not a verbatim page";
+    EXPECT_EQ(d.nvmeLogPageEdits.at(2).size, 1024u);
+    EXPECT_EQ(d.nvmeLogPageEdits.at(2).fill, 0xFF);
+    EXPECT_EQ(d.nvmeLogPageEdits.at(2).bytes.at(16), std::vector<uint8_t>{0xAA});
     EXPECT_EQ(d.temperatureKelvin, 320);
     EXPECT_EQ(d.availableSpareThreshold, 20);
     EXPECT_EQ(d.criticalWarning, 4);
@@ -161,6 +165,12 @@ TEST(HostDescription, ValuesOutsideTheirFieldAreRejected) {
          "disks[0].health.availableSpareThreshold: 101 is outside 0..100"},
         {R"("sectorCount": 8, "health": {"temperatureKelvin": 200})",
          "disks[0].health.temperatureKelvin: below 273 K, which SATA attribute 194 cannot show"},
+        {R"("sectorCount": 8, "nvmeLogPages": {"0xC0": {"size": "2m"}})",
+         "disks[0].nvmeLogPages.0xC0.size: 2097152 is outside 0..1048576"},
+        {R"("sectorCount": 8, "nvmeLogPages": {"0xC0": {"bytes": {"1048575": "01 02"}}})",
+         "disks[0].nvmeLogPages.0xC0.bytes.1048575: runs past 1048576 bytes"},
+        {R"("sectorCount": 8, "nvmeLogPages": {"2": {"bytes": {"x": "01"}}})",
+         "disks[0].nvmeLogPages.2.bytes.x: \"x\" is not a number of at most 64 bits"},
         {R"("sectorCount": 8, "smartAttributes": [{"id": 232, "currentFrom": "raw"}])",
          "disks[0].smartAttributes[0].currentFrom: expected availableSpare"},
         {R"("sectorCount": 8, "writeTrimRanges": [])",
@@ -173,6 +183,10 @@ TEST(HostDescription, ValuesOutsideTheirFieldAreRejected) {
     for (const Case& c : cases)
         EXPECT_EQ(problemOf(std::string(R"({"disks": [{)") + c.fields + "}]}"), c.problem) << c.fields;
     EXPECT_EQ(problemOf(R"({"portIoDriver": "no"})"), "host.portIoDriver: expected true or false");
+    std::string attributes;
+    for (int i = 0; i < 31; ++i) attributes += std::string(i ? "," : "") + R"({"id": 5})";
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 8, "smartAttributes": [)" + attributes + "]}]}"),
+              "disks[0].smartAttributes: more than 30 attributes, the size of the SMART table");
     EXPECT_EQ(problemOf(R"({"clockOffsetSeconds": "99999999999"})"),
               "host.clockOffsetSeconds: 99999999999 is outside 0..31622400000");
     std::string problem;
