@@ -7,7 +7,7 @@
 
 #include "smart/SmartConfig.h"
 #include "smart/SmartData.h"
-#include "smart/SpecialLimit.h"
+#include "smart/VariableLimit.h"
 
 namespace zel {
 

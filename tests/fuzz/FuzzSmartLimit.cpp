@@ -6,7 +6,7 @@
 #include "core/ErrorCodes.h"
 #include "smart/LimitCheck.h"
 #include "smart/SmartSyntax.h"
-#include "smart/SpecialLimit.h"
+#include "smart/VariableLimit.h"
 
 namespace {
 

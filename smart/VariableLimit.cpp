@@ -1,4 +1,4 @@
-#include "smart/SpecialLimit.h"
+#include "smart/VariableLimit.h"
 
 #include <algorithm>
 #include <climits>

@@ -3,7 +3,7 @@
 #include <map>
 
 #include "smart/SmartSyntax.h"
-#include "smart/SpecialLimit.h"
+#include "smart/VariableLimit.h"
 
 namespace {
 
