@@ -138,15 +138,20 @@ bool IoWorker::runMode(DiskBase& disk) {
     }
 }
 
-bool IoWorker::runTransfers(DiskIo& io, TransferPlan& plan, bool write) {
+RunSettings IoWorker::settingsFor(bool write, uint32_t maxSectors) const {
     RunSettings settings;
     settings.write = write;
     settings.ataDma = ataDma_;
     settings.queueDepth = params_.queueDepth;
-    settings.maxSectors = params_.blockSectors ? params_.blockSectors : 1;
+    settings.maxSectors = maxSectors;
     settings.source = data_.data();
     settings.requestTimeoutMs = requestTimeoutMs_;
     settings.label = modeName(modeOf(params_));
+    return settings;
+}
+
+bool IoWorker::runTransfers(DiskIo& io, TransferPlan& plan, bool write) {
+    const RunSettings settings = settingsFor(write, params_.blockSectors ? params_.blockSectors : 1);
     RunReport report;
     const bool ok = TransferRunner(io, settings).run(plan, &report);
     params_.endLba = report.stoppedAt;
@@ -208,12 +213,7 @@ bool IoWorker::prepareExpected(DiskBase& disk, uint32_t sectorSize, CompareMode*
 }
 
 bool IoWorker::runSequentialRead(DiskIo& io, DiskBase& disk) {
-    RunSettings settings;
-    settings.ataDma = ataDma_;
-    settings.queueDepth = params_.queueDepth;
-    settings.maxSectors = params_.blockSectors ? params_.blockSectors : 1;
-    settings.requestTimeoutMs = requestTimeoutMs_;
-    settings.label = modeName(RwMode::SeqRead);
+    RunSettings settings = settingsFor(false, params_.blockSectors ? params_.blockSectors : 1);
     if (!prepareExpected(disk, io.sectorSize(), &settings.compare)) return false;
     settings.expected = data_.data();
     SequentialPlan plan(params_.startLba, params_.endLba, params_.blockSectors);
@@ -242,15 +242,8 @@ bool IoWorker::runRandom(DiskIo& io, bool write) {
     Sfc64 generator(params_.seed);
     RandomPlan plan(params_.startLba, params_.endLba, params_.blockSectors, params_.alignSectors,
                     kMaxRandomBytes / sector, limits, [&generator] { return generator.next(); });
-    RunSettings settings;
-    settings.write = write;
-    settings.ataDma = ataDma_;
-    settings.queueDepth = params_.queueDepth;
-    settings.maxSectors = params_.blockSectors ? params_.blockSectors : kMaxRandomBytes / sector;
-    settings.source = data_.data();
+    RunSettings settings = settingsFor(write, params_.blockSectors ? params_.blockSectors : kMaxRandomBytes / sector);
     settings.timeLimitSeconds = params_.totalTime;
-    settings.requestTimeoutMs = requestTimeoutMs_;
-    settings.label = modeName(modeOf(params_));
     RunReport report;
     const bool ok = TransferRunner(io, settings).run(plan, &report);
     params_.endLba = ok ? params_.endLba : report.stoppedAt;

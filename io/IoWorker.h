@@ -62,6 +62,7 @@ public:
 
 private:
     bool runMode(DiskBase& disk);
+    RunSettings settingsFor(bool write, uint32_t maxSectors) const;
     bool runTransfers(DiskIo& io, TransferPlan& plan, bool write);
     bool runSequentialRead(DiskIo& io, DiskBase& disk);
     bool runRandom(DiskIo& io, bool write);

@@ -53,9 +53,7 @@ bool TransferRunner::runOneByOne(TransferPlan& plan, RunReport* report) {
             return false;
         }
         if (!check(transfer, data, report)) return false;
-        ++report->transfers;
-        report->sectors += transfer.sectors;
-        report->stoppedAt = transfer.lba + transfer.sectors;
+        record(transfer, report);
     }
     return true;
 }
@@ -80,9 +78,7 @@ bool TransferRunner::runQueued(TransferPlan& plan, RunReport* report) {
             return false;
         }
         if (!check(slot.transfer, data(slot), report)) return false;
-        ++report->transfers;
-        report->sectors += slot.transfer.sectors;
-        report->stoppedAt = slot.transfer.lba + slot.transfer.sectors;
+        record(slot.transfer, report);
         return true;
     };
     bool ok = true;
@@ -134,6 +130,12 @@ bool TransferRunner::check(const Transfer& transfer, uint8_t* data, RunReport* r
         return false;
     }
     return true;
+}
+
+void TransferRunner::record(const Transfer& transfer, RunReport* report) {
+    ++report->transfers;
+    report->sectors += transfer.sectors;
+    report->stoppedAt = transfer.lba + transfer.sectors;
 }
 
 bool TransferRunner::reachedTimeLimit() const {

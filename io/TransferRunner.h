@@ -53,6 +53,7 @@ private:
     bool runQueued(TransferPlan& plan, RunReport* report);
     bool transferNow(const Transfer& transfer, uint8_t* buffer);
     bool check(const Transfer& transfer, uint8_t* data, RunReport* report);
+    static void record(const Transfer& transfer, RunReport* report);
     bool reachedTimeLimit() const;
     void showProgress(const TransferPlan& plan, const Transfer& transfer);
 
