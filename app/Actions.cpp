@@ -6,6 +6,7 @@
 #include "core/Logger.h"
 #include "io/RwEngine.h"
 #include "io/WorkloadRun.h"
+#include "smart/SmartRun.h"
 
 namespace {
 const char* const kMissDisk = "Miss some options (diskid/diskmodel/disksn/diskpattern)!";
@@ -56,4 +57,4 @@ bool ActionSmart::init(const zel::ParseResult& options) {
     return acceptJob(zel::readSmartJob(options, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionSmart::execute(const zel::ParseResult&) { return notYetSupported(); }
+zel::ErrorCode ActionSmart::execute(const zel::ParseResult&) { return zel::runSmart(job_, *disk_); }

@@ -79,7 +79,7 @@ std::optional<OptionProblem> readWorkloadJob(const ParseResult& args, WorkloadJo
 std::optional<OptionProblem> readSmartJob(const ParseResult& args, SmartJob* job) {
     OptionReader r(args);
     job->disk = r.diskSelector();
-    job->logIds = r.numberList("lid");
+    job->logIds = r.numberList("lid", 0xFF);
     job->logPageSizes = r.numberList("lpsize");
     job->configPath = r.text("smart-config", job->configPath);
     job->outLog = r.text("out-log", job->outLog);
@@ -88,6 +88,7 @@ std::optional<OptionProblem> readSmartJob(const ParseResult& args, SmartJob* job
     job->outCsv = r.text("out-csv");
     job->previousBins = r.list("prev-smart-bin");
     job->initialBins = r.list("init-smart-bin");
+    job->resultJson = r.text("commfile", job->resultJson);
     return r.problem();
 }
 

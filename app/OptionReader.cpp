@@ -51,11 +51,11 @@ uint64_t OptionReader::number(const char* name, uint64_t defaultValue, uint64_t 
     return readNumberText(name, args_.text(name), maximum, &value) ? value : defaultValue;
 }
 
-std::vector<uint32_t> OptionReader::numberList(const char* name) {
+std::vector<uint32_t> OptionReader::numberList(const char* name, uint32_t maximum) {
     std::vector<uint32_t> numbers;
     for (const std::string& item : list(name)) {
         uint64_t value = 0;
-        if (!readNumberText(name, item, UINT32_MAX, &value)) return {};
+        if (!readNumberText(name, item, maximum, &value)) return {};
         numbers.push_back(static_cast<uint32_t>(value));
     }
     return numbers;

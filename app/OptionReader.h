@@ -39,7 +39,7 @@ public:
     int32_t decimal(const char* name, int32_t defaultValue);
     // The tool's number syntax, up to the given maximum.
     uint64_t number(const char* name, uint64_t defaultValue, uint64_t maximum = UINT64_MAX);
-    std::vector<uint32_t> numberList(const char* name);
+    std::vector<uint32_t> numberList(const char* name, uint32_t maximum = UINT32_MAX);
     // Seconds or other non-negative amounts.
     double amount(const char* name, double defaultValue);
 

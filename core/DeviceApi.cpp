@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "core/Clock.h"
 #include "core/Win32DeviceApi.h"
 
 namespace zel {
@@ -16,6 +17,10 @@ std::atomic<DeviceApi*>& current() {
 }  // namespace
 
 DeviceApi& deviceApi() { return *current().load(); }
+
+uint64_t hostClockMilliseconds() {
+    return nowMilliseconds() + static_cast<uint64_t>(deviceApi().clockOffsetSeconds() * 1000);
+}
 
 DeviceApi* replaceDeviceApi(DeviceApi* api) { return current().exchange(api); }
 

@@ -63,11 +63,19 @@ public:
     virtual bool writePort(uint16_t port, uint32_t value, uint8_t size) = 0;
     virtual bool readPhysicalDword(uint64_t address, uint32_t* value) = 0;
     virtual bool writePhysicalDword(uint64_t address, uint32_t value) = 0;
+
+    // Seconds the host's clock runs ahead of the machine's: 0 on a real
+    // host; a virtual host can move its clock to let hours pass in a dry run.
+    virtual int64_t clockOffsetSeconds() { return 0; }
 };
 
 // The process-wide seam: Win32 unless the program's entry (or a test)
 // installed another one, such as the virtual test host.
 DeviceApi& deviceApi();
+
+// The host's clock, which drives device counters such as power-on hours:
+// local time in milliseconds since 1601 plus the seam's clock offset.
+uint64_t hostClockMilliseconds();
 
 // Replaces the process-wide seam; returns the previous one.
 DeviceApi* replaceDeviceApi(DeviceApi* api);

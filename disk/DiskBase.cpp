@@ -72,6 +72,7 @@ ErrorCode unsupported() {
 
 ErrorCode DiskBase::identify(std::vector<uint8_t>*) { return unsupported(); }
 ErrorCode DiskBase::readSmartData(std::vector<uint8_t>*) { return unsupported(); }
-ErrorCode DiskBase::getLogPage(uint8_t, uint32_t, std::vector<uint8_t>*) { return unsupported(); }
+ErrorCode DiskBase::smartReturnStatus(bool*) { return unsupported(); }
+ErrorCode DiskBase::getLogPage(uint8_t, uint32_t, uint64_t, std::vector<uint8_t>*) { return unsupported(); }
 
 }  // namespace zel

@@ -58,7 +58,14 @@ public:
     // 0x20000008 (function not supported).
     virtual ErrorCode identify(std::vector<uint8_t>* data);
     virtual ErrorCode readSmartData(std::vector<uint8_t>* sector);
-    virtual ErrorCode getLogPage(uint8_t logId, uint32_t size, std::vector<uint8_t>* data);
+    // SMART RETURN STATUS: true in *exceeded when the drive reports a
+    // threshold exceeded condition (LBA mid/high 0xF4/0x2C).
+    virtual ErrorCode smartReturnStatus(bool* exceeded);
+    // `size` bytes of a log page from byte `offset` of the page.
+    virtual ErrorCode getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data);
+    ErrorCode getLogPage(uint8_t logId, uint32_t size, std::vector<uint8_t>* data) {
+        return getLogPage(logId, size, 0, data);
+    }
 
 protected:
     DiskIdentity identity_;

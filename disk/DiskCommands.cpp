@@ -4,6 +4,7 @@
 #include "core/Logger.h"
 #include "protocol/CommandRecords.h"
 #include "protocol/IProtocol.h"
+#include "protocol/ProtocolRegistry.h"
 
 namespace zel {
 namespace {
@@ -11,7 +12,9 @@ namespace {
 constexpr uint8_t kAtaIdentify = 0xEC;
 constexpr uint8_t kAtaSmart = 0xB0;
 constexpr uint8_t kSmartReadData = 0xD0;
+constexpr uint8_t kSmartReturnStatus = 0xDA;
 constexpr uint64_t kSmartSignature = 0xC24F00;  // LBA mid 0x4F, high 0xC2
+constexpr uint64_t kThresholdExceededSignature = 0x2CF400;
 
 constexpr uint8_t kNvmeGetLogPage = 0x02;
 constexpr uint8_t kNvmeIdentify = 0x06;
@@ -24,13 +27,25 @@ ErrorCode noProtocol(const DiskBase& disk) {
     return err::kProtocolNotImplemented;
 }
 
-ErrorCode sendAta(const DiskBase& disk, AtaCommand& command, std::vector<uint8_t>* data) {
-    if (!disk.protocol()) return noProtocol(disk);
+ErrorCode sendAtaOn(IProtocol& route, const DiskBase& disk, AtaCommand& command, std::vector<uint8_t>* data) {
     data->assign(512, 0);
     command.count = 1;
     command.flags = ataflags::kDrdyRequired | ataflags::kDataIn;
-    if (disk.protocol()->sendCommand(static_cast<uint32_t>(disk.number()), data->data(), 512, &command)) return 0;
+    if (route.sendCommand(static_cast<uint32_t>(disk.number()), data->data(), 512, &command)) return 0;
     return lastError() ? lastError() : err::kAtaErrorStatus;
+}
+
+ErrorCode sendAta(const DiskBase& disk, AtaCommand& command, std::vector<uint8_t>* data) {
+    if (!disk.protocol()) return noProtocol(disk);
+    return sendAtaOn(*disk.protocol(), disk, command, data);
+}
+
+AtaCommand smartReadDataCommand() {
+    AtaCommand command;
+    command.command = kAtaSmart;
+    command.feature = kSmartReadData;
+    command.lba = kSmartSignature;
+    return command;
 }
 
 ErrorCode sendNvmeAdmin(const DiskBase& disk, NvmeCommand& command, std::vector<uint8_t>* data, uint32_t size) {
@@ -52,11 +67,27 @@ ErrorCode SataSsd::identify(std::vector<uint8_t>* data) {
 }
 
 ErrorCode SataSsd::readSmartData(std::vector<uint8_t>* sector) {
+    AtaCommand command = smartReadDataCommand();
+    return sendAta(*this, command, sector);
+}
+
+ErrorCode SataSsd::smartReturnStatus(bool* exceeded) {
+    if (!protocol()) return noProtocol(*this);
     AtaCommand command;
     command.command = kAtaSmart;
-    command.feature = kSmartReadData;
+    command.feature = kSmartReturnStatus;
     command.lba = kSmartSignature;
-    return sendAta(*this, command, sector);
+    command.flags = ataflags::kDrdyRequired;
+    if (!protocol()->sendCommand(static_cast<uint32_t>(number()), nullptr, 0, &command))
+        return lastError() ? lastError() : err::kAtaErrorStatus;
+    *exceeded = (command.lba & 0xFFFF00) == kThresholdExceededSignature;
+    return 0;
+}
+
+ErrorCode Ufd::readSmartData(std::vector<uint8_t>* sector) {
+    std::unique_ptr<IProtocol> sat = createProtocol(ProtocolCode::kAtaOverUsb);
+    AtaCommand command = smartReadDataCommand();
+    return sendAtaOn(*sat, *this, command, sector);
 }
 
 ErrorCode NvmeSsd::identify(std::vector<uint8_t>* data) {
@@ -75,13 +106,15 @@ ErrorCode NvmeSsd::identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data) 
 }
 
 // NUMD counts dwords less one, split over CDW10 (low 16 bits) and CDW11.
-ErrorCode NvmeSsd::getLogPage(uint8_t logId, uint32_t size, std::vector<uint8_t>* data) {
+ErrorCode NvmeSsd::getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data) {
     NvmeCommand command;
     command.command[0] = kNvmeGetLogPage;
     command.setDword(1, 0xFFFFFFFF);
     const uint32_t numd = (size + 3) / 4 - 1;
     command.setDword(10, uint32_t(logId) | (numd & 0xFFFF) << 16);
     command.setDword(11, numd >> 16);
+    command.setDword(12, static_cast<uint32_t>(offset));
+    command.setDword(13, static_cast<uint32_t>(offset >> 32));
     return sendNvmeAdmin(*this, command, data, size);
 }
 

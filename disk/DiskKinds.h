@@ -12,6 +12,7 @@ public:
     ErrorCode identify(std::vector<uint8_t>* data) override;
     // SMART READ DATA, one 512-byte sector.
     ErrorCode readSmartData(std::vector<uint8_t>* sector) override;
+    ErrorCode smartReturnStatus(bool* exceeded) override;
 };
 
 class NvmeSsd : public DiskBase {
@@ -21,7 +22,8 @@ public:
     ErrorCode identify(std::vector<uint8_t>* data) override;
     // Identify namespace (CNS 0), 4096 bytes.
     ErrorCode identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data);
-    ErrorCode getLogPage(uint8_t logId, uint32_t size, std::vector<uint8_t>* data) override;
+    using DiskBase::getLogPage;
+    ErrorCode getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data) override;
     // A vendor admin command that returns data, for namespace 1, with the
     // transfer's dword count minus one in CDW10 as Get Log Page has it.
     ErrorCode readVendorData(uint8_t opcode, uint32_t size, std::vector<uint8_t>* data);
@@ -30,6 +32,9 @@ public:
 class Ufd : public DiskBase {
 public:
     using DiskBase::DiskBase;
+    // SMART READ DATA wrapped in a SAT ATA PASS-THROUGH CDB, for SATA drives
+    // behind USB bridges; a bridge without SAT answers with a SCSI error.
+    ErrorCode readSmartData(std::vector<uint8_t>* sector) override;
 };
 
 // Power-switch boards show up as USB disks; the power layer drives them

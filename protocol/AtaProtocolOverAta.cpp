@@ -23,6 +23,25 @@ void logAtaSendLine(const AtaCommand& command, uint32_t dataSize) {
                     command.command, static_cast<int>(dataSize));
 }
 
+// ERROR and STATUS, and the LBA and count registers: some answers, such as
+// SMART RETURN STATUS, are in the LBA registers rather than in data.
+void copyBackRegisters(const AtaPassThroughDirect64& block, AtaCommand* command) {
+    const uint8_t* current = block.CurrentTaskFile;
+    const uint8_t* previous = block.PreviousTaskFile;
+    command->feature = (command->feature & 0xFF00) | current[0];
+    command->command = current[6];
+    uint64_t lba = uint64_t(current[2]) | uint64_t(current[3]) << 8 | uint64_t(current[4]) << 16;
+    uint16_t count = current[1];
+    if (command->flags & ataflags::k48Bit) {
+        lba |= uint64_t(previous[2]) << 24 | uint64_t(previous[3]) << 32 | uint64_t(previous[4]) << 40;
+        count |= uint16_t(previous[1] << 8);
+    } else {
+        lba |= command->lba & ~0xFFFFFFull;
+    }
+    command->lba = lba;
+    command->count = count;
+}
+
 }  // namespace
 
 bool AtaProtocolOverAta::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, void* record) {
@@ -34,8 +53,7 @@ bool AtaProtocolOverAta::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t da
     DWORD returned = 0;
     const BOOL ok = deviceApi().deviceIoControl(handle, ioctl::kAtaPassThroughDirect, &block, sizeof block, &block,
                                                 sizeof block, &returned, nullptr);
-    command.feature = (command.feature & 0xFF00) | block.CurrentTaskFile[0];
-    command.command = block.CurrentTaskFile[6];
+    copyBackRegisters(block, &command);
     if (!ok) {
         logWarning("[AtaProtocolOverAta] DeviceIoControl failed... LE=0x%X", takeSystemLastError());
         return false;

@@ -20,6 +20,7 @@ constexpr uint16_t kDma = 0x10;
 #pragma pack(push, 1)
 struct AtaCommand {
     uint16_t feature = 0;  // after the command: ERROR register in the low byte
+    // count and lba: after the command, the returned registers (ATA port route)
     uint16_t count = 0;
     uint64_t lba = 0;
     uint8_t device = 0;

@@ -1,6 +1,7 @@
 #include "smart/SmartCompare.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "core/TextFormat.h"
 #include "smart/ValueText.h"
@@ -111,6 +112,7 @@ SmartComparison compareSata(const SataConfig& config, const SmartReadings& readi
         if (v.conflict) conflicts += sataConflictLine(a.slice, v.limit);
         out.effectiveLimits.push_back(v.limit);
         out.conflicts.push_back(v.conflict);
+        out.rows.emplace_back(std::begin(row.cells), std::end(row.cells));
         rows.push_back(row);
     }
     out.table = renderTable("===== SATA SMART Data =====", "ID", rows, width);
@@ -132,6 +134,7 @@ SmartComparison compareNvme(const NvmeConfig& config, const SmartReadings& readi
     };
     out.effectiveLimits.resize(n);
     out.conflicts.resize(n);
+    out.rows.resize(n);
     std::string conflicts;
     for (size_t p = 0; p < config.logPages.size(); ++p) {
         const LogPageConfig& page = config.logPages[p];
@@ -147,6 +150,7 @@ SmartComparison compareNvme(const NvmeConfig& config, const SmartReadings& readi
             if (v.conflict) conflicts += nvmeConflictLine(page.logPageId, a.range, v.limit);
             out.effectiveLimits[i] = v.limit;
             out.conflicts[i] = v.conflict;
+            out.rows[i].assign(std::begin(row.cells), std::end(row.cells));
             rows.push_back(row);
         }
         out.table += renderTable(formatText("===== NVMe Log Page 0x%X Data =====", page.logPageId), "Offset", rows,

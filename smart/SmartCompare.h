@@ -26,6 +26,8 @@ struct SmartComparison {
     std::optional<uint64_t> powerOnCheckTime;    // store into "last_pwr_on_hr"
     std::vector<std::string> effectiveLimits;    // per attribute
     std::vector<bool> conflicts;                 // per attribute
+    // Per attribute: mark, label, current, previous, initial, description.
+    std::vector<std::vector<std::string>> rows;
 };
 
 // Table columns are padded to `width` characters (16 for the out-log file).

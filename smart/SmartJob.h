@@ -21,6 +21,7 @@ struct SmartJob {
     std::string outCsv;
     std::vector<std::string> previousBins;
     std::vector<std::string> initialBins;
+    std::string resultJson = "zelcli_actres.json";  // "smart_info" goes here
 };
 
 }  // namespace zel

@@ -229,5 +229,7 @@ std::unique_ptr<DeviceApi> createUnloadableHost() {
     return std::make_unique<VirtualHost>(nothing, ERROR_BAD_CONFIGURATION);
 }
 
+int64_t VirtualHost::clockOffsetSeconds() { return static_cast<int64_t>(description_.clockOffsetSeconds); }
+
 }  // namespace vhost
 }  // namespace zel

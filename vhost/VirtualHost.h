@@ -76,6 +76,7 @@ public:
 
     HANDLE createFile(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) override;
     BOOL closeHandle(HANDLE handle) override;
+    int64_t clockOffsetSeconds() override;
     BOOL deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inSize, void* out, DWORD outSize,
                          DWORD* returned, OVERLAPPED* overlapped) override;
     BOOL readFile(HANDLE handle, void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) override;

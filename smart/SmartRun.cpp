@@ -1,0 +1,229 @@
+#include "smart/SmartRun.h"
+
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
+
+#include "core/ActionResultJson.h"
+#include "core/Clock.h"
+#include "core/DeviceApi.h"
+#include "core/IniFile.h"
+#include "core/Logger.h"
+#include "core/Paths.h"
+#include "core/WinReg.h"
+#include "disk/DiskBase.h"
+#include "disk/DiskReport.h"
+#include "smart/NvmeSmartDataParser.h"
+#include "smart/SataSmartDataParser.h"
+#include "smart/SmartData.h"
+#include "smart/SmartExport.h"
+#include "smart/VariableLimit.h"
+
+namespace zel {
+namespace {
+
+// NVMe critical warning bits 0 and 1: spare below its threshold, a
+// temperature past a threshold.
+constexpr uint8_t kCriticalThresholdBits = 0x03;
+
+bool isNvmeDisk(const DiskBase& disk) {
+    return disk.diskKind() == disk_kind::kNvme || disk.diskKind() == disk_kind::kJMicronNvme;
+}
+
+std::optional<std::vector<uint8_t>> readBinary(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) return std::nullopt;
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+bool writeBinary(const std::string& path, const std::vector<uint8_t>& data) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+    return static_cast<bool>(file);
+}
+
+std::string csvTime() { return timeStampText(hostClockMilliseconds()).substr(0, 19); }
+
+class SmartRun {
+public:
+    SmartRun(const SmartJob& job, DiskBase& disk) : job_(job), disk_(disk) {}
+
+    ErrorCode run() {
+        createParser();
+        readings_.previous = readBins(job_.previousBins, "Failed to read prev data from SMART bin file",
+                                      "Failure occurred when parsing prev SMART data");
+        readings_.initial = readBins(job_.initialBins, "Failed to read init data from SMART bin file",
+                                     "Failure occurred when parsing init SMART data");
+        readCurrent();
+        writeBins();
+        writeIni();
+        writeCsv();
+        const bool noConflict = parser_->compareAndPrint(readings_, resolveOutputPath(job_.outLog), &comparison_);
+        writeJson();
+        if (!noConflict) fail(err::kSmartLimitConflict);
+        if (failure_ == err::kOk) recordSuccess();
+        return noConflict ? failure_ : err::kSmartLimitConflict;
+    }
+
+private:
+    void fail(ErrorCode code) {
+        failure_ = code;
+        setLastError(code);
+    }
+
+    void createParser() {
+        if (isNvmeDisk(disk_))
+            parser_ = std::make_unique<NvmeSmartDataParser>();
+        else
+            parser_ = std::make_unique<SataSmartDataParser>();
+        if (!parser_->parseConfig(job_.configPath)) fail(err::kSmartParse);
+        SmartPagePlan plan = parser_->planPages(job_.logIds, job_.logPageSizes);
+        for (const std::string& warning : plan.warnings) logWarning("%s", warning.c_str());
+        pages_ = plan.pages;
+        data_.resize(pages_.size());
+        readings_.current.assign(parser_->attributeCount(), SmartBytes{});
+    }
+
+    // One file per page, in page order; the first failure ends the list.
+    std::optional<SmartReading> readBins(const std::vector<std::string>& files, const char* readWarning,
+                                         const char* parseWarning) {
+        if (files.empty()) return std::nullopt;
+        SmartReading reading(parser_->attributeCount());
+        for (size_t i = 0; i < files.size() && i < pages_.size(); ++i) {
+            std::vector<uint8_t> page;
+            const auto bytes = readBinary(resolveOutputPath(files[i]));
+            if (!bytes || !pageFromBin(*bytes, pages_[i].size, &page)) {
+                logWarning("%s", readWarning);
+                fail(err::kSmartRead);
+                break;
+            }
+            if (!parser_->parseData(page.data(), page.size(), pages_[i].logId, &reading)) {
+                logWarning("%s", parseWarning);
+                fail(err::kSmartParse);
+            }
+        }
+        return reading;
+    }
+
+    ErrorCode readPage(const SmartPage& page, std::vector<uint8_t>* data) {
+        if (!isNvmeDisk(disk_)) return disk_.readSmartData(data);
+        return disk_.getLogPage(static_cast<uint8_t>(page.logId), page.size, page.offset, data);
+    }
+
+    void readCurrent() {
+        for (size_t i = 0; i < pages_.size(); ++i) {
+            const int lid = pages_[i].logId;
+            const ErrorCode code = readPage(pages_[i], &data_[i]);
+            if (code != err::kOk) {
+                data_[i].clear();
+                logWarning("Failed to read SMART data, LID=%d", lid);
+                logDebug("[ActionSmart] LID=%d read error %s", lid, errorText(code).c_str());
+                fail(err::kSmartRead);
+                continue;
+            }
+            if (!parser_->parseData(data_[i].data(), data_[i].size(), lid, &readings_.current)) {
+                logWarning("Failed to parse SMART data, LID=%d", lid);
+                fail(err::kSmartParse);
+            }
+            checkThreshold(pages_[i], data_[i]);
+        }
+    }
+
+    void checkThreshold(const SmartPage& page, const std::vector<uint8_t>& data) {
+        bool exceeded = false;
+        if (isNvmeDisk(disk_)) {
+            exceeded = page.logId == kSmartHealthLogPage && page.offset == 0 && !data.empty() &&
+                       (data[0] & kCriticalThresholdBits);
+        } else if (!static_cast<const SataSmartDataParser&>(*parser_).skipThresholdStatus()) {
+            const ErrorCode code = disk_.smartReturnStatus(&exceeded);
+            if (code != err::kOk) logDebug("[ActionSmart] SMART RETURN STATUS: %s", errorText(code).c_str());
+        }
+        if (exceeded) {
+            logWarning("%s", errorText(err::kSmartThresholdExceeded).c_str());
+            fail(err::kSmartThresholdExceeded);
+        }
+    }
+
+    void writeBins() {
+        for (size_t i = 0; i < pages_.size() && i < job_.outBins.size(); ++i) {
+            if (data_[i].empty()) continue;
+            const std::string path = resolveOutputPath(job_.outBins[i]);
+            if (!writeBinary(path, data_[i])) {
+                const ErrorCode code = takeSystemLastError();
+                logWarning("Failed to output SMART data, LID=%d, to %s", pages_[i].logId, path.c_str());
+                fail(code ? code : err::kSmartRead);
+                return;
+            }
+        }
+    }
+
+    void writeIni() {
+        IniFile ini(resolveOutputPath(job_.outIni));
+        parser_->writeIni(readings_.current, ini);
+        const auto& pcie = disk_.pcieInfo();
+        if (isNvmeDisk(disk_) && pcie && pcie->linkWidth != 0) {
+            ini.writeText("monitor", "link_speed", pcie->linkSpeedText());
+            ini.writeText("monitor", "link_width", formatText("x%d", static_cast<int>(pcie->linkWidth)));
+        }
+    }
+
+    void writeCsv() {
+        if (job_.outCsv.empty()) return;
+        const std::string path = resolveOutputPath(job_.outCsv);
+        const bool fresh = !readBinary(path);
+        std::vector<std::string> heading = parser_->csvHeading();
+        std::vector<std::string> row = parser_->csvRow(readings_.current, csvTime());
+        if (isNvmeDisk(disk_)) {
+            const auto& pcie = disk_.pcieInfo();
+            const bool known = pcie && pcie->linkWidth != 0;
+            heading.insert(heading.end(), {"link_speed", "link_width"});
+            row.push_back(known ? pcie->linkSpeedText() : "");
+            row.push_back(known ? formatText("x%d", static_cast<int>(pcie->linkWidth)) : "");
+        }
+        std::ofstream file(path, std::ios::binary | std::ios::app);
+        if (fresh) file << csvLine(heading);
+        file << csvLine(row);
+        if (!file) logWarning("Failed to output SMART data to %s", path.c_str());
+    }
+
+    void writeJson() {
+        ActionResultJson& json = ActionResultJson::instance(job_.resultJson);
+        std::vector<DriveInfo> drives = readDriveInfoList(json.document());
+        DiskInfo* entry = diskEntry(&drives);
+        entry->smartInfo = smartInfoJson(parser_->protocolName(), csvTime(), comparison_, readings_.current,
+                                         parser_->attributePages());
+        writeDriveInfoList(json.document(), drives);
+        if (!json.save()) logWarning("Failed to save SMART information to %s", json.path().c_str());
+    }
+
+    // The disk's entry in the drive list; added from the disk when missing.
+    DiskInfo* diskEntry(std::vector<DriveInfo>* drives) {
+        for (DriveInfo& drive : *drives)
+            for (DiskInfo& d : drive.disks)
+                if (d.id == static_cast<uint32_t>(disk_.number()) && drive.sn == disk_.serialNumber()) return &d;
+        drives->push_back(toDriveInfo(disk_));
+        return &drives->back().disks.front();
+    }
+
+    void recordSuccess() {
+        WinReg::writeText(kSmartRegistryKey, kRegLastSuccess, std::to_string(hostClockMilliseconds()));
+        for (const char* counter : {kRegPowerCycleRetries, kRegGsdRetries, kRegUgsdRetries})
+            WinReg::writeText(kSmartRegistryKey, counter, "-1");
+    }
+
+    const SmartJob& job_;
+    DiskBase& disk_;
+    std::unique_ptr<SmartDataParser> parser_;
+    std::vector<SmartPage> pages_;
+    std::vector<std::vector<uint8_t>> data_;
+    SmartReadings readings_;
+    SmartComparison comparison_;
+    ErrorCode failure_ = err::kOk;
+};
+
+}  // namespace
+
+ErrorCode runSmart(const SmartJob& job, DiskBase& disk) { return SmartRun(job, disk).run(); }
+
+}  // namespace zel
