@@ -36,6 +36,7 @@ public:
     }
     // Its controller was disabled or removed (devcon).
     void setControllerOff(bool off) { controllerOff_ = off; }
+    bool controllerOff() const { return controllerOff_; }
     // Counts one request; false once a vanish fault has taken the disk away.
     bool admitRequest();
     bool vanished() const { return vanished_; }

@@ -118,7 +118,7 @@ HANDLE VirtualHost::openDrive(int number, DWORD access, DWORD flags) {
         return INVALID_HANDLE_VALUE;
     }
     if (target->description().absent || target->faults().match("absent") || target->vanished() ||
-        !target->counters().powered) {
+        target->controllerOff() || !target->counters().powered) {
         ::SetLastError(ERROR_FILE_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
     }
