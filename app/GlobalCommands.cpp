@@ -15,8 +15,13 @@
 #include "disk/DiskList.h"
 #include "disk/DiskReport.h"
 #include "disk/PortIoDriver.h"
+#include "host/DevconWrapper.h"
+#include "host/DiskpartWrapper.h"
+#include "host/DriverMaintenance.h"
+#include "host/HostToolSettings.h"
 #include "host/OsInfoCollector.h"
 #include "host/PlatformInfoCollector.h"
+#include "host/PssuspendWrapper.h"
 
 namespace zel {
 namespace {
@@ -102,9 +107,100 @@ Outcome runPrecheck(const ParseResult&) {
     return PortIoDriver::instance().isOpen() ? lastError() : err::kWinIoInit;
 }
 
-Outcome runDriverCommand(const ParseResult& args, const char* option) {
-    if (args.text(option).empty()) return err::kWrongArguments;
-    return notSupported(option);
+Outcome runRescan(const ParseResult&) {
+    const bool ok = DevconWrapper().rescan(kRescanTimeoutSeconds);
+    logDebug("Rescan result=%d", ok ? 1 : 0);
+    return ok ? err::kOk : err::kRescanFailed;
+}
+
+std::string hardwareIdOf(const ParseResult& args) {
+    return DevconWrapper::hardwareId(static_cast<uint16_t>(args.integer("vid", 0)),
+                                     static_cast<uint16_t>(args.integer("did", 0)));
+}
+
+Outcome runEnablePci(const ParseResult& args) {
+    const bool ok = DevconWrapper().enable(hardwareIdOf(args), kSwitchDeviceTimeoutSeconds);
+    logDebug("Enable PCI device result=%d", ok ? 1 : 0);
+    return ok ? err::kOk : err::kEnablePciFailed;
+}
+
+Outcome runDisablePci(const ParseResult& args) {
+    const bool ok = DevconWrapper().disable(hardwareIdOf(args), kSwitchDeviceTimeoutSeconds);
+    logDebug("Disable PCI device result=%d", ok ? 1 : 0);
+    return ok ? err::kOk : err::kDisablePciFailed;
+}
+
+// formatd and cleand: the disk is checked before diskpart runs; without
+// --diskid diskpart gets -1 and refuses it. With --action the run goes on
+// to the action after a success.
+struct DiskpartJob {
+    const char* logLine;
+    ErrorCode failure;
+    std::function<bool(int, const DiskBase*)> run;
+};
+
+Outcome runDiskpartJob(const ParseResult& args, const DiskpartJob& job) {
+    const int id = args.integer("diskid", -1);
+    const DiskBase* disk = nullptr;
+    if (id != -1) {
+        disk = DiskList::instance().get(false).findDisk(DiskSelector::byNumber(id));
+        if (!disk) return err::kDiskNotFound;
+        if (disk->isOsDrive()) return err::kOsDrive;
+    }
+    const bool ok = job.run(id, disk);
+    logInfo(job.logLine, ok ? "done" : "failed");
+    if (ok && args.has("action")) return std::nullopt;
+    return ok ? err::kOk : job.failure;
+}
+
+Outcome runFormat(const ParseResult& args) {
+    return runDiskpartJob(args, {"Format disk... %s", err::kFormatFailed, [](int id, const DiskBase* disk) {
+                                     return DiskpartWrapper().format(id, DiskpartWrapper::letterFor(disk),
+                                                                     kDiskpartTimeoutSeconds);
+                                 }});
+}
+
+Outcome runClean(const ParseResult& args) {
+    return runDiskpartJob(args, {"Clean disk... %s", err::kCleanFailed, [](int id, const DiskBase*) {
+                                     return DiskpartWrapper().clean(id, kDiskpartTimeoutSeconds);
+                                 }});
+}
+
+Outcome runSuspend(const ParseResult& args) {
+    const bool ok = PssuspendWrapper().suspend(args.text("suspend-proc"), kPssuspendTimeoutSeconds);
+    return ok ? err::kOk : err::kSuspendFailed;
+}
+
+Outcome runResume(const ParseResult& args) {
+    const bool ok = PssuspendWrapper().resume(args.text("resume-proc"), kPssuspendTimeoutSeconds);
+    return ok ? err::kOk : err::kResumeFailed;
+}
+
+// The disk named by --diskid, from the list built without the PCIe pass.
+DiskBase* driverDisk(const ParseResult& args) {
+    return DiskList::instance().get(false).findDisk(DiskSelector::byNumber(args.integer("diskid", -1)));
+}
+
+Outcome runUpdateDriver(const ParseResult& args) {
+    const std::string inf = args.text("update-driver");
+    if (inf.empty()) return err::kWrongArguments;
+    DiskBase* disk = driverDisk(args);
+    if (!disk) return err::kDiskNotFound;
+    if (!DiskList::instance().inspectPcie(*disk)) return err::kNotSupported;
+    return updateDriver(DevconWrapper::hardwareId(kOwnNvmeVendorId, kOwnNvmeDeviceId), inf);
+}
+
+Outcome runDeleteDriver(const ParseResult& args) {
+    const std::string keyword = args.text("delete-driver");
+    if (keyword.empty()) return err::kWrongArguments;
+    DiskBase* disk = driverDisk(args);
+    if (!disk) return err::kDiskNotFound;
+    if (disk->diskKind() != disk_kind::kNvme) return err::kNotSupported;
+    if (!DiskList::instance().inspectPcie(*disk)) return lastError();
+    const PcieInfo& pci = *disk->pcieInfo();
+    return deleteDriver(DevconWrapper::hardwareId(static_cast<uint16_t>(pci.vendorId),
+                                                  static_cast<uint16_t>(pci.deviceId)),
+                        keyword);
 }
 
 // An entry without a handler belongs to a subsystem not in this build.
@@ -117,21 +213,21 @@ const std::vector<GlobalCommand>& commandTable() {
     static const std::vector<GlobalCommand> table = {
         {"info", runInfo},
         {"exist", runExist},
-        {"rescan", nullptr},
-        {"enablepci", nullptr},
-        {"disablepci", nullptr},
+        {"rescan", runRescan},
+        {"enablepci", runEnablePci},
+        {"disablepci", runDisablePci},
         {"startup", nullptr},
-        {"formatd", nullptr},
-        {"cleand", nullptr},
+        {"formatd", runFormat},
+        {"cleand", runClean},
         {"monitor", runMonitor},
         {"screenshot", nullptr},
         {"disable-cmd", nullptr},
         {"enable-cmd", nullptr},
-        {"suspend-proc", nullptr},
-        {"resume-proc", nullptr},
+        {"suspend-proc", runSuspend},
+        {"resume-proc", runResume},
         {"prechk", runPrecheck},
-        {"update-driver", [](const ParseResult& a) { return runDriverCommand(a, "update-driver"); }},
-        {"delete-driver", [](const ParseResult& a) { return runDriverCommand(a, "delete-driver"); }},
+        {"update-driver", runUpdateDriver},
+        {"delete-driver", runDeleteDriver},
     };
     return table;
 }

@@ -24,6 +24,10 @@ struct DeviceRecord {
 
 enum class InterfaceClass { Disk, StoragePort };
 
+// Where an external tool is kept on a real host: beside the program
+// (devcon, pssuspend) or in the system folder (diskpart, pnputil).
+enum class ToolHome { BesideProgram, System };
+
 struct VolumeSpace {
     uint64_t total = 0;
     uint64_t free = 0;
@@ -63,6 +67,11 @@ public:
     virtual bool writePort(uint16_t port, uint32_t value, uint8_t size) = 0;
     virtual bool readPhysicalDword(uint64_t address, uint32_t* value) = 0;
     virtual bool writePhysicalDword(uint64_t address, uint32_t value) = 0;
+
+    // Full path of an external tool such as "devcon_amd64.exe". Behind the
+    // seam so that a dry run never starts the machine's own tools. Empty,
+    // with the Windows last error set, when there is none.
+    virtual std::string toolPath(const std::string& fileName, ToolHome home) = 0;
 
     // Seconds the host's clock runs ahead of the machine's: 0 on a real
     // host; a virtual host can move its clock to let hours pass in a dry run.

@@ -49,3 +49,21 @@ bool Win32DeviceApi::getVolumeSpace(char letter, VolumeSpace* space) {
 }
 
 }  // namespace zel
+
+namespace zel {
+
+// devcon and pssuspend ship beside the program; diskpart and pnputil are
+// taken from the system folder by full path, never from PATH or the
+// current folder.
+std::string Win32DeviceApi::toolPath(const std::string& fileName, ToolHome home) {
+    char folder[MAX_PATH] = {};
+    if (home == ToolHome::System) {
+        if (!::GetSystemDirectoryA(folder, MAX_PATH)) return "";
+        return std::string(folder) + "\\" + fileName;
+    }
+    if (!::GetModuleFileNameA(nullptr, folder, MAX_PATH)) return "";
+    const std::string program = folder;
+    return program.substr(0, program.find_last_of("\\/")) + "\\" + fileName;
+}
+
+}  // namespace zel

@@ -32,6 +32,8 @@ public:
     bool readPhysicalDword(uint64_t address, uint32_t* value) override;
     bool writePhysicalDword(uint64_t address, uint32_t value) override;
 
+    std::string toolPath(const std::string& fileName, ToolHome home) override;
+
 private:
     bool mapPhysical(uint64_t address, void** linear, void* mapping);
     void unmapPhysical(void* mapping);

@@ -83,17 +83,32 @@ void DiskList::inspectPcie() {
         setLastError(err::kWinIoInit);
         if (configuration_.empty()) builtWithoutError_ = false;
     }
-    for (const auto& disk : disks_) {
-        if (disk->diskKind() != disk_kind::kNvme) continue;
-        const DiskIdentity& id = disk->identity();
-        PcieInfo info;
-        const bool located = id.pciBus != 0xFFFFFFFF;
-        if (located && driverOpen && readPcie(id, &info)) {
-            disk->setPcieInfo(info);
-            continue;
-        }
-        if (!pcieFromConfiguration(disk.get())) builtWithoutError_ = false;
+    for (const auto& disk : disks_)
+        if (disk->diskKind() == disk_kind::kNvme && !inspectOne(*disk, driverOpen)) builtWithoutError_ = false;
+}
+
+bool DiskList::inspectOne(DiskBase& disk, bool driverOpen) {
+    const DiskIdentity& id = disk.identity();
+    PcieInfo info;
+    const bool located = id.pciBus != 0xFFFFFFFF;
+    if (located && driverOpen && readPcie(id, &info)) {
+        disk.setPcieInfo(info);
+        return true;
     }
+    return pcieFromConfiguration(&disk);
+}
+
+bool DiskList::inspectPcie(DiskBase& disk) {
+    if (disk.pcieInfo()) return true;
+    if (disk.diskKind() != disk_kind::kNvme) {
+        setLastError(err::kNotSupported);
+        return false;
+    }
+    const bool driverOpen = PortIoDriver::instance().open();
+    if (!driverOpen) setLastError(err::kWinIoInit);
+    if (inspectOne(disk, driverOpen)) return true;
+    if (!lastError()) setLastError(err::kNotSupported);
+    return false;
 }
 
 bool DiskList::pcieFromConfiguration(DiskBase* disk) const {

@@ -20,6 +20,9 @@ public:
     // Builds the list on the first call. A full build also inspects the
     // PCIe side of NVMe controllers through the port-I/O driver.
     DiskList& get(bool fullBuild);
+    // The PCIe side of one NVMe disk, read now when the build did not;
+    // false with the last error when it cannot be read.
+    bool inspectPcie(DiskBase& disk);
     // Drops the list so the next get builds it again (tests, power-on search).
     void reset();
 
@@ -46,6 +49,7 @@ private:
     DiskList() = default;
     void build();
     void inspectPcie();
+    bool inspectOne(DiskBase& disk, bool driverOpen);
     bool pcieFromConfiguration(DiskBase* disk) const;
 
     std::vector<std::unique_ptr<DiskBase>> disks_;

@@ -414,6 +414,29 @@ PowerSwitchDescription readPowerSwitch(Reader& in, const json& b, const std::str
     return board;
 }
 
+DriverPackageDescription readDriverPackage(Reader& in, const json& p, const std::string& at) {
+    DriverPackageDescription package;
+    package.name = in.text(p, "name", "", at);
+    if (package.name.empty()) in.fail(at + ".name", "a driver package needs its published name");
+    package.provider = in.text(p, "provider", "", at);
+    package.className = in.text(p, "class", "", at);
+    package.version = in.text(p, "version", "", at);
+    package.signer = in.text(p, "signer", "", at);
+    return package;
+}
+
+// "C:\x", "\\server", "/x" and "Z:/x" name a folder on their own.
+bool absoluteFolder(const std::string& folder) {
+    if (folder.empty()) return false;
+    if (folder[0] == '\\' || folder[0] == '/') return true;
+    return folder.size() >= 2 && std::isalpha(static_cast<unsigned char>(folder[0])) && folder[1] == ':';
+}
+
+std::string folderOf(const std::string& path) {
+    const size_t cut = path.find_last_of("\\/");
+    return cut == std::string::npos ? "." : path.substr(0, cut);
+}
+
 void checkUniqueNumbers(Reader& in, const HostDescription& host) {
     for (size_t i = 0; i < host.disks.size(); ++i)
         for (size_t j = i + 1; j < host.disks.size(); ++j)
@@ -465,6 +488,10 @@ bool parseHostDescription(const std::string& text, HostDescription* host, std::s
     readList(in, root, "powerSwitches", "host", [&](const json& board, const std::string& at) {
         host->powerSwitches.push_back(readPowerSwitch(in, board, at));
     });
+    host->toolsFolder = in.text(root, "toolsFolder", "", "host");
+    readList(in, root, "driverPackages", "host", [&](const json& package, const std::string& at) {
+        host->driverPackages.push_back(readDriverPackage(in, package, at));
+    });
     checkUniqueNumbers(in, *host);
     checkControllerIds(in, *host);
     if (!in.ok()) *problem = in.problems().front();
@@ -481,7 +508,10 @@ bool loadHostDescription(const std::string& path, HostDescription* host, std::st
     text << file.rdbuf();
     host->path = path;
     host->stateFolder = path + ".state";
-    return parseHostDescription(text.str(), host, problem);
+    if (!parseHostDescription(text.str(), host, problem)) return false;
+    if (!host->toolsFolder.empty() && !absoluteFolder(host->toolsFolder))
+        host->toolsFolder = folderOf(path) + "/" + host->toolsFolder;
+    return true;
 }
 
 }  // namespace vhost

@@ -172,9 +172,24 @@ struct PowerSwitchDescription {
     std::vector<int> powers;
 };
 
+// A third-party driver package in the host's driver store, as the
+// stand-in devcon lists it with dp_enum.
+struct DriverPackageDescription {
+    std::string name;  // published name, "oem3.inf"
+    std::string provider;
+    std::string className;
+    std::string version;  // "Driver date/version" text
+    std::string signer;
+};
+
 struct HostDescription {
     std::string path;
     std::string stateFolder;
+    // Where the external tools (devcon, diskpart, pnputil, pssuspend) are
+    // found; relative to the description's folder when given relative.
+    // Empty: the host has none.
+    std::string toolsFolder;
+    std::vector<DriverPackageDescription> driverPackages;
     std::vector<DiskDescription> disks;
     std::vector<PowerSwitchDescription> powerSwitches;
     bool portIoDriver = true;  // the port-I/O driver is installed

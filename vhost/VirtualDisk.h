@@ -31,7 +31,12 @@ public:
     int64_t now() const { return state_.now(); }
     Faults& faults() { return faults_; }
     // Not visible on the host: absent, gone, or without power.
-    bool hidden() { return description_.absent || faults_.has("absent") || vanished_ || !counters().powered; }
+    bool hidden() {
+        return description_.absent || faults_.has("absent") || vanished_ || controllerOff_ || !counters().powered;
+    }
+    // Its controller was disabled or removed (devcon).
+    void setControllerOff(bool off) { controllerOff_ = off; }
+    bool controllerOff() const { return controllerOff_; }
     // Counts one request; false once a vanish fault has taken the disk away.
     bool admitRequest();
     bool vanished() const { return vanished_; }
@@ -67,6 +72,7 @@ private:
     std::unique_ptr<NvmeController> nvme_;
     uint64_t requests_ = 0;
     bool vanished_ = false;
+    bool controllerOff_ = false;
     std::minstd_rand random_;
 };
 

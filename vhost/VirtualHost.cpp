@@ -27,7 +27,10 @@ bool numberAfter(const char* path, const char* prefix, const char* suffix, int* 
 }  // namespace
 
 VirtualHost::VirtualHost(const HostDescription& description, DWORD missingError)
-    : description_(description), state_(description.stateFolder), missingError_(missingError) {
+    : description_(description),
+      state_(description.stateFolder),
+      changes_(description.stateFolder),
+      missingError_(missingError) {
     state_.setClockOffset(description_.clockOffsetSeconds);
     for (const DiskDescription& disk : description_.disks)
         disks_.push_back(std::make_unique<VirtualDisk>(disk, state_));
@@ -53,7 +56,26 @@ VirtualHost::~VirtualHost() {
 
 bool VirtualHost::loadState(std::vector<std::string>* problems) {
     std::lock_guard<std::recursive_mutex> guard(lock_);
-    return state_.load(problems);
+    const bool countersOk = state_.load(problems);
+    const bool changesOk = changes_.load(problems);
+    refreshChanges();
+    return countersOk && changesOk;
+}
+
+void VirtualHost::refreshChanges() {
+    changes_.reloadIfChanged();
+    for (auto& disk : disks_) disk->setControllerOff(changes_.controllerOff(disk->description()));
+}
+
+std::string VirtualHost::toolPath(const std::string& fileName, ToolHome) {
+    if (description_.toolsFolder.empty()) {
+        ::SetLastError(ERROR_FILE_NOT_FOUND);
+        return "";
+    }
+    std::string path = description_.toolsFolder + "\\" + fileName;
+    for (char& c : path)
+        if (c == '/') c = '\\';
+    return path;
 }
 
 VirtualDisk* VirtualHost::disk(int number) {
@@ -96,7 +118,7 @@ HANDLE VirtualHost::openDrive(int number, DWORD access, DWORD flags) {
         return INVALID_HANDLE_VALUE;
     }
     if (target->description().absent || target->faults().match("absent") || target->vanished() ||
-        !target->counters().powered) {
+        target->controllerOff() || !target->counters().powered) {
         ::SetLastError(ERROR_FILE_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
     }
@@ -123,6 +145,7 @@ HANDLE VirtualHost::openPort(int port, DWORD access) {
 HANDLE VirtualHost::createFile(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
     int number = -1;
     std::lock_guard<std::recursive_mutex> guard(lock_);
+    refreshChanges();
     if (numberAfter(path, "\\\\.\\PhysicalDrive", "", &number)) {
         last_ = DecodedRequest();
         last_.path = path;

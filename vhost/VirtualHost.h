@@ -12,6 +12,7 @@
 #include "core/Win32DeviceApi.h"
 #include "vhost/HostDescription.h"
 #include "vhost/HostState.h"
+#include "vhost/SystemChanges.h"
 #include "vhost/TimedQueue.h"
 #include "vhost/VirtualDisk.h"
 
@@ -99,6 +100,10 @@ public:
     bool readPhysicalDword(uint64_t address, uint32_t* value) override;
     bool writePhysicalDword(uint64_t address, uint32_t value) override;
 
+    // The description's tools folder holds the stand-ins of the external
+    // tools, whatever the home of the real ones.
+    std::string toolPath(const std::string& fileName, ToolHome home) override;
+
     VirtualDisk* disk(int number);
     const HostDescription& description() const { return description_; }
     HostState& state() { return state_; }
@@ -184,6 +189,7 @@ private:
 
     HostDescription description_;
     HostState state_;
+    SystemChanges changes_;
     std::vector<std::unique_ptr<VirtualDisk>> disks_;
     std::map<HANDLE, OpenHandle> handles_;
     Win32DeviceApi passThrough_;
@@ -193,6 +199,9 @@ private:
     // Drive letters and volumes (VirtualHostEnumeration.cpp).
     static bool volumeLetter(const char* path, char* letter);
     const VolumeDescription* volume(char letter, int* diskNumber);
+    // Takes in what the host's tools changed since (stand-ins run as other
+    // processes between and during runs).
+    void refreshChanges();
     HANDLE openVolume(char letter, DWORD access);
     BOOL volumeIoctl(OpenHandle& entry, DWORD code, uint8_t* out, DWORD outSize, DWORD* returned);
 

@@ -53,7 +53,7 @@ bool VirtualHost::volumeLetter(const char* path, char* letter) {
 const VolumeDescription* VirtualHost::volume(char letter, int* diskNumber) {
     for (auto& disk : disks_) {
         if (!usable(*disk)) continue;
-        for (const VolumeDescription& volume : disk->description().volumes) {
+        for (const VolumeDescription& volume : changes_.volumes(disk->description())) {
             if (volume.letter != letter) continue;
             if (diskNumber) *diskNumber = disk->number();
             return &volume;
@@ -83,7 +83,7 @@ BOOL VirtualHost::volumeIoctl(OpenHandle& entry, DWORD code, uint8_t* out, DWORD
     if (!target || !usable(*target)) return failWith(ERROR_NOT_READY);
     // Volumes are numbered on their disk in description order, from 1.
     DWORD partition = 0;
-    for (const VolumeDescription& volume : target->description().volumes) {
+    for (const VolumeDescription& volume : changes_.volumes(target->description())) {
         ++partition;
         if (volume.letter == entry.letter) break;
     }
@@ -98,6 +98,7 @@ BOOL VirtualHost::volumeIoctl(OpenHandle& entry, DWORD code, uint8_t* out, DWORD
 
 DWORD VirtualHost::getLogicalDrives() {
     std::lock_guard<std::recursive_mutex> guard(lock_);
+    refreshChanges();
     DWORD mask = 0;
     for (char letter = 'A'; letter <= 'Z'; ++letter)
         if (volume(letter, nullptr)) mask |= 1u << (letter - 'A');
@@ -106,6 +107,7 @@ DWORD VirtualHost::getLogicalDrives() {
 
 bool VirtualHost::getVolumeSpace(char letter, VolumeSpace* space) {
     std::lock_guard<std::recursive_mutex> guard(lock_);
+    refreshChanges();
     const VolumeDescription* found =
         volume(static_cast<char>(std::toupper(static_cast<unsigned char>(letter))), nullptr);
     if (!found) {
@@ -119,6 +121,7 @@ bool VirtualHost::getVolumeSpace(char letter, VolumeSpace* space) {
 
 std::vector<DeviceRecord> VirtualHost::enumerateInterfaces(InterfaceClass interfaceClass) {
     std::lock_guard<std::recursive_mutex> guard(lock_);
+    refreshChanges();
     std::vector<DeviceRecord> records;
     for (auto& disk : disks_) {
         if (!usable(*disk)) continue;
