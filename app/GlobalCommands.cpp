@@ -15,8 +15,11 @@
 #include "disk/DiskList.h"
 #include "disk/DiskReport.h"
 #include "disk/PortIoDriver.h"
+#include "host/ConsoleCloseButton.h"
 #include "host/OsInfoCollector.h"
 #include "host/PlatformInfoCollector.h"
+#include "host/Screenshot.h"
+#include "host/StartupTask.h"
 
 namespace zel {
 namespace {
@@ -85,6 +88,26 @@ Outcome runExist(const ParseResult& args) {
     return err::kOk;
 }
 
+// Without a path the task of that name is removed.
+Outcome runStartup(const ParseResult& args) {
+    const std::string name = args.text("name");
+    const std::string path = args.text("path");
+    const std::string arguments = args.text("arg");
+    bool done = false;
+    if (path.empty()) {
+        logDebug("Unregister auto-run %s [%s %s]", name.c_str(), path.c_str(), arguments.c_str());
+        done = unregisterStartupAction(name);
+        if (done) logInfo("Successfully unregister start-up action.");
+    } else {
+        logDebug("Register auto-run %s [%s %s]", name.c_str(), path.c_str(), arguments.c_str());
+        done = registerStartupAction(name, path, arguments);
+        if (done) logInfo("Successfully register start-up action.");
+    }
+    if (done) return err::kOk;
+    setLastError(err::kStartupFailed);
+    return err::kStartupFailed;
+}
+
 Outcome runMonitor(const ParseResult& args) {
     const int id = args.integer("diskid", -1);
     if (id == -1) return 1u;
@@ -93,6 +116,16 @@ Outcome runMonitor(const ParseResult& args) {
     std::printf("link_speed=%s, link_width=x%d", disk->pcieInfo()->linkSpeedText().c_str(),
                 static_cast<int>(disk->pcieInfo()->linkWidth));
     std::fflush(stdout);
+    return err::kOk;
+}
+
+Outcome runScreenshot(const ParseResult& args) {
+    takeScreenshot(resolveOutputPath(args.text("screenshot")));
+    return err::kOk;
+}
+
+Outcome runConsoleClose(bool enable) {
+    setConsoleCloseButton(enable);
     return err::kOk;
 }
 
@@ -120,13 +153,13 @@ const std::vector<GlobalCommand>& commandTable() {
         {"rescan", nullptr},
         {"enablepci", nullptr},
         {"disablepci", nullptr},
-        {"startup", nullptr},
+        {"startup", runStartup},
         {"formatd", nullptr},
         {"cleand", nullptr},
         {"monitor", runMonitor},
-        {"screenshot", nullptr},
-        {"disable-cmd", nullptr},
-        {"enable-cmd", nullptr},
+        {"screenshot", runScreenshot},
+        {"disable-cmd", [](const ParseResult&) { return runConsoleClose(false); }},
+        {"enable-cmd", [](const ParseResult&) { return runConsoleClose(true); }},
         {"suspend-proc", nullptr},
         {"resume-proc", nullptr},
         {"prechk", runPrecheck},
