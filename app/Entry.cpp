@@ -15,6 +15,7 @@
 #include "core/Paths.h"
 #include "core/ProcessSwitches.h"
 #include "disk/DiskList.h"
+#include "host/CrashDumper.h"
 
 namespace zel {
 namespace {
@@ -44,6 +45,7 @@ void printHelp(const cxxopts::Options& options) { std::cout << options.help() <<
 void setUpLogging(const ParseResult& args, bool withFiles) {
     Logger& logger = Logger::instance();
     logger.setLevels(kUpperBound, args.has("debug") ? kDebug : kInfo);
+    if (args.has("debug")) CrashDumper::instance();
     logger.setConsoleEcho(true);
     if (!withFiles) return;
     if (args.has("logdir")) {

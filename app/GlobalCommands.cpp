@@ -15,6 +15,7 @@
 #include "disk/DiskList.h"
 #include "disk/DiskReport.h"
 #include "disk/PortIoDriver.h"
+#include "host/ConsoleCloseButton.h"
 #include "host/DevconWrapper.h"
 #include "host/DiskpartWrapper.h"
 #include "host/DriverMaintenance.h"
@@ -22,19 +23,13 @@
 #include "host/OsInfoCollector.h"
 #include "host/PlatformInfoCollector.h"
 #include "host/PssuspendWrapper.h"
+#include "host/Screenshot.h"
+#include "host/StartupTask.h"
 
 namespace zel {
 namespace {
 
 using Outcome = std::optional<ErrorCode>;
-
-// A global command whose subsystem is not part of this build answers with a
-// clear error instead of silently succeeding.
-Outcome notSupported(const char* option) {
-    setLastError(err::kNotSupported);
-    logError("[ZelCli] --%s... %s", option, errorText(err::kNotSupported).c_str());
-    return err::kNotSupported;
-}
 
 const char kDefaultIni[] = "zelcli_output.ini";
 const char kDefaultJson[] = "zelcli_actres.json";
@@ -90,6 +85,26 @@ Outcome runExist(const ParseResult& args) {
     return err::kOk;
 }
 
+// Without a path the task of that name is removed.
+Outcome runStartup(const ParseResult& args) {
+    const std::string name = args.text("name");
+    const std::string path = args.text("path");
+    const std::string arguments = args.text("arg");
+    bool done = false;
+    if (path.empty()) {
+        logDebug("Unregister auto-run %s [%s %s]", name.c_str(), path.c_str(), arguments.c_str());
+        done = unregisterStartupAction(name);
+        if (done) logInfo("Successfully unregister start-up action.");
+    } else {
+        logDebug("Register auto-run %s [%s %s]", name.c_str(), path.c_str(), arguments.c_str());
+        done = registerStartupAction(name, path, arguments);
+        if (done) logInfo("Successfully register start-up action.");
+    }
+    if (done) return err::kOk;
+    setLastError(err::kStartupFailed);
+    return err::kStartupFailed;
+}
+
 Outcome runMonitor(const ParseResult& args) {
     const int id = args.integer("diskid", -1);
     if (id == -1) return 1u;
@@ -98,6 +113,16 @@ Outcome runMonitor(const ParseResult& args) {
     std::printf("link_speed=%s, link_width=x%d", disk->pcieInfo()->linkSpeedText().c_str(),
                 static_cast<int>(disk->pcieInfo()->linkWidth));
     std::fflush(stdout);
+    return err::kOk;
+}
+
+Outcome runScreenshot(const ParseResult& args) {
+    takeScreenshot(resolveOutputPath(args.text("screenshot")));
+    return err::kOk;
+}
+
+Outcome runConsoleClose(bool enable) {
+    setConsoleCloseButton(enable);
     return err::kOk;
 }
 
@@ -203,7 +228,7 @@ Outcome runDeleteDriver(const ParseResult& args) {
                         keyword);
 }
 
-// An entry without a handler belongs to a subsystem not in this build.
+// In the order the entry tests them; the first that answers ends the run.
 struct GlobalCommand {
     const char* option;
     std::function<Outcome(const ParseResult&)> run;
@@ -216,13 +241,13 @@ const std::vector<GlobalCommand>& commandTable() {
         {"rescan", runRescan},
         {"enablepci", runEnablePci},
         {"disablepci", runDisablePci},
-        {"startup", nullptr},
+        {"startup", runStartup},
         {"formatd", runFormat},
         {"cleand", runClean},
         {"monitor", runMonitor},
-        {"screenshot", nullptr},
-        {"disable-cmd", nullptr},
-        {"enable-cmd", nullptr},
+        {"screenshot", runScreenshot},
+        {"disable-cmd", [](const ParseResult&) { return runConsoleClose(false); }},
+        {"enable-cmd", [](const ParseResult&) { return runConsoleClose(true); }},
         {"suspend-proc", runSuspend},
         {"resume-proc", runResume},
         {"prechk", runPrecheck},
@@ -237,7 +262,7 @@ const std::vector<GlobalCommand>& commandTable() {
 std::optional<ErrorCode> runGlobalCommands(const ParseResult& args) {
     for (const GlobalCommand& command : commandTable()) {
         if (!args.has(command.option)) continue;
-        Outcome outcome = command.run ? command.run(args) : notSupported(command.option);
+        Outcome outcome = command.run(args);
         if (outcome) return outcome;
     }
     return std::nullopt;

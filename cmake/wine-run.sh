@@ -5,6 +5,10 @@ build_dir=${ZEL_BUILD_DIR:-$(pwd)}
 export WINEPREFIX=${WINEPREFIX:-$build_dir/wineprefix}
 export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
+# The test run's virtual display (cmake/wine-server.sh), unless one is set.
+if [ -z "${DISPLAY:-}" ] && [ -s "$build_dir/xvfb.display" ]; then
+  export DISPLAY=":$(head -n1 "$build_dir/xvfb.display")"
+fi
 loader=/usr/lib/wine/wine64
 [ -x "$loader" ] || loader=$(command -v wine64 || command -v wine)
 if [ ! -f "$WINEPREFIX/system.reg" ]; then

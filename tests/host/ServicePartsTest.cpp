@@ -1,0 +1,45 @@
+#include <gtest/gtest.h>
+
+#include "host/CommandPrompts.h"
+#include "host/CrashDumpName.h"
+
+namespace {
+
+using zel::DumpTime;
+
+TEST(CrashDumpName, BesideTheExecutableWithPaddedTime) {
+    const DumpTime time{2024, 3, 7, 9, 5, 1};
+    EXPECT_EQ(zel::crashDumpFileName("C:\\tools\\zel\\ZelCli.exe", time),
+              "C:\\tools\\zel\\ZelCliCrashDump__20240307_090501.dmp");
+    EXPECT_EQ(zel::crashDumpFileName("C:\\ZelCli.exe", {1999, 12, 31, 23, 59, 58}),
+              "C:\\ZelCliCrashDump__19991231_235958.dmp");
+    // Only a backslash ends the folder; without one the folder is empty.
+    EXPECT_EQ(zel::crashDumpFileName("ZelCli.exe", time), "\\ZelCliCrashDump__20240307_090501.dmp");
+    EXPECT_EQ(zel::crashDumpFileName("C:/tools/ZelCli.exe", time), "\\ZelCliCrashDump__20240307_090501.dmp");
+    // The year is space-padded to four places, the rest zero-padded to two.
+    EXPECT_EQ(zel::crashDumpFileName("D:\\x", {987, 1, 2, 0, 0, 0}), "D:\\ZelCliCrashDump__ 9870102_000000.dmp");
+}
+
+TEST(CrashDumpName, CutToTheNameBuffer) {
+    const std::string folder(1100, 'f');
+    const std::string name = zel::crashDumpFileName(folder + "\\ZelCli.exe", {2024, 1, 1, 0, 0, 0});
+    EXPECT_EQ(name, std::string(1023, 'f'));
+}
+
+TEST(CommandPrompts, ExactNamesAfterTheFirstEntry) {
+    const std::vector<zel::ProcessEntry> processes = {
+        {0, "cmd.exe"},  // the first entry never counts, whatever its name
+        {4, "System"},
+        {100, "cmd.exe"},
+        {104, "CMD.EXE"},
+        {108, "Cmd.exe"},
+        {112, "cmd.exe "},
+        {116, "xcmd.exe"},
+        {120, "cmd.exe"},
+    };
+    EXPECT_EQ(zel::commandPromptIds(processes), (std::vector<uint32_t>{100, 120}));
+    EXPECT_TRUE(zel::commandPromptIds({}).empty());
+    EXPECT_TRUE(zel::commandPromptIds({{7, "cmd.exe"}}).empty());
+}
+
+}  // namespace
