@@ -30,7 +30,8 @@ ToolAnswer runPnputilStandIn(const std::vector<std::string>& args, ToolHost& hos
                                               "specified.\r\n"};
 }
 
-ToolAnswer runPssuspendStandIn(const std::vector<std::string>& args) {
+ToolAnswer runPssuspendStandIn(const std::vector<std::string>& args,
+                               const std::function<bool(const std::string&)>& running) {
     bool resume = false;
     std::string name;
     for (const std::string& arg : args) {
@@ -43,6 +44,7 @@ ToolAnswer runPssuspendStandIn(const std::vector<std::string>& args) {
         name = arg;
     }
     if (name.empty()) return {static_cast<uint32_t>(-1), "Usage: pssuspend [-r] <process Id or name>\r\n"};
+    if (!running(name)) return {static_cast<uint32_t>(-1), "Process " + name + " is not running.\r\n"};
     return {0, "Process " + name + (resume ? " resumed.\r\n" : " suspended.\r\n")};
 }
 

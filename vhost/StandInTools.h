@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,9 +37,11 @@ ToolAnswer runDiskpartStandIn(const std::string& script, ToolHost& host);
 // pnputil /delete-driver <published name> [/force].
 ToolAnswer runPnputilStandIn(const std::vector<std::string>& args, ToolHost& host);
 
-// pssuspend [-accepteula] [-r] <process name>: processes are not part of
-// the virtual host, so every name is found.
-ToolAnswer runPssuspendStandIn(const std::vector<std::string>& args);
+// pssuspend [-accepteula] [-r] <process name>: a dry run suspends nothing,
+// but a name no running process has fails as it would on a real host.
+// running answers whether a process of that name (".exe" optional) runs.
+ToolAnswer runPssuspendStandIn(const std::vector<std::string>& args,
+                               const std::function<bool(const std::string&)>& running);
 
 }  // namespace vhost
 }  // namespace zel

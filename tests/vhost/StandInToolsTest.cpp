@@ -144,13 +144,17 @@ TEST_F(StandInTools, DiskpartCleansFormatsAndRefusesTheOsDisk) {
     EXPECT_EQ(zel::vhost::runDiskpartStandIn("select disk 1\r\nclean all\r\n", host_).exitCode, 5u);
 }
 
-TEST_F(StandInTools, PssuspendFindsEveryName) {
-    auto suspend = zel::vhost::runPssuspendStandIn({"-accepteula", "my app.exe"});
+TEST_F(StandInTools, PssuspendAnswersForRunningProcessesOnly) {
+    auto running = [](const std::string& name) { return name == "my app.exe" || name == "x"; };
+    auto suspend = zel::vhost::runPssuspendStandIn({"-accepteula", "my app.exe"}, running);
     EXPECT_EQ(suspend.exitCode, 0u);
     EXPECT_EQ(suspend.output, "Process my app.exe suspended.\r\n");
-    EXPECT_EQ(zel::vhost::runPssuspendStandIn({"-r", "x"}).output, "Process x resumed.\r\n");
-    EXPECT_NE(zel::vhost::runPssuspendStandIn({"-r"}).exitCode, 0u);
-    EXPECT_NE(zel::vhost::runPssuspendStandIn({"a", "b"}).exitCode, 0u);
+    EXPECT_EQ(zel::vhost::runPssuspendStandIn({"-r", "x"}, running).output, "Process x resumed.\r\n");
+    auto absent = zel::vhost::runPssuspendStandIn({"ghost.exe"}, running);
+    EXPECT_NE(absent.exitCode, 0u);
+    EXPECT_EQ(absent.output, "Process ghost.exe is not running.\r\n");
+    EXPECT_NE(zel::vhost::runPssuspendStandIn({"-r"}, running).exitCode, 0u);
+    EXPECT_NE(zel::vhost::runPssuspendStandIn({"a", "b"}, running).exitCode, 0u);
 }
 
 TEST_F(StandInTools, ADamagedStateFileReadsAsNothingChanged) {

@@ -4,6 +4,7 @@
 // ZELCLI_VHOST, or answers as the control file (ZELCLI_TOOLS_CONTROL) says.
 #include <windows.h>
 #include <shellapi.h>
+#include <tlhelp32.h>
 
 #include <cctype>
 #include <fstream>
@@ -104,6 +105,24 @@ void record(const json& control, const std::string& tool, const std::vector<std:
     std::ofstream(path, std::ios::binary | std::ios::app) << call.dump() << '\n';
 }
 
+// Names compare without regard to case, with or without ".exe".
+bool processRunning(const std::string& name) {
+    auto bare = [](std::string text) {
+        for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        if (text.size() > 4 && text.compare(text.size() - 4, 4, ".exe") == 0) text.resize(text.size() - 4);
+        return text;
+    };
+    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    if (snapshot == INVALID_HANDLE_VALUE) return false;
+    PROCESSENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    bool found = false;
+    for (BOOL more = Process32First(snapshot, &entry); more && !found; more = Process32Next(snapshot, &entry))
+        found = bare(entry.szExeFile) == bare(name);
+    CloseHandle(snapshot);
+    return found;
+}
+
 char osLetter() {
     char folder[MAX_PATH] = {};
     GetWindowsDirectoryA(folder, MAX_PATH);
@@ -126,7 +145,7 @@ ToolAnswer act(const std::string& tool, const std::vector<std::string>& args, co
         return zel::vhost::runDiskpartStandIn(script, host);
     }
     if (tool == "pnputil.exe") return zel::vhost::runPnputilStandIn(args, host);
-    if (tool == "pssuspend64.exe") return zel::vhost::runPssuspendStandIn(args);
+    if (tool == "pssuspend64.exe") return zel::vhost::runPssuspendStandIn(args, processRunning);
     return {2, tool + ": not a tool this stand-in knows\r\n"};
 }
 
