@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 namespace zeltest {
 namespace {
@@ -58,8 +59,12 @@ ChildResult runProgram(const std::string& exe, const std::string& arguments, con
                                   workDir.empty() ? nullptr : workDir.c_str(), &startup, &process);
     CloseHandle(writeEnd);
     if (started) {
-        result.output = drain(readEnd);
-        WaitForSingleObject(process.hProcess, timeoutMs);
+        // Read on a thread so that a hung child ends at the time limit
+        // instead of holding the suite until ctest's own limit.
+        std::thread reader([&] { result.output = drain(readEnd); });
+        if (WaitForSingleObject(process.hProcess, timeoutMs) == WAIT_TIMEOUT)
+            TerminateProcess(process.hProcess, kTimedOutExitCode);
+        reader.join();
         DWORD code = 0;
         GetExitCodeProcess(process.hProcess, &code);
         result.exitCode = code;

@@ -14,8 +14,12 @@ struct ChildResult {
 // Folder of the running test binary; ZelCli.exe is built beside it.
 std::string binaryFolder();
 
+// The exit code of a child ended at its time limit.
+constexpr uint32_t kTimedOutExitCode = 0xDEAD0001;
+
 // Runs a program with a command-line tail, in a working folder, with extra
-// environment entries ("NAME=value"), and waits for it.
+// environment entries ("NAME=value"), and waits for it; a child still
+// running after timeoutMs is ended with kTimedOutExitCode.
 ChildResult runProgram(const std::string& exe, const std::string& arguments, const std::string& workDir = "",
                        const std::vector<std::string>& environment = {}, uint32_t timeoutMs = 60000);
 
