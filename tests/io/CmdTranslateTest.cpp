@@ -89,22 +89,22 @@ TEST(CmdTranslate, RouteFollowsTheDiskUnlessScsiIsAsked) {
 TEST(CmdTranslate, AtaTaskFileCountAndFlags) {
     Outcome o = translate(ataRead48(), disk(ProtocolCode::kAtaOverAta));
     ASSERT_FALSE(o.problem) << o.problem->line;
-    EXPECT_EQ(o.plan.ata.count, 8) << "4096 bytes of a READ DMA EXT are 8 sectors";
-    EXPECT_EQ(o.plan.ata.lba, 0x123456789ABCull);
-    EXPECT_EQ(o.plan.ata.flags, 0x1B) << "DRDY, data in, 48-bit, DMA";
+    EXPECT_EQ(+o.plan.ata.count, 8) << "4096 bytes of a READ DMA EXT are 8 sectors";
+    EXPECT_EQ(+o.plan.ata.lba, 0x123456789ABCull);
+    EXPECT_EQ(+o.plan.ata.flags, 0x1B) << "DRDY, data in, 48-bit, DMA";
     EXPECT_EQ(o.plan.dataLength, 4096u);
 
     // On a 4096-byte-sector drive reads count logical sectors, IDENTIFY 512-byte blocks.
     o = translate(ataRead48(), disk(ProtocolCode::kAtaOverAta, 4096));
-    EXPECT_EQ(o.plan.ata.count, 1);
+    EXPECT_EQ(+o.plan.ata.count, 1);
     CmdJob identify = ataRead48();
     identify.command = 0xEC;
     identify.ata48 = false;
     identify.lba = 0;
     identify.device = 0xA0;
     o = translate(identify, disk(ProtocolCode::kAtaOverAta, 4096));
-    EXPECT_EQ(o.plan.ata.count, 8);
-    EXPECT_EQ(o.plan.ata.flags, 0x03) << "PIO data in, 28-bit";
+    EXPECT_EQ(+o.plan.ata.count, 8);
+    EXPECT_EQ(+o.plan.ata.flags, 0x03) << "PIO data in, 28-bit";
 
     CmdJob most = ataRead48();
     most.ata48 = false;
@@ -112,7 +112,7 @@ TEST(CmdTranslate, AtaTaskFileCountAndFlags) {
     most.command = 0xC8;
     most.dataLength = 256 * 512;
     o = translate(most, disk(ProtocolCode::kAtaOverAta));
-    EXPECT_EQ(o.plan.ata.count, 0) << "256 sectors are count 0 in a 28-bit command";
+    EXPECT_EQ(+o.plan.ata.count, 0) << "256 sectors are count 0 in a 28-bit command";
 }
 
 TEST(CmdTranslate, MalformedAtaInputsAreRefusedWithTheirCodes) {
@@ -179,8 +179,8 @@ TEST(CmdTranslate, ScsiCdbIsCheckedAgainstItsGroup) {
         Outcome o = translate(b.given({"cdb", "io", "datalen"}).job, disk(ProtocolCode::kScsi));
         if (!c.line) {
             ASSERT_FALSE(o.problem) << c.cdb << ": " << o.problem->line;
-            EXPECT_EQ(o.plan.scsi.cdbLength, 6);
-            EXPECT_EQ(o.plan.scsi.direction, 1);
+            EXPECT_EQ(+o.plan.scsi.cdbLength, 6);
+            EXPECT_EQ(+o.plan.scsi.direction, 1);
             continue;
         }
         ASSERT_TRUE(o.problem) << c.cdb;
@@ -200,12 +200,12 @@ TEST(CmdTranslate, NvmeDwordsAndTheInboxRouteLimits) {
     Outcome o = translate(b.job, disk(ProtocolCode::kNvmeByScsiMiniport));
     ASSERT_FALSE(o.problem) << o.problem->line;
     // Submission entry offsets as the NVMe base specification places them.
-    EXPECT_EQ(o.plan.nvme.command[0], 0x02);
+    EXPECT_EQ(+o.plan.nvme.command[0], 0x02);
     EXPECT_EQ(le32(o.plan.nvme.command + 4), 0xFFFFFFFFu);
     EXPECT_EQ(le32(o.plan.nvme.command + 40), 0x007F0002u);
-    EXPECT_EQ(o.plan.nvme.direction, 2);
-    EXPECT_EQ(o.plan.nvme.admin, 1);
-    EXPECT_EQ(o.plan.nvme.diskNumber, 3u);
+    EXPECT_EQ(+o.plan.nvme.direction, 2);
+    EXPECT_EQ(+o.plan.nvme.admin, 1);
+    EXPECT_EQ(+o.plan.nvme.diskNumber, 3u);
 
     struct Case {
         const char* what;
@@ -247,9 +247,9 @@ TEST(CmdTranslate, TrimFlushAndIdentifyShortcutsPerRoute) {
     trim.given({"trim", "lba", "datalen"});
     Outcome o = translate(trim.job, disk(ProtocolCode::kAtaOverAta, 512, 1 << 20));
     ASSERT_FALSE(o.problem) << o.problem->line;
-    EXPECT_EQ(o.plan.ata.command, 0x06);
-    EXPECT_EQ(o.plan.ata.feature, 1);
-    EXPECT_EQ(o.plan.ata.count, 1);
+    EXPECT_EQ(+o.plan.ata.command, 0x06);
+    EXPECT_EQ(+o.plan.ata.feature, 1);
+    EXPECT_EQ(+o.plan.ata.count, 1);
     ASSERT_EQ(o.plan.dataOut.size(), 512u);
     // Two range entries: 65535 sectors at 10000h, then the remaining 4465.
     EXPECT_EQ(le32(&o.plan.dataOut[0]), 0x10000u);
@@ -260,9 +260,9 @@ TEST(CmdTranslate, TrimFlushAndIdentifyShortcutsPerRoute) {
 
     o = translate(trim.job, disk(ProtocolCode::kNvmeByIrst, 512, 1 << 20));
     ASSERT_FALSE(o.problem);
-    EXPECT_EQ(o.plan.nvme.opcode(), 0x09);
-    EXPECT_EQ(o.plan.nvme.admin, 0);
-    EXPECT_EQ(o.plan.nvme.dword(11), 4u);
+    EXPECT_EQ(+o.plan.nvme.opcode(), 0x09);
+    EXPECT_EQ(+o.plan.nvme.admin, 0);
+    EXPECT_EQ(+o.plan.nvme.dword(11), 4u);
     EXPECT_EQ(le32(&o.plan.dataOut[4]), 70000u);
     EXPECT_EQ(le32(&o.plan.dataOut[8]), 0x10000u);
     EXPECT_EQ(translate(trim.job, disk(ProtocolCode::kNvmeByStornvme, 512, 1 << 20)).plan.step, zel::CmdStep::HostTrim);
@@ -271,16 +271,16 @@ TEST(CmdTranslate, TrimFlushAndIdentifyShortcutsPerRoute) {
     JobBuilder flush;
     flush.job.flush = true;
     o = translate(flush.given({"flush"}).job, disk(ProtocolCode::kScsi));
-    EXPECT_EQ(o.plan.scsi.cdb[0], 0x35);
-    EXPECT_EQ(o.plan.scsi.cdbLength, 10);
+    EXPECT_EQ(+o.plan.scsi.cdb[0], 0x35);
+    EXPECT_EQ(+o.plan.scsi.cdbLength, 10);
     EXPECT_EQ(o.plan.failureCode, 0x20000129u);
     EXPECT_EQ(translate(flush.job, disk(ProtocolCode::kNvmeByStornvme)).plan.step, zel::CmdStep::HostFlush);
 
     JobBuilder identify;
     identify.job.identify = true;
     o = translate(identify.given({"identify"}).job, disk(ProtocolCode::kNvmeByStornvme));
-    EXPECT_EQ(o.plan.nvme.opcode(), 0x06);
-    EXPECT_EQ(o.plan.nvme.dword(10), 1u) << "CNS 1 with NSID 0: the one the inbox route can carry";
+    EXPECT_EQ(+o.plan.nvme.opcode(), 0x06);
+    EXPECT_EQ(+o.plan.nvme.dword(10), 1u) << "CNS 1 with NSID 0: the one the inbox route can carry";
     EXPECT_EQ(o.plan.dataLength, 4096u);
     identify.job.given.insert("cdb");
     EXPECT_EQ(translate(identify.job, disk(ProtocolCode::kScsi)).problem->line,
@@ -313,19 +313,19 @@ TEST(CmdTranslate, DumpTypes) {
 
     o = translate(dump("smart"), disk(ProtocolCode::kScsi));
     EXPECT_EQ(o.plan.route, ProtocolCode::kAtaOverUsb) << "SMART READ DATA through the bridge";
-    EXPECT_EQ(o.plan.ata.feature, 0xD0);
+    EXPECT_EQ(+o.plan.ata.feature, 0xD0);
     o = translate(dump("smart"), disk(ProtocolCode::kNvmeByStornvme));
-    EXPECT_EQ(o.plan.nvme.dword(10), 0x007F0002u);
+    EXPECT_EQ(+o.plan.nvme.dword(10), 0x007F0002u);
 
     CmdJob page = dump("logpage", {"lid", "lpsize"});
     page.logId = 0xC0;
     page.logPageBytes = 0x40004;  // NUMD 10000h: NUMDU in CDW11
     o = translate(page, disk(ProtocolCode::kNvmeByScsiMiniport));
-    EXPECT_EQ(o.plan.nvme.dword(10), 0x000000C0u);
-    EXPECT_EQ(o.plan.nvme.dword(11), 1u);
+    EXPECT_EQ(+o.plan.nvme.dword(10), 0x000000C0u);
+    EXPECT_EQ(+o.plan.nvme.dword(11), 1u);
     EXPECT_EQ(translate(page, disk(ProtocolCode::kAtaOverAta)).problem->code, 0x20000008u);
     EXPECT_EQ(translate(dump("logpage"), disk(ProtocolCode::kNvmeByIrst)).problem->line, "Miss some options (lid)!");
-    EXPECT_EQ(translate(dump("identifyns"), disk(ProtocolCode::kNvmeByIrst)).plan.nvme.nsid(), 1u);
+    EXPECT_EQ(+translate(dump("identifyns"), disk(ProtocolCode::kNvmeByIrst)).plan.nvme.nsid(), 1u);
     EXPECT_EQ(translate(dump("crash"), disk(ProtocolCode::kNvmeByIrst)).problem->code, 0x20000004u);
 }
 
