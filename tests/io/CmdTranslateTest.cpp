@@ -199,7 +199,7 @@ TEST(CmdTranslate, NvmeDwordsAndTheInboxRouteLimits) {
     b.given({"opc", "ns", "cdw10", "io", "datalen"});
     Outcome o = translate(b.job, disk(ProtocolCode::kNvmeByScsiMiniport));
     ASSERT_FALSE(o.problem) << o.problem->line;
-    // Submission entry offsets as the NVMe base specification places them.
+    // Submission entry offsets as the NVMe standard places them.
     EXPECT_EQ(+o.plan.nvme.command[0], 0x02);
     EXPECT_EQ(le32(o.plan.nvme.command + 4), 0xFFFFFFFFu);
     EXPECT_EQ(le32(o.plan.nvme.command + 40), 0x007F0002u);
