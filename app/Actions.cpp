@@ -4,6 +4,7 @@
 
 #include "app/JobReaders.h"
 #include "core/Logger.h"
+#include "io/CmdRun.h"
 #include "io/RwEngine.h"
 #include "io/WorkloadRun.h"
 #include "smart/SmartRun.h"
@@ -43,7 +44,7 @@ bool ActionCommand::init(const zel::ParseResult& options) {
     return acceptJob(zel::readCmdJob(options, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionCommand::execute(const zel::ParseResult&) { return notYetSupported(); }
+zel::ErrorCode ActionCommand::execute(const zel::ParseResult&) { return zel::runCmd(job_, *disk_); }
 
 bool ActionWorkload::init(const zel::ParseResult& options) {
     if (!options.has("diskid") || !options.has("path")) return missOptions("Miss some options (diskid / path)!");

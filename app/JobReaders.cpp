@@ -27,6 +27,12 @@ Coverage readCoverage(OptionReader& reader, const ParseResult& args) {
     return coverage;
 }
 
+const char* const kCmdOptions[] = {"protocol", "io",    "timeout", "data",     "datalen",  "feature", "lba",
+                                   "device",   "command", "status", "48bit", "cdb",     "opc",   "ns",
+                                   "cdw10",    "cdw11", "cdw12",   "cdw13",    "cdw14",    "cdw15",   "queue",
+                                   "trim",     "flush", "identify", "dumptype", "dumpsize", "lid",     "lpsize",
+                                   "dump",     "in-bin", "out-bin", "out-ini"};
+
 }  // namespace
 
 bool hasDiskOption(const ParseResult& args, bool acceptModel) {
@@ -146,8 +152,10 @@ std::optional<OptionProblem> readCmdJob(const ParseResult& args, CmdJob* job) {
     job->logPageBytes = static_cast<uint32_t>(r.number("lpsize", 0, UINT32_MAX));
     job->dumpPath = r.text("dump");
     job->inBin = r.text("in-bin");
-    job->outBin = r.text("out-bin");
-    job->outIni = r.text("out-ini");
+    job->outBin = r.text("out-bin", job->outBin);
+    job->outIni = r.text("out-ini", job->outIni);
+    for (const char* option : kCmdOptions)
+        if (args.has(option)) job->given.insert(option);
     return r.problem();
 }
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <set>
 #include <string>
 
 #include "disk/DiskSelector.h"
@@ -43,8 +44,13 @@ struct CmdJob {
     uint32_t logPageBytes = 0;
     std::string dumpPath;
     std::string inBin;
-    std::string outBin;
-    std::string outIni;
+    std::string outBin = "zelcli_output.bin";
+    std::string outIni = "zelcli_output.ini";
+    // The cmd options given on the command line, so that the engine can tell
+    // a default from a value typed as 0 and refuse options of another protocol.
+    std::set<std::string> given;
+
+    bool has(const std::string& option) const { return given.count(option) != 0; }
 };
 
 }  // namespace zel

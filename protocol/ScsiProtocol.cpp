@@ -1,5 +1,7 @@
 #include "protocol/ScsiProtocol.h"
 
+#include <cstring>
+
 #include "core/DeviceApi.h"
 #include "core/ErrorCodes.h"
 #include "core/Logger.h"
@@ -25,7 +27,12 @@ bool ScsiProtocol::sendCommand(uint32_t diskNumber, uint8_t* buffer, uint32_t da
 }
 
 bool ScsiProtocol::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, void* record) {
-    ScsiCommand& command = *static_cast<ScsiCommand*>(record);
+    uint8_t sense[32];
+    return sendCommand(handle, buffer, dataSize, *static_cast<ScsiCommand*>(record), sense);
+}
+
+bool ScsiProtocol::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, ScsiCommand& command,
+                               uint8_t (&sense)[32]) {
     if (command.timeout == 0) command.timeout = kDefaultTimeoutSeconds;
     ScsiPassThroughWithSense block = buildScsiPassThrough(command, dataSize, bufferAddress(buffer));
     logCdbSendLine(block.sptd, dataSize);
@@ -34,6 +41,7 @@ bool ScsiProtocol::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize
     const BOOL ok = deviceApi().deviceIoControl(handle, ioctl::kScsiPassThroughDirect, &block, sizeof block, &block,
                                                 sizeof block, &returned, nullptr);
     command.scsiStatus = block.sptd.ScsiStatus;
+    std::memcpy(sense, block.sense, sizeof sense);
     if (ok && returned >= block.sptd.Length && block.sptd.ScsiStatus == 0) return true;
     logDebug("command fail... nRead(%u), Sptd.Length(%u), Sptd.ScsiStatus=%d", static_cast<unsigned>(returned),
              static_cast<unsigned>(sizeof block.sptd), block.sptd.ScsiStatus);

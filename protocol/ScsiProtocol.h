@@ -1,5 +1,6 @@
 #pragma once
 
+#include "protocol/CommandRecords.h"
 #include "protocol/IProtocol.h"
 
 namespace zel {
@@ -10,6 +11,10 @@ class ScsiProtocol : public IProtocol {
 public:
     bool sendCommand(uint32_t diskNumber, uint8_t* buffer, uint32_t dataSize, void* command) override;
     bool sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, void* command) override;
+    // The same, also handing back the 32-byte sense buffer (for raw commands,
+    // whose callers show the sense of a CHECK CONDITION).
+    bool sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, ScsiCommand& command,
+                     uint8_t (&sense)[32]);
 };
 
 // ATA commands wrapped in SAT ATA PASS-THROUGH CDBs for USB bridges.

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "core/ErrorCodes.h"
+#include "io/CmdJob.h"
+
+namespace zel {
+
+class DiskBase;
+
+// The cmd action's run: one raw command, shortcut or dump on the disk, its
+// answer in the INI result and the data in the binary result file.
+ErrorCode runCmd(const CmdJob& job, DiskBase& disk);
+
+}  // namespace zel

@@ -1,0 +1,636 @@
+#include "io/CmdTranslate.h"
+
+#include <cmath>
+#include <cstdarg>
+#include <cstring>
+
+#include "core/TextFormat.h"
+
+namespace zel {
+namespace {
+
+using Result = std::optional<CmdProblem>;
+
+constexpr uint32_t kAtaBlock = 512;
+constexpr uint64_t kLba28Max = 0x0FFFFFFF;
+constexpr uint64_t kLba48Max = 0xFFFFFFFFFFFFull;
+constexpr uint8_t kNvmeGetLogPage = 0x02;
+constexpr uint8_t kNvmeIdentify = 0x06;
+constexpr uint8_t kNvmeGetFeatures = 0x0A;
+constexpr uint8_t kNvmeFlush = 0x00;
+constexpr uint8_t kNvmeDatasetManagement = 0x09;
+constexpr uint8_t kNvmeFirstVendorAdmin = 0xC0;
+constexpr uint8_t kNvmeFirstVendorIo = 0x80;
+
+Result refuse(ErrorCode code, const char* format, ...) ZEL_PRINTF_FORMAT(2, 3);
+Result refuse(ErrorCode code, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    CmdProblem problem{code, "[ActionCommand] " + formatTextV(format, args)};
+    va_end(args);
+    return problem;
+}
+
+Result missing(const char* option) {
+    return CmdProblem{err::kWrongArguments, formatText("Miss some options (%s)!", option)};
+}
+
+// ---- route -----------------------------------------------------------
+
+Result resolveRoute(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
+    std::string asked = toLower(job.protocol);
+    if (asked == "zelnvme") asked = "nvme";  // the switch already chose the disk's NVMe route
+    if (asked == "scsi") {
+        plan->family = CmdFamily::Scsi;
+        plan->route = ProtocolCode::kScsi;
+        return {};
+    }
+    if (!asked.empty() && asked != "ata" && asked != "nvme")
+        return refuse(err::kWrongArguments, "--protocol must be ata, scsi or nvme: \"%s\"", job.protocol.c_str());
+    const std::optional<CmdFamily> own = familyOfRoute(target.diskCode);
+    if (!own)
+        return refuse(err::kProtocolNotImplemented, "Disk %u has no command route; --protocol scsi reaches any disk",
+                      target.diskNumber);
+    if (!asked.empty() && asked != familyName(*own))
+        return refuse(err::kFunctionNotSupported, "Disk %u takes %s commands, not %s", target.diskNumber,
+                      familyName(*own), asked.c_str());
+    plan->family = *own;
+    plan->route = target.diskCode;
+    return {};
+}
+
+// ---- which options a run may carry ----------------------------------------
+
+enum class Mode { Command, Identify, Trim, Flush, Dump };
+
+const char* modeName(Mode mode) {
+    switch (mode) {
+        case Mode::Identify: return "--identify";
+        case Mode::Trim: return "--trim";
+        case Mode::Flush: return "--flush";
+        case Mode::Dump: return "a dump";
+        case Mode::Command: break;
+    }
+    return "a command";
+}
+
+std::vector<std::string> allowedOptions(Mode mode, CmdFamily family, DumpType dump) {
+    std::vector<std::string> allowed{"protocol", "timeout", "out-ini", "out-bin"};
+    auto add = [&](std::initializer_list<const char*> names) { allowed.insert(allowed.end(), names.begin(), names.end()); };
+    switch (mode) {
+        case Mode::Command:
+            add({"io", "data", "datalen", "in-bin"});
+            if (family == CmdFamily::Ata) add({"feature", "lba", "device", "command", "status", "48bit"});
+            if (family == CmdFamily::Scsi) add({"cdb"});
+            if (family == CmdFamily::Nvme) add({"opc", "ns", "cdw10", "cdw11", "cdw12", "cdw13", "cdw14", "cdw15", "queue"});
+            break;
+        case Mode::Identify: add({"identify"}); break;
+        case Mode::Flush: add({"flush", "ns"}); break;
+        case Mode::Trim: add({"trim", "lba", "datalen", "ns"}); break;
+        case Mode::Dump:
+            add({"dump", "dumptype"});
+            if (dump == DumpType::Zero || dump == DumpType::Rand) add({"dumpsize"});
+            if (dump == DumpType::Lba) add({"dumpsize", "lba"});
+            if (dump == DumpType::LogPage) add({"lid", "lpsize"});
+            if (dump == DumpType::IdentifyNs) add({"ns"});
+            break;
+    }
+    return allowed;
+}
+
+Result refuseStrayOptions(const CmdJob& job, Mode mode, CmdFamily family, DumpType dump) {
+    const std::vector<std::string> allowed = allowedOptions(mode, family, dump);
+    for (const std::string& option : job.given) {
+        bool ok = false;
+        for (const std::string& a : allowed) ok = ok || a == option;
+        if (!ok)
+            return refuse(err::kWrongArguments, "--%s does not apply to %s (%s)", option.c_str(), modeName(mode),
+                          familyName(family));
+    }
+    return {};
+}
+
+Result chooseMode(const CmdJob& job, Mode* mode) {
+    const bool dump = job.has("dump") || job.has("dumptype");
+    const int count = int(job.identify) + int(job.trim) + int(job.flush) + int(dump);
+    if (count > 1) return refuse(err::kWrongArguments, "--identify, --trim, --flush and a dump are separate runs; give one");
+    *mode = job.identify ? Mode::Identify : job.trim ? Mode::Trim : job.flush ? Mode::Flush : dump ? Mode::Dump : Mode::Command;
+    return {};
+}
+
+Result readDumpType(const CmdJob& job, DumpType* type) {
+    static const std::pair<const char*, DumpType> kTypes[] = {
+        {"zero", DumpType::Zero},         {"rand", DumpType::Rand},   {"lba", DumpType::Lba},
+        {"identify", DumpType::Identify}, {"smart", DumpType::Smart}, {"logpage", DumpType::LogPage},
+        {"identifyns", DumpType::IdentifyNs}};
+    if (!job.has("dumptype")) return missing("dumptype");
+    for (const auto& [name, value] : kTypes)
+        if (toLower(job.dumpType) == name) {
+            *type = value;
+            return {};
+        }
+    return refuse(err::kWrongArguments, "--dumptype must be zero, rand, lba, identify, smart, logpage or identifyns: \"%s\"",
+                  job.dumpType.c_str());
+}
+
+Result readTimeout(const CmdJob& job, uint32_t* seconds) {
+    const double rounded = std::ceil(job.timeoutSeconds);
+    if (!(rounded <= double(UINT32_MAX)))
+        return refuse(err::kWrongArguments, "--timeout %.0f s is more than a command can wait", job.timeoutSeconds);
+    *seconds = static_cast<uint32_t>(rounded);
+    return {};
+}
+
+// ---- data ------------------------------------------------------------------
+
+Result readDirection(const CmdJob& job, CmdDirection* direction) {
+    const std::string io = toLower(job.direction);
+    if (io.empty() || io == "none") *direction = CmdDirection::None;
+    else if (io == "in") *direction = CmdDirection::In;
+    else if (io == "out") *direction = CmdDirection::Out;
+    else return refuse(err::kWrongArguments, "--io must be in, out or none: \"%s\"", job.direction.c_str());
+    return {};
+}
+
+Result readDataOut(const CmdJob& job, const std::vector<uint8_t>& inBin, ErrorCode sizeCode, CmdPlan* plan) {
+    if (job.has("data") && job.has("in-bin"))
+        return refuse(err::kWrongArguments, "--data and --in-bin both give the data out; give one");
+    if (job.has("data")) {
+        if (!parseHexBytes(job.dataHex, &plan->dataOut))
+            return refuse(err::kWrongArguments, "--data is not hex bytes: \"%s\"", job.dataHex.c_str());
+    } else if (job.has("in-bin")) {
+        plan->dataOut = inBin;
+    } else {
+        return refuse(err::kWrongArguments, "--io out needs the data: --data or --in-bin");
+    }
+    if (plan->dataOut.empty()) return refuse(sizeCode, "--io out with no data");
+    if (plan->dataOut.size() > UINT32_MAX) return refuse(sizeCode, "%zu bytes of data are more than one command moves", plan->dataOut.size());
+    if (job.has("datalen") && job.dataLength != plan->dataOut.size())
+        return refuse(sizeCode, "--datalen %u does not match the %zu bytes of data", job.dataLength, plan->dataOut.size());
+    plan->dataLength = static_cast<uint32_t>(plan->dataOut.size());
+    return {};
+}
+
+Result readDataIn(const CmdJob& job, const std::vector<uint8_t>& inBin, ErrorCode sizeCode, CmdPlan* plan) {
+    if (job.has("data")) return refuse(err::kWrongArguments, "--data is data out; --io in takes --datalen");
+    plan->dataLength = job.has("datalen") ? job.dataLength : static_cast<uint32_t>(std::min<size_t>(inBin.size(), UINT32_MAX));
+    if (plan->dataLength == 0) return refuse(sizeCode, "--io in needs --datalen, the number of bytes to read");
+    if (job.has("in-bin")) {
+        if (inBin.size() != plan->dataLength)
+            return refuse(sizeCode, "--in-bin holds %zu bytes, not the %u of --datalen", inBin.size(), plan->dataLength);
+        plan->mustDiffer = inBin;
+    }
+    return {};
+}
+
+Result readData(const CmdJob& job, const std::vector<uint8_t>& inBin, ErrorCode sizeCode, CmdPlan* plan) {
+    if (auto p = readDirection(job, &plan->direction)) return p;
+    if (plan->direction == CmdDirection::Out) return readDataOut(job, inBin, sizeCode, plan);
+    if (plan->direction == CmdDirection::In) return readDataIn(job, inBin, sizeCode, plan);
+    if (job.has("data") || job.has("in-bin") || job.dataLength != 0)
+        return refuse(sizeCode, "--io none moves no data; --data, --datalen and --in-bin need --io in or out");
+    return {};
+}
+
+// ---- ATA -------------------------------------------------------------------
+
+// READ/WRITE SECTORS and DMA count logical sectors; every other data command
+// counts 512-byte blocks.
+bool countsLogicalSectors(uint8_t command) {
+    static const uint8_t kCommands[] = {0x20, 0x24, 0x25, 0x29, 0x30, 0x34, 0x35, 0x39, 0x3D, 0xC4, 0xC5, 0xC8, 0xCA};
+    for (uint8_t c : kCommands) if (c == command) return true;
+    return false;
+}
+
+// Commands that move their data by DMA: the ATA port needs to be told.
+bool isDmaCommand(uint8_t command) {
+    static const uint8_t kCommands[] = {0x06, 0x25, 0x35, 0x3D, 0x47, 0x57, 0x93, 0xC8, 0xCA};
+    for (uint8_t c : kCommands) if (c == command) return true;
+    return false;
+}
+
+Result checkAtaInputs(const AtaCommand& ata, bool ext) {
+    if (ext) {
+        if (ata.lba > kLba48Max) return refuse(err::kAtaInputsSize, "--lba 0x%llX is more than 48 bits", static_cast<unsigned long long>(ata.lba));
+        return {};
+    }
+    if (ata.lba > kLba28Max)
+        return refuse(err::kAtaInputsSize, "--lba 0x%llX needs --48bit: a 28-bit command carries LBA bits 27..0",
+                      static_cast<unsigned long long>(ata.lba));
+    if (ata.feature > 0xFF)
+        return refuse(err::kAtaInputsSize, "--feature 0x%X needs --48bit: a 28-bit command carries 8 feature bits", ata.feature);
+    const unsigned lowNibble = ata.device & 0x0F;
+    if (lowNibble != 0 && lowNibble != ((ata.lba >> 24) & 0x0F))
+        return refuse(err::kAtaInputsSize, "--device 0x%02X: its low four bits carry LBA bits 27..24 in a 28-bit command; give them in --lba",
+                      ata.device);
+    return {};
+}
+
+Result setAtaCount(CmdPlan* plan, const CmdTarget& target, bool ext) {
+    AtaCommand& ata = plan->ata;
+    const uint32_t block = countsLogicalSectors(ata.command) ? target.sectorSize : kAtaBlock;
+    if (plan->dataLength % block != 0)
+        return refuse(err::kAtaDataSize, "%u bytes are not a whole number of %u-byte blocks", plan->dataLength, block);
+    const uint32_t blocks = plan->dataLength / block;
+    const uint32_t most = ext ? 65536 : 256;
+    if (blocks > most)
+        return refuse(err::kAtaDataSize, "%u bytes are %u blocks, more than the %u a %s command moves", plan->dataLength,
+                      blocks, most, ext ? "48-bit" : "28-bit");
+    ata.count = static_cast<uint16_t>(blocks == most ? 0 : blocks);  // 0 means the most
+    return {};
+}
+
+void setAtaFlags(CmdPlan* plan, bool ext) {
+    AtaCommand& ata = plan->ata;
+    ata.flags = ataflags::kDrdyRequired;
+    if (plan->direction == CmdDirection::In) ata.flags |= ataflags::kDataIn;
+    if (plan->direction == CmdDirection::Out) ata.flags |= ataflags::kDataOut;
+    if (ext) ata.flags |= ataflags::k48Bit;
+    if (plan->direction != CmdDirection::None && isDmaCommand(ata.command)) ata.flags |= ataflags::kDma;
+}
+
+Result translateAtaCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
+    if (!job.has("command")) return missing("command");
+    if (auto p = readData(job, inBin, err::kAtaDataSize, plan)) return p;
+    AtaCommand& ata = plan->ata;
+    ata.feature = job.feature;
+    ata.lba = job.lba;
+    ata.device = job.device;
+    ata.command = job.command;
+    if (auto p = checkAtaInputs(ata, job.ata48)) return p;
+    if (auto p = setAtaCount(plan, target, job.ata48)) return p;
+    setAtaFlags(plan, job.ata48);
+    plan->expectStatus = job.expectStatus;
+    plan->expectedStatus = job.expectedStatus;
+    return {};
+}
+
+// IDENTIFY and SMART keep the traditional A0h device byte; the LBA-mode
+// commands (DATA SET MANAGEMENT, FLUSH CACHE EXT) set bit 6.
+void setAtaShortcut(CmdPlan* plan, uint8_t command, uint16_t feature, uint64_t lba, CmdDirection direction, uint32_t bytes) {
+    const bool lbaMode = command == 0xEA || command == 0x06;
+    plan->ata = AtaCommand{};
+    plan->ata.command = command;
+    plan->ata.feature = feature;
+    plan->ata.lba = lba;
+    plan->ata.device = lbaMode ? 0x40 : 0xA0;
+    plan->direction = direction;
+    plan->dataLength = bytes;
+    plan->ata.count = static_cast<uint16_t>(bytes / kAtaBlock);
+    setAtaFlags(plan, lbaMode);
+}
+
+// ---- SCSI ------------------------------------------------------------------
+
+// The CDB length each operation-code group has; 0: any (vendor, variable).
+size_t cdbLengthOfGroup(uint8_t opcode) {
+    static const size_t kLengths[8] = {6, 10, 10, 0, 16, 12, 0, 0};
+    return kLengths[opcode >> 5];
+}
+
+Result translateScsiCommand(const CmdJob& job, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
+    if (!job.has("cdb")) return missing("cdb");
+    std::vector<uint8_t> cdb;
+    if (!parseHexBytes(job.cdbHex, &cdb)) return refuse(err::kWrongArguments, "--cdb is not hex bytes: \"%s\"", job.cdbHex.c_str());
+    if (cdb.size() != 6 && cdb.size() != 10 && cdb.size() != 12 && cdb.size() != 16)
+        return refuse(err::kWrongArguments, "--cdb has %zu bytes; a CDB has 6, 10, 12 or 16", cdb.size());
+    const size_t groupLength = cdbLengthOfGroup(cdb[0]);
+    if (groupLength != 0 && groupLength != cdb.size())
+        return refuse(err::kWrongArguments, "--cdb operation code %02Xh takes a %zu-byte CDB, not %zu", cdb[0], groupLength, cdb.size());
+    if (auto p = readData(job, inBin, err::kWrongArguments, plan)) return p;
+    plan->scsi.cdbLength = static_cast<uint8_t>(cdb.size());
+    std::memcpy(plan->scsi.cdb, cdb.data(), cdb.size());
+    plan->scsi.direction = plan->direction == CmdDirection::In    ? scsidir::kIn
+                           : plan->direction == CmdDirection::Out ? scsidir::kOut
+                                                                  : scsidir::kUnspecified;
+    return {};
+}
+
+void setScsiShortcut(CmdPlan* plan, std::initializer_list<uint8_t> cdb, CmdDirection direction, uint32_t bytes) {
+    plan->scsi = ScsiCommand{};
+    plan->scsi.cdbLength = static_cast<uint8_t>(cdb.size());
+    std::copy(cdb.begin(), cdb.end(), plan->scsi.cdb);
+    plan->scsi.direction = direction == CmdDirection::In ? scsidir::kIn : scsidir::kUnspecified;
+    plan->direction = direction;
+    plan->dataLength = bytes;
+}
+
+// ---- NVMe ------------------------------------------------------------------
+
+bool isStandardOpcode(const CmdPlan& plan) {
+    return plan.nvme.opcode() < (plan.nvme.admin ? kNvmeFirstVendorAdmin : kNvmeFirstVendorIo);
+}
+
+// Bits 1..0 of a standard opcode name its data direction.
+Result checkOpcodeDirection(const CmdPlan& plan) {
+    if (!isStandardOpcode(plan)) return {};
+    const unsigned bits = plan.nvme.opcode() & 3;
+    if (bits == 3)
+        return refuse(err::kNvmeNotSupported, "opcode %02Xh moves data both ways; no route carries that", plan.nvme.opcode());
+    const CmdDirection wanted = bits == 1 ? CmdDirection::Out : bits == 2 ? CmdDirection::In : CmdDirection::None;
+    static const char* const kNames[] = {"none", "in", "out"};
+    if (plan.direction != wanted)
+        return refuse(err::kWrongArguments, "opcode %02Xh moves data %s (bits 1..0 = %u); --io %s does not fit",
+                      plan.nvme.opcode(), kNames[int(wanted)], bits, kNames[int(plan.direction)]);
+    return {};
+}
+
+// The inbox driver carries Identify, Get Log Page and Get Features as
+// storage queries (CDW10 and NSID only) and vendor admin opcodes as a
+// protocol command whose data-out lands over its own head.
+Result checkStornvmeRoute(const CmdPlan& plan) {
+    const uint8_t opc = plan.nvme.opcode();
+    if (!plan.nvme.admin) return refuse(err::kNvmeNotSupported, "The inbox NVMe driver's route sends admin commands only");
+    if (opc >= kNvmeFirstVendorAdmin) {
+        if (plan.direction == CmdDirection::Out)
+            return refuse(err::kNvmeNotSupported, "The inbox NVMe driver's route cannot send data with vendor opcode %02Xh", opc);
+        return {};
+    }
+    if (opc != kNvmeGetLogPage && opc != kNvmeIdentify && opc != kNvmeGetFeatures)
+        return refuse(err::kNvmeNotSupported, "The inbox NVMe driver's route sends opcodes 02h, 06h, 0Ah and C0h and above, not %02Xh", opc);
+    for (unsigned dw = 11; dw <= 15; ++dw)
+        if (plan.nvme.dword(dw) != 0)
+            return refuse(err::kNvmeDwordsNotSupported, "The inbox NVMe driver's route carries no CDW%u for opcode %02Xh: 0x%X", dw,
+                          opc, plan.nvme.dword(dw));
+    const uint32_t cns = plan.nvme.dword(10) & 0xFF;
+    if (opc == kNvmeIdentify && cns != (plan.nvme.nsid() == 0 ? 1u : 0u))
+        return refuse(err::kNvmeNotSupported, "The inbox NVMe driver's route identifies the controller (CNS 1, NSID 0) or a namespace (CNS 0), not CNS %u with NSID %u",
+                      cns, plan.nvme.nsid());
+    return {};
+}
+
+void setNvmeRecord(CmdPlan* plan, const CmdTarget& target, uint8_t opcode, uint32_t nsid, bool admin) {
+    plan->nvme = NvmeCommand{};
+    plan->nvme.command[0] = opcode;
+    plan->nvme.setDword(1, nsid);
+    plan->nvme.admin = admin ? 1 : 0;
+    plan->nvme.diskNumber = target.diskNumber;
+    plan->nvme.direction = plan->direction == CmdDirection::In    ? nvmedir::kFromDevice
+                           : plan->direction == CmdDirection::Out ? nvmedir::kToDevice
+                                                                  : nvmedir::kNone;
+}
+
+Result translateNvmeCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
+    if (!job.has("opc")) return missing("opc");
+    const std::string queue = toLower(job.queue);
+    if (!queue.empty() && queue != "admin" && queue != "io")
+        return refuse(err::kWrongArguments, "--queue must be admin or io: \"%s\"", job.queue.c_str());
+    if (auto p = readData(job, inBin, err::kWrongArguments, plan)) return p;
+    setNvmeRecord(plan, target, job.opcode, job.nsid, queue != "io");
+    for (unsigned i = 0; i < job.cdw10to15.size(); ++i) plan->nvme.setDword(10 + i, job.cdw10to15[i]);
+    if (auto p = checkOpcodeDirection(*plan)) return p;
+    if (plan->route == ProtocolCode::kNvmeByStornvme) return checkStornvmeRoute(*plan);
+    return {};
+}
+
+void setNvmeRead(CmdPlan* plan, const CmdTarget& target, uint8_t opcode, uint32_t nsid, uint32_t cdw10, uint32_t bytes) {
+    plan->direction = CmdDirection::In;
+    plan->dataLength = bytes;
+    setNvmeRecord(plan, target, opcode, nsid, true);
+    plan->nvme.setDword(10, cdw10);
+}
+
+// NUMD (dwords less one) is split over CDW10 bits 31..16 and CDW11.
+void setNvmeLogPage(CmdPlan* plan, const CmdTarget& target, uint8_t logId, uint32_t bytes) {
+    const uint32_t numd = bytes / 4 - 1;
+    setNvmeRead(plan, target, kNvmeGetLogPage, 0xFFFFFFFF, uint32_t{logId} | (numd & 0xFFFF) << 16, bytes);
+    plan->nvme.setDword(11, numd >> 16);
+}
+
+// ---- shortcuts -------------------------------------------------------------
+
+void planIdentify(CmdPlan* plan, const CmdTarget& target) {
+    plan->label = "identify";
+    if (plan->family == CmdFamily::Ata) setAtaShortcut(plan, 0xEC, 0, 0, CmdDirection::In, 512);
+    if (plan->family == CmdFamily::Scsi) setScsiShortcut(plan, {0x12, 0, 0, 0, 96, 0}, CmdDirection::In, 96);
+    if (plan->family == CmdFamily::Nvme) setNvmeRead(plan, target, kNvmeIdentify, 0, 1, 4096);
+}
+
+// Each ATA range entry: LBA in bits 47..0, up to 65535 sectors above.
+std::vector<uint8_t> ataTrimRanges(const Transfer& range) {
+    std::vector<uint8_t> data;
+    uint64_t lba = range.lba;
+    uint64_t left = range.sectors;
+    while (left) {
+        const uint64_t sectors = std::min<uint64_t>(left, 0xFFFF);
+        const uint64_t entry = lba | sectors << 48;
+        for (int b = 0; b < 8; ++b) data.push_back(static_cast<uint8_t>(entry >> (8 * b)));
+        lba += sectors;
+        left -= sectors;
+    }
+    data.resize((data.size() + kAtaBlock - 1) / kAtaBlock * kAtaBlock, 0);
+    return data;
+}
+
+// One NVMe range: context attributes, length in blocks, starting LBA.
+std::vector<uint8_t> nvmeTrimRange(const Transfer& range) {
+    std::vector<uint8_t> data(16, 0);
+    for (int b = 0; b < 4; ++b) data[4 + b] = static_cast<uint8_t>(range.sectors >> (8 * b));
+    for (int b = 0; b < 8; ++b) data[8 + b] = static_cast<uint8_t>(range.lba >> (8 * b));
+    return data;
+}
+
+bool isNvmePortRoute(ProtocolCode route) {
+    return route == ProtocolCode::kNvmeByScsiMiniport || route == ProtocolCode::kNvmeByIrst;
+}
+
+Result checkRange(const Transfer& range, const CmdTarget& target) {
+    if (range.lba > target.sectorCount || range.sectors > target.sectorCount - range.lba)
+        return refuse(err::kLbaOutOfRange, "LBA range [%llu, %llu) passes the disk's end at %llu",
+                      static_cast<unsigned long long>(range.lba),
+                      static_cast<unsigned long long>(range.lba) + range.sectors,
+                      static_cast<unsigned long long>(target.sectorCount));
+    return {};
+}
+
+Result planTrim(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
+    plan->label = "trim";
+    plan->failureCode = err::kTrimFailed;
+    const uint32_t bytes = job.has("datalen") ? job.dataLength : target.sectorSize;
+    if (bytes == 0 || bytes % target.sectorSize != 0)
+        return refuse(err::kWrongArguments, "--trim --datalen %u is not a whole number of %u-byte sectors", bytes, target.sectorSize);
+    plan->range = Transfer{job.lba, bytes / target.sectorSize};
+    if (auto p = checkRange(plan->range, target)) return p;
+    if (plan->family == CmdFamily::Ata) {
+        setAtaShortcut(plan, 0x06, 0x0001, 0, CmdDirection::Out, 0);
+        plan->dataOut = ataTrimRanges(plan->range);
+        plan->dataLength = static_cast<uint32_t>(plan->dataOut.size());
+        plan->ata.count = static_cast<uint16_t>(plan->dataLength / kAtaBlock);
+    } else if (plan->family == CmdFamily::Nvme && isNvmePortRoute(plan->route)) {
+        plan->direction = CmdDirection::Out;
+        plan->dataOut = nvmeTrimRange(plan->range);
+        plan->dataLength = 16;
+        setNvmeRecord(plan, target, kNvmeDatasetManagement, job.has("ns") ? job.nsid : 1, false);
+        plan->nvme.setDword(11, 1u << 2);  // deallocate; CDW10 0: one range
+    } else {
+        plan->step = CmdStep::HostTrim;
+    }
+    return {};
+}
+
+void planFlush(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
+    plan->label = "flush";
+    plan->failureCode = err::kFlushFailed;
+    if (plan->family == CmdFamily::Ata) {
+        setAtaShortcut(plan, 0xEA, 0, 0, CmdDirection::None, 0);
+    } else if (plan->family == CmdFamily::Scsi) {
+        setScsiShortcut(plan, {0x35, 0, 0, 0, 0, 0, 0, 0, 0, 0}, CmdDirection::None, 0);
+    } else if (isNvmePortRoute(plan->route)) {
+        plan->direction = CmdDirection::None;
+        setNvmeRecord(plan, target, kNvmeFlush, job.has("ns") ? job.nsid : 1, false);
+    } else {
+        plan->step = CmdStep::HostFlush;
+    }
+}
+
+// ---- dumps -----------------------------------------------------------------
+
+Result notForFamily(const CmdPlan& plan, const CmdTarget& target, const char* what, const char* family) {
+    return refuse(err::kFunctionNotSupported, "%s is an %s command; disk %u takes %s commands", what, family,
+                  target.diskNumber, familyName(plan.family));
+}
+
+Result planSmartDump(const CmdTarget& target, CmdPlan* plan) {
+    if (plan->family == CmdFamily::Nvme) {
+        setNvmeLogPage(plan, target, 0x02, 512);
+        return {};
+    }
+    // SMART READ DATA; a SCSI route wraps it for the ATA drive behind the bridge.
+    setAtaShortcut(plan, 0xB0, 0xD0, 0xC24F00, CmdDirection::In, 512);
+    if (plan->family == CmdFamily::Scsi) plan->route = ProtocolCode::kAtaOverUsb;
+    plan->family = CmdFamily::Ata;
+    return {};
+}
+
+Result planLogPageDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
+    if (plan->family != CmdFamily::Nvme) return notForFamily(*plan, target, "Get Log Page", "NVMe");
+    if (!job.has("lid")) return missing("lid");
+    const uint32_t bytes = job.has("lpsize") ? job.logPageBytes : 512;
+    if (bytes == 0 || bytes % 4 != 0)
+        return refuse(err::kWrongArguments, "--lpsize %u is not a whole number of dwords", bytes);
+    setNvmeLogPage(plan, target, static_cast<uint8_t>(job.logId), bytes);
+    return {};
+}
+
+Result planSizedDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
+    plan->dumpBytes = job.dumpBytes ? job.dumpBytes : target.sectorSize;
+    if (plan->dumpType != DumpType::Lba) {
+        plan->step = CmdStep::Generate;
+        return {};
+    }
+    if (plan->dumpBytes % target.sectorSize != 0)
+        return refuse(err::kWrongArguments, "--dumpsize %u is not a whole number of %u-byte sectors", plan->dumpBytes,
+                      target.sectorSize);
+    plan->step = CmdStep::ReadLba;
+    plan->range = Transfer{job.lba, plan->dumpBytes / target.sectorSize};
+    return checkRange(plan->range, target);
+}
+
+Result planDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
+    plan->label = toLower(job.dumpType);
+    plan->dataPath = job.dumpPath.empty() ? job.outBin : job.dumpPath;
+    switch (plan->dumpType) {
+        case DumpType::Identify: planIdentify(plan, target); plan->label = "identify"; return {};
+        case DumpType::Smart: return planSmartDump(target, plan);
+        case DumpType::LogPage: return planLogPageDump(job, target, plan);
+        case DumpType::IdentifyNs:
+            if (plan->family != CmdFamily::Nvme) return notForFamily(*plan, target, "Identify namespace", "NVMe");
+            setNvmeRead(plan, target, kNvmeIdentify, job.has("ns") ? job.nsid : 1, 0, 4096);
+            return {};
+        default: return planSizedDump(job, target, plan);
+    }
+}
+
+Result planCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
+    plan->label = "command";
+    if (plan->family == CmdFamily::Ata) return translateAtaCommand(job, target, inBin, plan);
+    if (plan->family == CmdFamily::Scsi) return translateScsiCommand(job, inBin, plan);
+    return translateNvmeCommand(job, target, inBin, plan);
+}
+
+Result planMode(Mode mode, const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
+    switch (mode) {
+        case Mode::Identify: planIdentify(plan, target); return {};
+        case Mode::Flush: planFlush(job, target, plan); return {};
+        case Mode::Trim: return planTrim(job, target, plan);
+        case Mode::Dump: return planDump(job, target, plan);
+        case Mode::Command: break;
+    }
+    return planCommand(job, target, inBin, plan);
+}
+
+void applyTimeout(CmdPlan* plan, uint32_t seconds) {
+    plan->ata.timeout = seconds;
+    plan->scsi.timeout = seconds;
+    plan->nvme.timeout = seconds;
+}
+
+}  // namespace
+
+std::optional<CmdFamily> familyOfRoute(ProtocolCode code) {
+    switch (code) {
+        case ProtocolCode::kAtaOverAta:
+        case ProtocolCode::kAtaOverUsb: return CmdFamily::Ata;
+        case ProtocolCode::kScsi: return CmdFamily::Scsi;
+        case ProtocolCode::kNvmeByStornvme:
+        case ProtocolCode::kNvmeByScsiMiniport:
+        case ProtocolCode::kNvmeByIrst: return CmdFamily::Nvme;
+        case ProtocolCode::kNone: break;
+    }
+    return std::nullopt;
+}
+
+const char* familyName(CmdFamily family) {
+    switch (family) {
+        case CmdFamily::Ata: return "ata";
+        case CmdFamily::Scsi: return "scsi";
+        case CmdFamily::Nvme: return "nvme";
+    }
+    return "";
+}
+
+bool parseHexBytes(const std::string& text, std::vector<uint8_t>* bytes) {
+    bytes->clear();
+    int high = -1;
+    for (char c : text) {
+        if (c == ' ' || c == '\t') {
+            if (high >= 0) return false;  // a blank splits a byte
+            continue;
+        }
+        const int digit = (c >= '0' && c <= '9') ? c - '0'
+                          : (c >= 'a' && c <= 'f') ? c - 'a' + 10
+                          : (c >= 'A' && c <= 'F') ? c - 'A' + 10
+                                                   : -1;
+        if (digit < 0) return false;
+        if (high < 0) {
+            high = digit;
+        } else {
+            bytes->push_back(static_cast<uint8_t>(high << 4 | digit));
+            high = -1;
+        }
+    }
+    return high < 0 && !bytes->empty();
+}
+
+std::optional<CmdProblem> translateCmd(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin,
+                                       CmdPlan* plan) {
+    *plan = CmdPlan{};
+    plan->dataPath = job.outBin;
+    Mode mode = Mode::Command;
+    uint32_t timeout = 0;
+    if (auto p = chooseMode(job, &mode)) return p;
+    if (mode == Mode::Dump)
+        if (auto p = readDumpType(job, &plan->dumpType)) return p;
+    // zero, rand and lba dumps need the disk, not its command route
+    const bool needsRoute = !(plan->dumpType == DumpType::Zero || plan->dumpType == DumpType::Rand ||
+                              plan->dumpType == DumpType::Lba);
+    if (auto p = resolveRoute(job, target, plan))
+        if (needsRoute || p->code == err::kWrongArguments) return p;
+    if (auto p = refuseStrayOptions(job, mode, plan->family, plan->dumpType)) return p;
+    if (auto p = readTimeout(job, &timeout)) return p;
+    if (auto p = planMode(mode, job, target, inBin, plan)) return p;
+    applyTimeout(plan, timeout);
+    return {};
+}
+
+}  // namespace zel

@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <fstream>
+#include <memory>
+
+#include "io/Pattern.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TestHosts.h"
+
+namespace {
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+// ATA strings are byte-swapped per word.
+std::string ataString(const std::string& data, size_t firstWord, size_t words) {
+    std::string text;
+    for (size_t w = firstWord; w < firstWord + words; ++w) text += {data[2 * w + 1], data[2 * w]};
+    return text;
+}
+
+uint32_t le(const std::string& data, size_t at, size_t bytes) {
+    uint32_t value = 0;
+    for (size_t i = 0; i < bytes; ++i) value |= uint32_t(uint8_t(data[at + i])) << (8 * i);
+    return value;
+}
+
+class CmdEndToEnd : public testing::Test {
+protected:
+    void SetUp() override { useHost(zeltest::routeHost()); }
+    void useHost(const std::string& description) {
+        dir_ = std::make_unique<zeltest::TempDir>();
+        std::ofstream(dir_->file("host.json"), std::ios::binary) << description;
+    }
+    // Each run starts with a fresh INI so that keys of an earlier run cannot pass for this one's.
+    zeltest::ChildResult run(const std::string& args) {
+        DeleteFileA(dir_->file("r.ini").c_str());
+        return zeltest::runZelCli("-a cmd " + args + " --out-ini r.ini --debug --logdir \"" + dir_->path() +
+                                      "\" --logfile run.log",
+                                  dir_->path(), {"ZELCLI_VHOST=" + dir_->file("host.json")});
+    }
+    std::string file(const std::string& name) const { return zeltest::readFile(dir_->file(name)); }
+    std::string ini(const char* key) const {
+        char value[256] = {};
+        GetPrivateProfileStringA("cmd", key, "<none>", value, sizeof value, dir_->file("r.ini").c_str());
+        return value;
+    }
+    // The virtual disk's contents as the host stored them.
+    std::string image(int disk, uint64_t offset, size_t bytes) const {
+        std::ifstream in(dir_->file("host.json.state\\disk" + std::to_string(disk) + ".img"), std::ios::binary);
+        std::string data(bytes, '\0');
+        in.seekg(static_cast<std::streamoff>(offset));
+        in.read(&data[0], static_cast<std::streamsize>(bytes));
+        return data;
+    }
+
+    std::unique_ptr<zeltest::TempDir> dir_;
+};
+
+}  // namespace
+
+TEST_F(CmdEndToEnd, AtaIdentifyAndSmartReadDataWithTheirRegisters) {
+    auto identify = run("-d 0 --command 0xEC --device 0xA0 --io in --datalen 512 --out-bin id.bin");
+    ASSERT_EQ(identify.exitCode, 0u) << identify.output;
+    const std::string id = file("id.bin");
+    ASSERT_EQ(id.size(), 512u);
+    EXPECT_EQ(ataString(id, 27, 20).substr(0, 13), "Test SATA SSD");
+    EXPECT_EQ(ataString(id, 10, 10).substr(0, 8), "SATA0001");
+    EXPECT_EQ(ini("protocol"), "ata");
+    EXPECT_EQ(ini("status"), "0x50");
+    EXPECT_EQ(ini("error"), "0x00");
+    EXPECT_EQ(ini("last_error"), "0");
+    const std::string log = file("run.log");
+    EXPECT_TRUE(contains(log, "[AtaProtocolOverAta] Send command: FEATURE=0x00, COUNT=0x01, LBA=0x000000, "
+                              "DEVICE=0xA0, COMMAND=0xEC, dataSize=512"))
+        << log;
+    EXPECT_TRUE(contains(log, "[ActionCommand] Answer: status=0x50 error=0x00")) << log;
+
+    auto smart = run("-d 0 --command 0xB0 --feature 0xD0 --lba 0xC24F00 --io in --datalen 512 --out-bin smart.bin");
+    ASSERT_EQ(smart.exitCode, 0u) << smart.output;
+    const std::string data = file("smart.bin");
+    ASSERT_EQ(data.size(), 512u);
+    // Attribute 5 first, current 100, raw 7 (the description's values).
+    EXPECT_EQ(uint8_t(data[2]), 5);
+    EXPECT_EQ(uint8_t(data[5]), 100);
+    EXPECT_EQ(le(data, 7, 4), 7u);
+    uint8_t sum = 0;
+    for (char c : data) sum = uint8_t(sum + uint8_t(c));
+    EXPECT_EQ(sum, 0) << "checksum byte 511";
+}
+
+TEST_F(CmdEndToEnd, WriteDmaExtThenReadDmaExtThroughTheImage) {
+    auto made = run("-d 0 --dumptype rand --dumpsize 1024 --dump pattern.bin");
+    ASSERT_EQ(made.exitCode, 0u) << made.output;
+    const std::string pattern = file("pattern.bin");
+    ASSERT_EQ(pattern.size(), 1024u);
+    // The rand dump is the rw pattern's expansion for the recorded seed.
+    std::string expected(1024, '\0');
+    zel::Sfc64 generator(std::stoull(ini("seed")));
+    zel::fillRandom(generator, &expected[0], expected.size(), 0);
+    EXPECT_EQ(pattern, expected);
+
+    auto write = run("-d 0 --command 0x35 --48bit --lba 0x12345 --device 0x40 --io out --in-bin pattern.bin");
+    ASSERT_EQ(write.exitCode, 0u) << write.output;
+    EXPECT_EQ(image(0, 0x12345ull * 512, 1024), pattern) << "the host wrote where the task file said";
+    EXPECT_TRUE(contains(file("run.log"), "FEATURE=0x0000, COUNT=0x0002, LBA=0x000000012345, DEVICE=0x40, "
+                                          "COMMAND=0x35, dataSize=1024"));
+
+    auto read = run("-d 0 --command 0x25 --48bit --lba 0x12345 --device 0x40 --io in --datalen 1024 --out-bin back.bin");
+    ASSERT_EQ(read.exitCode, 0u) << read.output;
+    EXPECT_EQ(file("back.bin"), pattern);
+    EXPECT_EQ(ini("status"), "0x50");
+
+    // A read that must differ from --in-bin fails while the data is there, passes after a trim.
+    auto same = run("-d 0 --command 0x25 --48bit --lba 0x12345 --io in --in-bin pattern.bin");
+    EXPECT_EQ(same.exitCode, 0x20000131u) << same.output;
+    auto trim = run("-d 0 --trim --lba 0x12345 --datalen 1024");
+    ASSERT_EQ(trim.exitCode, 0u) << trim.output;
+    EXPECT_TRUE(contains(file("run.log"), "COMMAND=0x06, dataSize=512"));
+    auto differs = run("-d 0 --command 0x25 --48bit --lba 0x12345 --io in --in-bin pattern.bin --out-bin gone.bin");
+    EXPECT_EQ(differs.exitCode, 0u) << differs.output;
+    EXPECT_EQ(file("gone.bin"), std::string(1024, '\0')) << "trimmed sectors read zeros";
+}
+
+TEST_F(CmdEndToEnd, ExpectedStatusDecidesTheOutcome) {
+    auto mismatch = run("-d 0 --command 0xEC --io in --datalen 512 --status 0x51");
+    EXPECT_EQ(mismatch.exitCode, 0x20000123u) << mismatch.output;
+    EXPECT_TRUE(contains(mismatch.output, "[ActionCommand] STATUS=0x50, ERROR=0x00, expected STATUS=0x51"));
+    EXPECT_EQ(ini("status"), "0x50");
+    EXPECT_EQ(ini("expected_status"), "0x51");
+    EXPECT_EQ(ini("last_error"), std::to_string(0x20000123u));
+
+    // An unknown command aborts: expected, it passes; not expected, it fails.
+    EXPECT_EQ(run("-d 0 --command 0xFE --status 0x51").exitCode, 0u);
+    EXPECT_EQ(ini("error"), "0x04");
+    EXPECT_EQ(run("-d 0 --command 0xFE").exitCode, 0x20000123u);
+}
+
+TEST_F(CmdEndToEnd, ScsiInquiryAndCheckConditionSense) {
+    auto inquiry = run("-d 5 --cdb \"12 00 00 00 60 00\" --io in --datalen 96 --out-bin inq.bin");
+    ASSERT_EQ(inquiry.exitCode, 0u) << inquiry.output;
+    const std::string data = file("inq.bin");
+    EXPECT_EQ(data.substr(8, 8), "Stick   ");
+    EXPECT_EQ(data.substr(16, 8), "USB DISK");
+    EXPECT_EQ(ini("scsi_status"), "0x00");
+    EXPECT_TRUE(contains(file("run.log"), "[ScsiProtocol] Send CDB(6): 12 00 00 00 60 00 00 00"));
+
+    // --protocol scsi reaches a SATA disk too; an unknown operation code is ILLEGAL REQUEST.
+    auto bad = run("-d 0 --protocol SCSI --cdb A3000000000000000000000000");
+    EXPECT_EQ(bad.exitCode, 0x20000004u) << "13 bytes";
+    bad = run("-d 0 --protocol SCSI --cdb A30000000000000000000000");
+    EXPECT_EQ(bad.exitCode, 0x20000124u) << bad.output;
+    EXPECT_EQ(ini("scsi_status"), "0x02");
+    EXPECT_EQ(ini("sense_key"), "0x5");
+    EXPECT_EQ(ini("asc"), "0x20");
+    EXPECT_EQ(ini("sense").substr(0, 8), "70 00 05");
+}
+
+TEST_F(CmdEndToEnd, NvmeIdentifyAndLogPageOnEveryRoute) {
+    const struct {
+        int disk;
+        const char* model;
+    } routes[] = {{1, "Test NVMe Inbox"}, {2, "Test NVMe RST"}, {3, "Test NVMe Mini"}};
+    for (const auto& r : routes) {
+        SCOPED_TRACE(r.model);
+        const std::string d = "-d " + std::to_string(r.disk);
+        auto identify = run(d + " --opc 6 --cdw10 1 --io in --datalen 4096 --out-bin idc.bin");
+        ASSERT_EQ(identify.exitCode, 0u) << identify.output;
+        EXPECT_EQ(file("idc.bin").substr(24, std::string(r.model).size()), r.model);
+        EXPECT_EQ(ini("status"), "0x0000");
+        EXPECT_EQ(ini("protocol"), "nvme");
+
+        auto page = run(d + " --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F0002 --io in --datalen 512 --out-bin health.bin");
+        ASSERT_EQ(page.exitCode, 0u) << page.output;
+        const std::string health = file("health.bin");
+        ASSERT_EQ(health.size(), 512u);
+        EXPECT_EQ(le(health, 1, 2), 308u) << "composite temperature, Kelvin";
+        EXPECT_EQ(uint8_t(health[3]), 100) << "available spare";
+        EXPECT_EQ(uint8_t(health[4]), 10) << "its threshold";
+
+        // An offset in CDW12: the inbox route cannot carry it, the port routes do.
+        auto offset = run(d + " --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F0002 --cdw12 4 --io in --datalen 4 --out-bin o.bin");
+        if (r.disk == 1) {
+            EXPECT_EQ(offset.exitCode, 0x20000127u) << offset.output;
+            EXPECT_FALSE(contains(file("run.log"), "CDW12=4")) << "refused before the send line";
+        } else {
+            ASSERT_EQ(offset.exitCode, 0u) << offset.output;
+            EXPECT_EQ(file("o.bin"), health.substr(4, 4));
+        }
+    }
+    auto invalid = run("-d 3 --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00AB --io in --datalen 512");
+    EXPECT_EQ(invalid.exitCode, 0x20000125u) << invalid.output;
+    EXPECT_EQ(ini("sc"), "0x09");
+    EXPECT_EQ(ini("sct"), "0x1");
+    auto vendor = run("-d 1 --opc 0xC2 --ns 1 --io in --datalen 6 --out-bin v.bin");
+    ASSERT_EQ(vendor.exitCode, 0u) << vendor.output;
+    EXPECT_EQ(file("v.bin"), std::string("\xDE\xAD\xBE\xEF\x01\x02", 6));
+    EXPECT_EQ(ini("dw0"), "0x12345678");
+    EXPECT_EQ(run("-d 1 --opc 0x09 --queue io --ns 1 --io out --data 00000000000000010000000000000000").exitCode,
+              0x20000126u);
+}
+
+TEST_F(CmdEndToEnd, EveryDumpType) {
+    ASSERT_EQ(run("-d 0 --dumptype zero --dump z.bin").exitCode, 0u);
+    EXPECT_EQ(file("z.bin"), std::string(512, '\0'));
+    ASSERT_EQ(run("-d 0 --command 0x35 --48bit --lba 64 --io out --data \"5A A5\" --datalen 2").exitCode, 0x20000121u);
+    std::string sector(512, '\x3C');
+    std::ofstream(dir_->file("s.bin"), std::ios::binary) << sector;
+    ASSERT_EQ(run("-d 3 --trim --lba 64 --datalen 512").exitCode, 0u);
+    ASSERT_EQ(run("-d 3 --opc 1 --queue io --ns 1 --cdw10 64 --io out --in-bin s.bin").exitCode, 0u);
+    ASSERT_EQ(run("-d 3 --dumptype lba --lba 63 --dumpsize 1536 --dump l.bin").exitCode, 0u);
+    EXPECT_EQ(file("l.bin"), std::string(512, '\0') + sector + std::string(512, '\0'));
+
+    ASSERT_EQ(run("-d 0 --dumptype identify --dump i.bin").exitCode, 0u);
+    EXPECT_EQ(ataString(file("i.bin"), 27, 20).substr(0, 13), "Test SATA SSD");
+    ASSERT_EQ(run("-d 4 --dumptype smart --dump s4.bin").exitCode, 0u) << "SMART through the SAT bridge";
+    EXPECT_EQ(file("s4.bin").size(), 512u);
+    EXPECT_EQ(uint8_t(file("s4.bin")[0]), 0x10) << "revision";
+    ASSERT_EQ(run("-d 2 --dumptype smart --dump h.bin").exitCode, 0u);
+    EXPECT_EQ(le(file("h.bin"), 1, 2), 308u);
+    ASSERT_EQ(run("-d 1 --dumptype logpage --lid 3 --lpsize 64 --dump f.bin").exitCode, 0u);
+    EXPECT_EQ(file("f.bin").substr(8, 4), "NV01") << "firmware slot 1";
+    ASSERT_EQ(run("-d 3 --dumptype identifyns --dump ns.bin").exitCode, 0u);
+    EXPECT_EQ(le(file("ns.bin"), 0, 4), 131072u) << "namespace size";
+    EXPECT_EQ(run("-d 0 --dumptype logpage --lid 2 --dump x.bin").exitCode, 0x20000008u);
+}
+
+TEST_F(CmdEndToEnd, MalformedInputIsRefusedBeforeAnythingIsSent) {
+    const struct {
+        const char* args;
+        uint32_t code;
+        const char* line;
+    } cases[] = {
+        {"-d 5 --cdb 12zz00006000 --io in --datalen 96", 0x20000004, "--cdb is not hex bytes: \"12zz00006000\""},
+        {"-d 0 --command 0x25 --lba 0x10000000 --io in --datalen 512", 0x20000120, "needs --48bit"},
+        {"-d 0 --command 0x35 --io out --data 00FF --datalen 512", 0x20000121, "does not match the 2 bytes of data"},
+        {"-d 3 --opc 6 --cdw10 0x100000000", 0x20000004, "--cdw10 is not a valid number: \"0x100000000\""},
+        {"-d 1 --protocol ata --identify", 0x20000008, "Disk 1 takes nvme commands, not ata"},
+    };
+    for (const auto& c : cases) {
+        auto result = run(c.args);
+        EXPECT_EQ(result.exitCode, c.code) << c.args << "\n" << result.output;
+        EXPECT_TRUE(contains(result.output, c.line)) << c.args << "\n" << result.output;
+        EXPECT_FALSE(contains(result.output, "Send ")) << c.args;
+    }
+}
