@@ -79,11 +79,13 @@ ErrorCode FileCopy::runThread(uint32_t thread, uint64_t copies, FileProgress& pr
     bool ok = true;
     for (uint64_t copy = 0; ok && copy < copies; ++copy) {
         const std::string folder = formatText("%c:\\t%d\\%d", letter_, thread, static_cast<int>(copy));
+        progress.endLine();
         logInfo("[T%d] Copying file from %s to %s", thread, job_.srcPath.c_str(), folder.c_str());
         ok = copyOnce(folder, progress, &at);
     }
-    const ErrorCode code = ok ? 0 : lastError();
-    logThreadEnd(thread, "copy files", settings_.diskNumber, ok, at);
+    const ErrorCode code = ok ? 0 : GetLastError();
+    progress.endLine();
+    logThreadEnd(thread, "copy files", settings_.diskNumber, code, at);
     return code;
 }
 

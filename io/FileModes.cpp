@@ -17,13 +17,13 @@ std::vector<DriveLetter> currentVolumes(int diskNumber) {
     return identity.letters;
 }
 
-void logThreadEnd(uint32_t thread, const char* name, int diskNumber, bool ok, const FilePosition& at) {
-    if (ok) {
+void logThreadEnd(uint32_t thread, const char* name, int diskNumber, ErrorCode code, const FilePosition& at) {
+    if (code == 0) {
         logInfo("[T%d] SUCCESS: %s to disk %d", thread, name, diskNumber);
         return;
     }
     logWarning("[T%d] FAIL: %s to disk %d at %s offset %llu... %s", thread, name, diskNumber, at.path.c_str(),
-               static_cast<unsigned long long>(at.offset), errorText(lastError()).c_str());
+               static_cast<unsigned long long>(at.offset), errorText(code).c_str());
 }
 
 ErrorCode runFileMode(const RwJob& job, RwMode mode, DiskBase& disk, const FileRunSettings& settings) {

@@ -35,7 +35,9 @@ ErrorCode runFileMode(const RwJob& job, RwMode mode, DiskBase& disk, const FileR
 // The disk's volumes with their sizes, read again through the seam.
 std::vector<DriveLetter> currentVolumes(int diskNumber);
 
-// The SUCCESS or FAIL line of one file-level thread.
-void logThreadEnd(uint32_t thread, const char* name, int diskNumber, bool ok, const FilePosition& at);
+// The SUCCESS line of one file-level thread, or its FAIL line with the code
+// (taken from the thread's own last error: other threads may have set the
+// process-wide one since).
+void logThreadEnd(uint32_t thread, const char* name, int diskNumber, ErrorCode code, const FilePosition& at);
 
 }  // namespace zel

@@ -102,7 +102,9 @@ bool FilePrecondition::writeFiles(uint32_t thread, char letter, const std::vecto
             break;
         }
     }
-    logThreadEnd(thread, "precondition", settings_.diskNumber, ok, at);
+    const ErrorCode code = ok ? 0 : GetLastError();
+    progress.endLine();
+    logThreadEnd(thread, "precondition", settings_.diskNumber, code, at);
     return ok;
 }
 

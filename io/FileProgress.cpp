@@ -26,16 +26,27 @@ void FileProgress::add(uint64_t bytes) {
 
 void FileProgress::show() {
     shown_ = true;
+    open_ = true;
     const int percent = total_ ? static_cast<int>(static_cast<unsigned __int128>(done_) * 100 / total_) : 100;
     printProgress(percent, label_.c_str(), done_);
 }
 
-void FileProgress::finish(bool ok) {
+void FileProgress::endLine() {
     std::lock_guard<std::mutex> guard(lock_);
-    if (!shown_) return;
-    if (ok) show();
+    endLineLocked();
+}
+
+void FileProgress::endLineLocked() {
+    if (!open_) return;
+    open_ = false;
     std::printf("\n");
     std::fflush(stdout);
+}
+
+void FileProgress::finish(bool ok) {
+    std::lock_guard<std::mutex> guard(lock_);
+    if (ok && shown_) show();
+    endLineLocked();
 }
 
 }  // namespace zel

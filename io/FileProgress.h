@@ -13,10 +13,13 @@ class FileProgress {
 public:
     FileProgress(std::string label, uint64_t totalBytes);
     void add(uint64_t bytes);
+    // Ends a progress line on the console, so that a log line starts clean.
+    void endLine();
     void finish(bool ok);
 
 private:
     void show();
+    void endLineLocked();
 
     std::mutex lock_;
     std::string label_;
@@ -24,6 +27,7 @@ private:
     uint64_t done_ = 0;
     uint64_t lastTick_ = 0;
     bool shown_ = false;
+    bool open_ = false;  // a progress line without its line feed
 };
 
 }  // namespace zel
