@@ -52,7 +52,7 @@ TEST(FileFill, RunBytesFromCoverageBasisAndExistingData) {
 }
 
 TEST(FileFill, FilesAreNumberedFromZeroAndSharedByTheThreadsInTurn) {
-    const auto files = zel::planFillFiles(10 * kMiB + 512, 3, 512);
+    const auto files = zel::planFillFiles(10 * kMiB + 1024, 3, 512);
     ASSERT_EQ(files.size(), 3u);
     uint64_t sum = 0;
     for (size_t i = 0; i < files.size(); ++i) {
@@ -61,7 +61,7 @@ TEST(FileFill, FilesAreNumberedFromZeroAndSharedByTheThreadsInTurn) {
         EXPECT_EQ(files[i].bytes % 512, 0u) << "whole sectors";
         sum += files[i].bytes;
     }
-    EXPECT_EQ(sum, 10 * kMiB + 512) << "exactly the run's bytes";
+    EXPECT_EQ(sum, 10 * kMiB + 1024) << "exactly the run's bytes";
     EXPECT_EQ(files[0].bytes, files[1].bytes);
     EXPECT_LT(files[2].bytes, files[0].bytes) << "only the last is shorter";
 
