@@ -287,12 +287,24 @@ TEST(VirtualHostSelection, DamagedCountersAreReportedAndTheDisksKept) {
     EXPECT_EQ(host.description().disks.size(), 6u);
 }
 
+// Paths off the drive letters reach Windows; a path on a letter that no
+// virtual volume has never does, so a dry run cannot write the machine's
+// own drives through the seam.
 TEST(VirtualHostSelection, PathsItDoesNotOwnReachWindows) {
     InstalledHost installed(zeltest::routeHost());
     zeltest::TempDir dir;
     const std::string path = dir.file("plain.bin");
-    HANDLE file = zel::deviceApi().createFile(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, CREATE_ALWAYS,
+    EXPECT_EQ(zel::deviceApi().createFile(path.c_str(), GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL),
+              INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
+    EXPECT_FALSE(std::filesystem::exists(path));
+
+    char previous[MAX_PATH] = {};
+    GetCurrentDirectoryA(MAX_PATH, previous);
+    ASSERT_TRUE(SetCurrentDirectoryA(dir.path().c_str()));
+    HANDLE file = zel::deviceApi().createFile("plain.bin", GENERIC_READ | GENERIC_WRITE, 0, CREATE_ALWAYS,
                                               FILE_ATTRIBUTE_NORMAL);
+    SetCurrentDirectoryA(previous);
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
     DWORD done = 0;
     EXPECT_TRUE(zel::deviceApi().writeFile(file, "abc", 3, &done, nullptr));
