@@ -33,6 +33,13 @@ struct VolumeSpace {
     uint64_t free = 0;
 };
 
+// One entry of a folder listing ("." and ".." left out).
+struct FoundFile {
+    std::string name;
+    uint64_t size = 0;
+    bool directory = false;
+};
+
 // The kernel seam: every access to a storage device, an I/O port or physical
 // memory goes through here. Operations mirror the Windows calls and report
 // failure the Windows way (FALSE / INVALID_HANDLE_VALUE + GetLastError).
@@ -51,6 +58,15 @@ public:
     virtual BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) = 0;
     virtual BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) = 0;
     virtual BOOL flushFileBuffers(HANDLE handle) = 0;
+
+    // Files and folders on drive letters. Behind the seam because the file
+    // modes of rw write to the disk under test's volumes, which a virtual
+    // host keeps in its state folder.
+    virtual BOOL createDirectory(const char* path) = 0;
+    virtual BOOL deleteFile(const char* path) = 0;
+    // FindFirstFileA / FindNextFileA over "<folder>\*"; false with the
+    // Windows last error when the folder cannot be listed.
+    virtual bool findFiles(const char* folder, std::vector<FoundFile>* found) = 0;
 
     virtual DWORD getLogicalDrives() = 0;
     virtual bool getVolumeSpace(char letter, VolumeSpace* space) = 0;

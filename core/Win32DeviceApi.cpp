@@ -37,6 +37,27 @@ BOOL Win32DeviceApi::cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) { return 
 
 BOOL Win32DeviceApi::flushFileBuffers(HANDLE handle) { return ::FlushFileBuffers(handle); }
 
+BOOL Win32DeviceApi::createDirectory(const char* path) { return ::CreateDirectoryA(path, nullptr); }
+
+BOOL Win32DeviceApi::deleteFile(const char* path) { return ::DeleteFileA(path); }
+
+bool Win32DeviceApi::findFiles(const char* folder, std::vector<FoundFile>* found) {
+    WIN32_FIND_DATAA data;
+    HANDLE search = ::FindFirstFileA((std::string(folder) + "\\*").c_str(), &data);
+    if (search == INVALID_HANDLE_VALUE) return false;
+    do {
+        const std::string name = data.cFileName;
+        if (name == "." || name == "..") continue;
+        const bool directory = data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY;
+        found->push_back({name, uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow, directory});
+    } while (::FindNextFileA(search, &data));
+    const DWORD error = ::GetLastError();
+    ::FindClose(search);
+    if (error == ERROR_NO_MORE_FILES) return true;
+    ::SetLastError(error);
+    return false;
+}
+
 DWORD Win32DeviceApi::getLogicalDrives() { return ::GetLogicalDrives(); }
 
 bool Win32DeviceApi::getVolumeSpace(char letter, VolumeSpace* space) {

@@ -18,6 +18,9 @@ public:
     BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
     BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) override;
     BOOL flushFileBuffers(HANDLE handle) override;
+    BOOL createDirectory(const char* path) override;
+    BOOL deleteFile(const char* path) override;
+    bool findFiles(const char* folder, std::vector<FoundFile>* found) override;
 
     DWORD getLogicalDrives() override;
     bool getVolumeSpace(char letter, VolumeSpace* space) override;

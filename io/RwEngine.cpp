@@ -11,12 +11,15 @@
 #include "core/Logger.h"
 #include "core/Paths.h"
 #include "disk/DiskBase.h"
+#include "io/FileModes.h"
 #include "io/IoWorker.h"
 #include "io/Pattern.h"
 #include "io/RwSetup.h"
 
 namespace zel {
 namespace {
+
+constexpr uint32_t kLargestTransferBytes = 1u << 20;
 
 ErrorCode finish(ErrorCode code) {
     setLastError(code);
@@ -79,6 +82,18 @@ IoWorkerParams recordFor(const RwJob& job, const DiskBase& disk, const RwSetup& 
     return p;
 }
 
+FileRunSettings fileSettings(const RwJob& job, const DiskBase& disk, uint32_t sector, uint64_t random) {
+    FileRunSettings settings;
+    settings.diskNumber = disk.number();
+    settings.sectorSize = sector;
+    settings.threads = job.threadCount ? job.threadCount : processorCount();
+    // bs 0 (a random size per transfer on LBAs) takes the largest transfer.
+    const uint32_t block = job.blockBytes / sector * sector;
+    settings.blockBytes = block ? block : kLargestTransferBytes;
+    settings.random = random;
+    return settings;
+}
+
 DWORD WINAPI workerThread(void* worker) { return static_cast<IoWorker*>(worker)->run(); }
 
 // Waits for all slots, as the run is specified to; a slot left empty makes
@@ -106,9 +121,10 @@ ErrorCode runWorkers(std::vector<std::unique_ptr<IoWorker>>& workers, uint32_t s
 ErrorCode runRw(const RwJob& job, DiskBase& disk) {
     if (job.mode == RwMode::Unknown) return refuse("RW mode not supported!", err::kNotSupported);
     if (job.ioType == IoType::Unknown) return refuse("IO type not supported!", err::kNotSupported);
-    const bool fileLevel = job.ioType == IoType::File || job.mode == RwMode::Precondition ||
-                           job.mode == RwMode::CopyFiles;
-    const bool allowedOnSystem = readsOnly(job.mode) || (job.mode == RwMode::Precondition && job.ioType == IoType::File);
+    const RwMode mode = effectiveMode(job.mode, job.ioType);
+    if (mode == RwMode::Unknown) return refuse("RW mode not supported!", err::kNotSupported);
+    const bool fileLevel = job.ioType == IoType::File;
+    const bool allowedOnSystem = readsOnly(mode) || mode == RwMode::Precondition;
     if (!allowedOnSystem && disk.firstVolumeIsOsDrive()) return finish(err::kOsDrive);
     if (job.pattern == PatternKind::Unknown) return refuse("Pattern type not supported!", err::kNotSupported);
 
@@ -120,7 +136,7 @@ ErrorCode runRw(const RwJob& job, DiskBase& disk) {
                    static_cast<unsigned long long>(disk.sectorCount()));
         return finish(err::kLbaOutOfRange);
     }
-    if (fileLevel) return refuse("File-level rw modes are not supported by this tool yet.", err::kNotSupported);
+    if (fileLevel) return finish(runFileMode(job, mode, disk, fileSettings(job, disk, sector, random)));
 
     const uint32_t timeoutMs = static_cast<uint32_t>(std::min(job.requestTimeoutSeconds * 1000.0, 4.0e9));
     std::vector<std::unique_ptr<IoWorker>> workers;

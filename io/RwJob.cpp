@@ -22,6 +22,12 @@ RwMode rwModeFromText(const std::string& text) {
     return lookUp(names, text);
 }
 
+RwMode effectiveMode(RwMode mode, IoType ioType) {
+    if (ioType == IoType::Lba) return mode == RwMode::Precondition ? RwMode::Unknown : mode;
+    if (mode == RwMode::Precondition) return mode;
+    return mode == RwMode::SeqWrite ? RwMode::CopyFiles : RwMode::Unknown;
+}
+
 IoType ioTypeFromText(const std::string& text) {
     static const std::map<std::string, IoType> names = {{"lba", IoType::Lba}, {"file", IoType::File}};
     return lookUp(names, text);

@@ -32,6 +32,11 @@ RwMode rwModeFromText(const std::string& text);
 IoType ioTypeFromText(const std::string& text);
 PatternKind patternFromText(const std::string& text);
 
+// The mode a run takes with its IO type: with "file", precondition fills
+// the volumes with files and write copies files (CopyFiles); with "lba",
+// every mode but precondition. Unknown for the others.
+RwMode effectiveMode(RwMode mode, IoType ioType);
+
 // --size: a percentage of the whole disk, or a count in sectors, or (when
 // the text does not end in a digit, such as "4k") in bytes. 0 picks at random.
 struct Coverage {

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "vhost/StandInTools.h"
+#include "vhost/VolumeFolders.h"
 
 namespace zel {
 namespace vhost {
@@ -68,6 +69,8 @@ private:
         if (holdsOs())
             return fail(kServiceError, "Virtual Disk Service error:\r\nClean is not allowed on the disk containing the "
                                        "current boot, system, pagefile, crashdump or hibernation volume.");
+        for (const VolumeDescription& volume : host_.changes.volumes(*disk_))
+            if (volume.letter) folders().wipe(volume.letter);
         host_.changes.setVolumes(disk_->number, {});
         return say("DiskPart succeeded in cleaning the disk.");
     }
@@ -94,6 +97,7 @@ private:
         VolumeDescription* volume = partition();
         if (!volume) return fail(kServiceError, "There is no volume selected.");
         volume->freeBytes = volume->totalBytes;
+        if (volume->letter) folders().wipe(volume->letter);
         return say("  100 percent completed\r\n\r\nDiskPart successfully formatted the volume.");
     }
 
@@ -114,8 +118,12 @@ private:
             return fail(kServiceError, "Virtual Disk Service error:\r\nThe specified drive letter is not free to be "
                                        "assigned.");
         volume->letter = letter;
+        folders().wipe(letter);  // whatever an earlier volume of that letter left
         return say("DiskPart successfully assigned the drive letter or mount point.");
     }
+
+    // The files of the volumes' letters, which a clean or format removes.
+    VolumeFolders folders() const { return VolumeFolders(host_.description.stateFolder); }
 
     ToolHost& host_;
     const DiskDescription* disk_ = nullptr;

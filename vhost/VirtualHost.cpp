@@ -30,7 +30,8 @@ VirtualHost::VirtualHost(const HostDescription& description, DWORD missingError)
     : description_(description),
       state_(description.stateFolder),
       changes_(description.stateFolder),
-      missingError_(missingError) {
+      missingError_(missingError),
+      folders_(description.stateFolder) {
     state_.setClockOffset(description_.clockOffsetSeconds);
     for (const DiskDescription& disk : description_.disks)
         disks_.push_back(std::make_unique<VirtualDisk>(disk, state_));
@@ -159,13 +160,21 @@ HANDLE VirtualHost::createFile(const char* path, DWORD access, DWORD share, DWOR
     }
     char letter = 0;
     if (volumeLetter(path, &letter)) return openVolume(letter, access);
-    return passThrough_.createFile(path, access, share, disposition, flags);
+    std::string hostPath;
+    switch (mapFilePath(path, &hostPath, &letter)) {
+        case FilePath::Mapped: return openVolumeFile(hostPath, letter, access, share, disposition, flags);
+        case FilePath::Refused: return INVALID_HANDLE_VALUE;
+        default: return passThrough_.createFile(path, access, share, disposition, flags);
+    }
 }
 
 BOOL VirtualHost::closeHandle(HANDLE handle) {
     const LastErrorOnSuccess keep;
     std::lock_guard<std::recursive_mutex> guard(lock_);
-    if (!find(handle)) return passThrough_.closeHandle(handle);
+    if (!find(handle)) {
+        volumeFiles_.erase(handle);
+        return passThrough_.closeHandle(handle);
+    }
     cancelRequests(handle, nullptr);
     handles_.erase(handle);
     state_.saveIfChanged();

@@ -15,6 +15,7 @@
 #include "vhost/SystemChanges.h"
 #include "vhost/TimedQueue.h"
 #include "vhost/VirtualDisk.h"
+#include "vhost/VolumeFolders.h"
 
 namespace zel {
 namespace vhost {
@@ -87,6 +88,9 @@ public:
     BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
     BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) override;
     BOOL flushFileBuffers(HANDLE handle) override;
+    BOOL createDirectory(const char* path) override;
+    BOOL deleteFile(const char* path) override;
+    bool findFiles(const char* folder, std::vector<FoundFile>* found) override;
 
     DWORD getLogicalDrives() override;
     bool getVolumeSpace(char letter, VolumeSpace* space) override;
@@ -204,6 +208,20 @@ private:
     void refreshChanges();
     HANDLE openVolume(char letter, DWORD access);
     BOOL volumeIoctl(OpenHandle& entry, DWORD code, uint8_t* out, DWORD outSize, DWORD* returned);
+
+    // Files on the volumes' letters (VirtualHostFiles.cpp): kept in the
+    // state folder, real handles of the host's own files, each volume
+    // limited to its free space.
+    enum class FilePath { Elsewhere, Refused, Mapped };
+    FilePath mapFilePath(const char* path, std::string* hostPath, char* letter);
+    HANDLE openVolumeFile(const std::string& hostPath, char letter, DWORD access, DWORD share, DWORD disposition,
+                          DWORD flags);
+    bool isVolumeFile(HANDLE handle);
+    BOOL writeVolumeFile(HANDLE handle, const void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped);
+    uint64_t freeBytes(char letter, const VolumeDescription& volume);
+    VolumeFolders folders_;
+    std::map<HANDLE, char> volumeFiles_;
+    std::map<char, uint64_t> usedBytes_;  // counted on first need, then kept up by writes
 
     // The port-I/O driver (VirtualHostPortIo.cpp).
     PortIoBench& portIoBench();

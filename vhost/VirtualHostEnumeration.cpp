@@ -115,7 +115,8 @@ bool VirtualHost::getVolumeSpace(char letter, VolumeSpace* space) {
         return false;
     }
     space->total = found->totalBytes;
-    space->free = found->freeBytes;
+    usedBytes_.erase(found->letter);  // files may have changed since, in this process or another
+    space->free = freeBytes(found->letter, *found);
     return true;
 }
 

@@ -176,6 +176,7 @@ BOOL VirtualHost::readFile(HANDLE handle, void* buffer, DWORD size, DWORD* done,
 
 BOOL VirtualHost::writeFile(HANDLE handle, const void* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped) {
     const LastErrorOnSuccess keep;
+    if (isVolumeFile(handle)) return writeVolumeFile(handle, buffer, size, done, overlapped);
     if (!owns(handle)) return passThrough_.writeFile(handle, buffer, size, done, overlapped);
     return keep(transfer(handle, static_cast<uint8_t*>(const_cast<void*>(buffer)), size, done, overlapped, true));
 }

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <utility>
@@ -286,12 +287,24 @@ TEST(VirtualHostSelection, DamagedCountersAreReportedAndTheDisksKept) {
     EXPECT_EQ(host.description().disks.size(), 6u);
 }
 
+// Paths off the drive letters reach Windows; a path on a letter that no
+// virtual volume has never does, so a dry run cannot write the machine's
+// own drives through the seam.
 TEST(VirtualHostSelection, PathsItDoesNotOwnReachWindows) {
     InstalledHost installed(zeltest::routeHost());
     zeltest::TempDir dir;
     const std::string path = dir.file("plain.bin");
-    HANDLE file = zel::deviceApi().createFile(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, CREATE_ALWAYS,
+    EXPECT_EQ(zel::deviceApi().createFile(path.c_str(), GENERIC_WRITE, 0, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL),
+              INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
+    EXPECT_FALSE(std::filesystem::exists(path));
+
+    char previous[MAX_PATH] = {};
+    GetCurrentDirectoryA(MAX_PATH, previous);
+    ASSERT_TRUE(SetCurrentDirectoryA(dir.path().c_str()));
+    HANDLE file = zel::deviceApi().createFile("plain.bin", GENERIC_READ | GENERIC_WRITE, 0, CREATE_ALWAYS,
                                               FILE_ATTRIBUTE_NORMAL);
+    SetCurrentDirectoryA(previous);
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
     DWORD done = 0;
     EXPECT_TRUE(zel::deviceApi().writeFile(file, "abc", 3, &done, nullptr));
@@ -350,4 +363,53 @@ TEST(VirtualHostEndToEnd, DisksNumberedTenAndUpKeepTheirOwnController) {
         EXPECT_EQ(disk->identify(&identify), 0u) << "the host answers on the tool's route, disk " << e.disk;
     }
     zel::DiskList::instance().reset();
+}
+
+// Files on a volume's letter: kept in the state folder, the volume's free
+// space shrinking and growing with them, never more than it holds.
+TEST(VirtualHostFiles, VolumeFilesUseAndReturnTheFreeSpace) {
+    InstalledHost installed(R"({"disks": [{"number": 0, "sectorCount": 8192,
+        "volumes": [{"letter": "E", "totalBytes": 65536, "freeBytes": 8192}]}]})");
+    zel::DeviceApi& api = zel::deviceApi();
+    auto freeBytes = [&] {
+        zel::VolumeSpace space;
+        EXPECT_TRUE(api.getVolumeSpace('e', &space));
+        EXPECT_EQ(space.total, 65536u);
+        return space.free;
+    };
+    ASSERT_TRUE(api.createDirectory("E:\\sub"));
+    HANDLE file = api.createFile("e:/sub/../sub/a.bin", GENERIC_WRITE, 0, CREATE_ALWAYS, 0);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    const std::vector<char> data(6000, 'x');
+    DWORD done = 0;
+    EXPECT_TRUE(api.writeFile(file, data.data(), 6000, &done, nullptr));
+    EXPECT_EQ(freeBytes(), 2192u);
+    SetLastError(0);
+    EXPECT_FALSE(api.writeFile(file, data.data(), 2193, &done, nullptr)) << "one byte more than is free";
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
+    EXPECT_EQ(done, 0u);
+    LARGE_INTEGER start{};
+    EXPECT_TRUE(api.setFilePointerEx(file, start, nullptr, FILE_BEGIN));
+    EXPECT_TRUE(api.writeFile(file, data.data(), 6000, &done, nullptr)) << "overwriting costs nothing";
+    EXPECT_TRUE(api.writeFile(file, data.data(), 2192, &done, nullptr)) << "exactly what is free";
+    EXPECT_TRUE(api.closeHandle(file));
+    EXPECT_EQ(freeBytes(), 0u);
+    EXPECT_EQ(std::filesystem::file_size(installed.stateFile("volumes\\E\\sub\\a.bin")), 8192u);
+
+    std::vector<zel::FoundFile> found;
+    ASSERT_TRUE(api.findFiles("E:\\sub", &found));
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].name, "a.bin");
+    EXPECT_EQ(found[0].size, 8192u);
+    EXPECT_TRUE(api.deleteFile("E:\\sub\\a.bin"));
+    EXPECT_EQ(freeBytes(), 8192u) << "a deleted file gives its space back";
+
+    for (const char* refused : {"C:\\x.bin", "F:\\x.bin"}) {
+        SetLastError(0);
+        EXPECT_EQ(api.createFile(refused, GENERIC_WRITE, 0, CREATE_ALWAYS, 0), INVALID_HANDLE_VALUE) << refused;
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND)) << "no volume there in a dry run";
+    }
+    EXPECT_FALSE(api.deleteFile("C:\\windows\\win.ini"));
+    EXPECT_EQ(api.createFile("E:\\a?b", GENERIC_WRITE, 0, CREATE_ALWAYS, 0), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_NAME));
 }
