@@ -61,6 +61,7 @@ ErrorCode PowerCycleFlow::attempt(bool graceful) {
     sleepSeconds(job_.offDelaySeconds);
     if (!waitUntilGone()) {
         logWarning("[%s] Disk%d is still present after power off", name(), dutNumber_);
+        switchPower(true);  // whatever the switch does power comes back
         setLastError(err::kPowerCycleFlow);
         return err::kPowerCycleFlow;
     }

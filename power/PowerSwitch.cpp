@@ -30,7 +30,11 @@ bool PowerSwitch::send(const BoardCdb& cdb, uint8_t* buffer) {
     std::copy(cdb.bytes.begin(), cdb.bytes.end(), command.cdb);
     command.direction = scsidir::kIn;
     command.timeout = 0;  // the route's default
-    return board_.protocol()->sendCommand(static_cast<uint32_t>(board_.number()), buffer, cdb.dataSize, &command);
+    if (board_.protocol()->sendCommand(static_cast<uint32_t>(board_.number()), buffer, cdb.dataSize, &command))
+        return true;
+    // A board that answers with a bad status leaves no Windows error.
+    if (lastError() == 0) setLastError(err::kScsiStatus);
+    return false;
 }
 
 std::unique_ptr<PowerSwitch> createPowerSwitch(BoardClass board, DiskBase& disk) {
