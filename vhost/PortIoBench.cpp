@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/TextFormat.h"
+#include "vhost/VirtualDisk.h"
 
 namespace zel {
 namespace vhost {
@@ -16,22 +17,6 @@ constexpr uint32_t kPmCap = 0x40;
 constexpr uint32_t kPcieCap = 0x70;
 
 uint8_t toBcd(int value) { return static_cast<uint8_t>((value / 10) << 4 | (value % 10)); }
-
-// NVMe controller registers that the tool reads: CAP, VS, CC, CSTS.
-uint32_t controllerRegister(uint32_t offset, uint32_t cc) {
-    switch (offset) {
-        case 0x00: return 0x3C033FFF;  // CAP: MQES 0x3FFF, contiguous queues, 30 s ready time-out
-        case 0x04: return 0x00000020;  // CAP high: NVM command set
-        case 0x08: return 0x00010400;  // VS 1.4
-        case 0x14: return cc;
-        case 0x1C: {
-            const uint32_t ready = cc & 0x1;
-            const uint32_t shutdown = (cc >> 14) & 0x3 ? 0x2u << 2 : 0;  // SHST complete after SHN
-            return ready | shutdown;
-        }
-        default: return 0;
-    }
-}
 
 std::vector<std::string> readLines(const std::string& path) {
     std::vector<std::string> lines;
@@ -55,9 +40,10 @@ size_t keepLastLines(const std::string& path, size_t count) {
 
 }  // namespace
 
-PortIoBench::PortIoBench(const HostDescription& host) : host_(host) {
+PortIoBench::PortIoBench(const HostDescription& host, DiskFinder diskOf) : host_(host), diskOf_(std::move(diskOf)) {
     for (const DiskDescription& disk : host_.disks)
-        if (disk.pci.present && !disk.absent) controllers_.push_back({&disk, 0x00460001, {}});
+        if (disk.pci.present && !disk.absent)
+            controllers_.push_back({&disk, NvmeRegisters(disk.shutdownAttempts), {}});
 }
 
 uint32_t PortIoBench::configDword(const PciDescription& pci, uint64_t bar0, uint32_t offset) {
@@ -164,7 +150,8 @@ bool PortIoBench::readPhysical(uint64_t address, uint32_t* value) {
     uint32_t offset = 0;
     Controller* controller = open ? controllerOwning(address, &offset) : nullptr;
     if (!controller) return false;
-    *value = controllerRegister(offset, controller->cc);
+    VirtualDisk* disk = diskOf_ ? diskOf_(controller->disk->number) : nullptr;
+    *value = disk ? disk->readControllerRegister(offset) : controller->registers.read(offset);
     return true;
 }
 
@@ -172,7 +159,10 @@ bool PortIoBench::writePhysical(uint64_t address, uint32_t value) {
     uint32_t offset = 0;
     Controller* controller = open ? controllerOwning(address, &offset) : nullptr;
     if (!controller) return false;
-    if (offset == 0x14) controller->cc = value;
+    if (VirtualDisk* disk = diskOf_ ? diskOf_(controller->disk->number) : nullptr)
+        disk->writeControllerRegister(offset, value);
+    else
+        controller->registers.write(offset, value);
     return true;
 }
 

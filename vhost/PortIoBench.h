@@ -1,14 +1,18 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "vhost/HostDescription.h"
+#include "vhost/NvmeRegisters.h"
 
 namespace zel {
 namespace vhost {
+
+class VirtualDisk;
 
 struct PortWrite {
     uint16_t port = 0;
@@ -24,7 +28,10 @@ struct PortWrite {
 // most recent writes).
 class PortIoBench {
 public:
-    explicit PortIoBench(const HostDescription& host);
+    // diskOf finds the emulated disk behind a controller, whose registers
+    // follow its power; without it each controller keeps registers of its own.
+    using DiskFinder = std::function<VirtualDisk*(int number)>;
+    explicit PortIoBench(const HostDescription& host, DiskFinder diskOf = nullptr);
 
     bool driverInstalled() const { return host_.portIoDriver; }
     bool open = false;
@@ -44,7 +51,7 @@ public:
 private:
     struct Controller {
         const DiskDescription* disk;
-        uint32_t cc = 0x00460001;
+        NvmeRegisters registers;
         std::map<uint32_t, uint32_t> configWrites;
     };
 
@@ -55,6 +62,7 @@ private:
     void appendToLog(const std::string& line);
 
     const HostDescription& host_;
+    DiskFinder diskOf_;
     std::vector<Controller> controllers_;
     uint32_t configAddress_ = 0;
     uint8_t cmosIndex_ = 0;

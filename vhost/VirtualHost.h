@@ -20,6 +20,7 @@ namespace zel {
 namespace vhost {
 
 class PortIoBench;
+class PowerBoard;
 
 // What the host decoded from the last request's raw bytes, for tests and
 // for the dry-run log.
@@ -105,6 +106,8 @@ public:
     std::string toolPath(const std::string& fileName, ToolHome home) override;
 
     VirtualDisk* disk(int number);
+    // The power-switch board answering on a disk, if any.
+    PowerBoard* board(int diskNumber);
     const HostDescription& description() const { return description_; }
     HostState& state() { return state_; }
     DecodedRequest lastRequest();
@@ -119,6 +122,7 @@ protected:
         DWORD access = 0;
         uint64_t position = 0;
         bool overlappedIo = false;  // opened with FILE_FLAG_OVERLAPPED
+        bool writeThrough = false;  // FILE_FLAG_WRITE_THROUGH: writes with forced unit access
     };
 
     OpenHandle* find(HANDLE handle);
@@ -166,6 +170,7 @@ private:
         DWORD size = 0;
         uint64_t offset = 0;
         bool write = false;
+        bool forceUnitAccess = false;
         DWORD error = ERROR_SUCCESS;  // refused at once
         bool hangs = false;           // a timeout fault: it never completes by itself
         std::chrono::microseconds latency{0};
@@ -191,6 +196,8 @@ private:
     HostState state_;
     SystemChanges changes_;
     std::vector<std::unique_ptr<VirtualDisk>> disks_;
+    std::vector<std::unique_ptr<PowerBoard>> boards_;
+    void wireBoards();
     std::map<HANDLE, OpenHandle> handles_;
     Win32DeviceApi passThrough_;
     DecodedRequest last_;

@@ -6,7 +6,7 @@ namespace zel {
 namespace vhost {
 
 PortIoBench& VirtualHost::portIoBench() {
-    if (!portIo_) portIo_ = std::make_unique<PortIoBench>(description_);
+    if (!portIo_) portIo_ = std::make_unique<PortIoBench>(description_, [this](int number) { return disk(number); });
     return *portIo_;
 }
 
