@@ -6,6 +6,7 @@
 #include "core/Logger.h"
 #include "io/RwEngine.h"
 #include "io/WorkloadRun.h"
+#include "power/SystemPower.h"
 #include "smart/SmartRun.h"
 
 namespace {
@@ -27,7 +28,19 @@ bool ActionPowerSwitch::init(const zel::ParseResult& options) {
     return acceptJob(zel::readPowerJob(options, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionPowerSwitch::execute(const zel::ParseResult&) { return notYetSupported(); }
+// The system transitions run here until the power-cycle dispatcher lands.
+zel::ErrorCode ActionPowerSwitch::execute(const zel::ParseResult&) {
+    switch (job_.control) {
+        case zel::PowerControl::CpuReset:
+        case zel::PowerControl::ColdBoot:
+        case zel::PowerControl::Reboot:
+        case zel::PowerControl::Shutdown:
+        case zel::PowerControl::S3:
+        case zel::PowerControl::S4:
+        case zel::PowerControl::D3Hot: return zel::runSystemPower(job_, *disk_);
+        default: return notYetSupported();
+    }
+}
 
 bool ActionRw::init(const zel::ParseResult& options) {
     if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);

@@ -26,6 +26,13 @@ VirtualDisk::VirtualDisk(const DiskDescription& description, HostState& state)
 
 VirtualDisk::~VirtualDisk() = default;
 
+void VirtualDisk::countPowerCycle(PowerLoss loss) {
+    DiskCounters& c = counters();
+    ++c.powerCycles;
+    if (loss == PowerLoss::Unsafe) ++c.unsafeShutdowns;
+    countersChanged();
+}
+
 bool VirtualDisk::admitRequest() {
     if (vanished_) return false;
     const FaultDescription* vanish = faults_.find("vanish");

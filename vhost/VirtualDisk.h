@@ -16,6 +16,10 @@ class AtaDevice;
 class ScsiTarget;
 class NvmeController;
 
+// How a disk lost its power: after a shutdown notification or an orderly
+// operating-system shutdown, or abruptly.
+enum class PowerLoss { Graceful, Unsafe };
+
 // One disk of the host: its description, contents, counters and faults,
 // and the device that answers its commands (ATA, SCSI or NVMe).
 class VirtualDisk {
@@ -34,6 +38,10 @@ public:
     bool hidden() {
         return description_.absent || faults_.has("absent") || vanished_ || controllerOff_ || !counters().powered;
     }
+    // One power cycle, off and on again: counts powerCycles, and an unsafe
+    // loss also unsafeShutdowns. Every power transition of the host and of
+    // the power switches counts through here.
+    void countPowerCycle(PowerLoss loss);
     // Its controller was disabled or removed (devcon).
     void setControllerOff(bool off) { controllerOff_ = off; }
     bool controllerOff() const { return controllerOff_; }
