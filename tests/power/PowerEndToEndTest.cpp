@@ -139,18 +139,25 @@ TEST(PowerEndToEnd, RebootAndShutdownFailWhenTheHostSurvives) {
 
 TEST(PowerEndToEnd, SuspendResumesAndOtherControlsAreNotYetSupported) {
     PowerRun power;
-    auto s4 = power.run("s4", "--sleepdelay 5");
-    EXPECT_EQ(s4.exitCode, 0u) << s4.output;
-    EXPECT_TRUE(has(s4.output, "INFO     Resumed from S4 after")) << s4.output;
+    auto s3 = power.run("s3", "--sleepdelay 5");
+    EXPECT_EQ(s3.exitCode, 0u) << s3.output;
+    EXPECT_TRUE(has(s3.output, "INFO     Entering S3...\r\n")) << s3.output;
+    EXPECT_TRUE(has(s3.output, "INFO     Wake-up timer 5 seconds"));
+    EXPECT_TRUE(has(s3.output, "INFO     Resumed from S3 after"));
+    EXPECT_EQ(power.run("s4").exitCode, 0u);
     auto d3 = power.run("d3hot", "--sleepdelay 0");
     EXPECT_EQ(d3.exitCode, 0u) << d3.output;
     auto on = power.run("on");
     EXPECT_EQ(on.exitCode, 0x20000003u) << on.output;
     const auto events = power.events();
-    ASSERT_EQ(events.size(), 3u);
-    EXPECT_EQ(events[0]["event"], "S4");
+    ASSERT_EQ(events.size(), 4u);
+    EXPECT_EQ(events[0]["event"], "S3");
     EXPECT_EQ(events[0]["wakeTimerSeconds"], 5);
-    EXPECT_EQ(events[1]["event"], "D3hot");
-    EXPECT_EQ(events[1]["disk"], 1);
-    EXPECT_EQ(events[2]["event"], "D0");
+    EXPECT_EQ(events[1]["event"], "S4");
+    EXPECT_EQ(events[1]["wakeTimerSeconds"], 60) << "--sleepdelay defaults to 60";
+    EXPECT_EQ(events[1]["unsafeShutdowns"], json::array());
+    EXPECT_EQ(events[2]["event"], "D3hot");
+    EXPECT_EQ(events[2]["disk"], 1);
+    EXPECT_EQ(events[3]["event"], "D0");
+    EXPECT_EQ(power.counters()["disks"]["0"]["powerCycles"], 2);
 }

@@ -17,24 +17,6 @@ struct Cmos {
 
 }  // namespace
 
-TEST(PlatformPower, S5EntryRecordsTheAlarmAndPowerCyclesAbruptly) {
-    PlatformPower platform;
-    Cmos cmos;
-    platform.write(0x1800, 0x04000000, std::ref(cmos));  // RTC_EN
-    EXPECT_TRUE(platform.takeTransitions().empty());
-    platform.write(0x1804, 0x00003C01, std::ref(cmos));
-    auto taken = platform.takeTransitions();
-    ASSERT_EQ(taken.size(), 1u);
-    EXPECT_EQ(taken[0].event, "S5");
-    EXPECT_EQ(taken[0].details["rtcAlarm"], "00:00:10");
-    EXPECT_EQ(taken[0].details["alarmArmed"], true);
-    EXPECT_EQ(taken[0].effect, PowerTransition::Effect::UnsafeCycle);
-    EXPECT_TRUE(platform.takeTransitions().empty()) << "taken once";
-    // The platform started again: SLP_EN is gone, the alarm's status is up.
-    EXPECT_EQ(platform.read(0x1804), 0x1u);
-    EXPECT_EQ(platform.read(0x1800) & 0x8400u, 0x8400u);
-}
-
 TEST(PlatformPower, AlarmIsArmedOnlyWithBothEnables) {
     for (bool aie : {false, true})
         for (bool rtcEn : {false, true}) {
@@ -62,16 +44,6 @@ TEST(PlatformPower, OtherPm1WritesDoNotPowerOff) {
     EXPECT_EQ(taken[0].effect, PowerTransition::Effect::None);
 }
 
-TEST(PlatformPower, Pm1StatusClearsByWritingOnes) {
-    PlatformPower platform;
-    Cmos cmos;
-    EXPECT_EQ(platform.read(0x1800), 0x8000u);
-    platform.write(0x1800, 0x00000000, std::ref(cmos));
-    EXPECT_EQ(platform.read(0x1800), 0x8000u) << "writing 0 leaves a status bit";
-    platform.write(0x1800, 0x04008000, std::ref(cmos));
-    EXPECT_EQ(platform.read(0x1800), 0x04000000u);
-}
-
 TEST(PlatformPower, ResetControlFiresOnTheRisingEdgeOfRstCpu) {
     PlatformPower platform;
     Cmos cmos;
@@ -90,16 +62,4 @@ TEST(PlatformPower, ResetControlFiresOnTheRisingEdgeOfRstCpu) {
     ASSERT_EQ(warm.size(), 1u);
     EXPECT_EQ(warm[0].details["reset"], "warm");
     EXPECT_EQ(warm[0].effect, PowerTransition::Effect::None);
-}
-
-TEST(PlatformPower, InterruptMasksReadBackWhatWasWritten) {
-    PlatformPower platform;
-    Cmos cmos;
-    EXPECT_TRUE(PlatformPower::owns(0x21) && PlatformPower::owns(0xA1) && !PlatformPower::owns(0x20));
-    EXPECT_EQ(platform.read(0xA1), 0xFFu);
-    platform.write(0xA1, 0xFE, std::ref(cmos));
-    platform.write(0x21, 0xFB, std::ref(cmos));
-    EXPECT_EQ(platform.read(0xA1), 0xFEu);
-    EXPECT_EQ(platform.read(0x21), 0xFBu);
-    EXPECT_TRUE(platform.takeTransitions().empty());
 }
