@@ -47,13 +47,8 @@ ErrorCode SataPowerCycleFlow::prepare() {
     return 0;
 }
 
-ErrorCode NvmePowerCycleFlow::prepare() {
-    const ErrorCode code = notifyNvmeShutdown(dut());
-    if (code == 0) return 0;
-    logWarning("Failed to set shutdown notification");
-    setLastError(code);
-    return code;
-}
+// The notification logs its own failure.
+ErrorCode NvmePowerCycleFlow::prepare() { return notifyNvmeShutdown(dut()); }
 
 ErrorCode UsbPowerCycleFlow::prepare() {
     logInfo("[%s] Synchronize cache and stop the unit before power off", name());

@@ -15,6 +15,7 @@ namespace {
 
 constexpr uint32_t kPmCap = 0x40;
 constexpr uint32_t kPcieCap = 0x70;
+constexpr uint32_t kD3Hot = 3;
 
 uint8_t toBcd(int value) { return static_cast<uint8_t>((value / 10) << 4 | (value % 10)); }
 
@@ -125,6 +126,8 @@ bool PortIoBench::readPort(uint16_t port, uint32_t* value, uint8_t size) {
         *value = (dword >> (8 * (port - 0xCFC))) & mask;
     } else if (port == 0x71) {
         *value = cmosRead(cmosIndex_ & 0x7F);
+    } else if (PlatformPower::owns(port)) {
+        *value = platform_.read(port) & mask;
     } else {
         *value = 0xFFFFFFFF & mask;
     }
@@ -137,11 +140,13 @@ bool PortIoBench::writePort(uint16_t port, uint32_t value, uint8_t size) {
     if (port == 0xCF8 && size == 4) {
         configAddress_ = value;
     } else if (port == 0xCFC) {
-        if (Controller* controller = controllerAt(configAddress_)) controller->configWrites[configAddress_ & 0xFC] = value;
+        if (Controller* controller = controllerAt(configAddress_)) configWrite(*controller, configAddress_ & 0xFC, value);
     } else if (port == 0x70) {
         cmosIndex_ = static_cast<uint8_t>(value);
     } else if (port == 0x71) {
         cmos_[cmosIndex_ & 0x7F] = static_cast<uint8_t>(value);
+    } else if (PlatformPower::owns(port)) {
+        platform_.write(port, value, [this](uint8_t index) { return cmosRead(index); });
     }
     return true;
 }
@@ -150,6 +155,11 @@ bool PortIoBench::readPhysical(uint64_t address, uint32_t* value) {
     uint32_t offset = 0;
     Controller* controller = open ? controllerOwning(address, &offset) : nullptr;
     if (!controller) return false;
+    // In D3hot the function decodes no memory: reads come back all ones.
+    if (powerStateOf(controller->configWrites) == kD3Hot) {
+        *value = 0xFFFFFFFF;
+        return true;
+    }
     VirtualDisk* disk = diskOf_ ? diskOf_(controller->disk->number) : nullptr;
     *value = disk ? disk->readControllerRegister(offset) : controller->registers.read(offset);
     return true;
@@ -164,6 +174,50 @@ bool PortIoBench::writePhysical(uint64_t address, uint32_t value) {
     else
         controller->registers.write(offset, value);
     return true;
+}
+
+uint32_t PortIoBench::powerStateOf(const std::map<uint32_t, uint32_t>& configWrites) {
+    auto pmcsr = configWrites.find(kPmCap + 4);
+    return pmcsr == configWrites.end() ? 0 : pmcsr->second & 3;
+}
+
+void PortIoBench::configWrite(Controller& controller, uint32_t offset, uint32_t value) {
+    const uint32_t before = powerStateOf(controller.configWrites);
+    controller.configWrites[offset] = value;
+    const uint32_t after = powerStateOf(controller.configWrites);
+    if (offset != kPmCap + 4 || after == before) return;
+    PowerTransition t;
+    t.event = after == kD3Hot ? "D3hot" : formatText("D%u", after);
+    t.details["disk"] = controller.disk->number;
+    t.details["from"] = before == kD3Hot ? "D3hot" : formatText("D%u", before);
+    t.details["pmcsr"] = formatText("0x%08X", value);
+    transitions_.push_back(t);
+}
+
+std::vector<PowerTransition> PortIoBench::takeTransitions() {
+    std::vector<PowerTransition> taken;
+    taken.swap(transitions_);
+    for (PowerTransition& t : platform_.takeTransitions()) taken.push_back(std::move(t));
+    return taken;
+}
+
+bool PortIoBench::shutdownNotified(int diskNumber) const {
+    for (const Controller& controller : controllers_) {
+        if (controller.disk->number != diskNumber) continue;
+        VirtualDisk* disk = diskOf_ ? diskOf_(diskNumber) : nullptr;
+        const uint32_t cc = disk ? disk->readControllerRegister(NvmeRegisters::kCc)
+                                 : controller.registers.read(NvmeRegisters::kCc);
+        return ((cc >> 14) & 3) != 0;
+    }
+    return false;
+}
+
+void PortIoBench::powerOnReset() {
+    for (Controller& controller : controllers_) {
+        controller.registers.reset();
+        controller.configWrites.clear();
+        if (VirtualDisk* disk = diskOf_ ? diskOf_(controller.disk->number) : nullptr) disk->resetController();
+    }
 }
 
 void PortIoBench::record(uint16_t port, uint32_t value, uint8_t size) {

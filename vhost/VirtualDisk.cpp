@@ -38,6 +38,13 @@ VirtualDisk::VirtualDisk(const DiskDescription& description, HostState& state)
 
 VirtualDisk::~VirtualDisk() = default;
 
+void VirtualDisk::countPowerCycle(PowerLoss loss) {
+    DiskCounters& c = counters();
+    ++c.powerCycles;
+    if (loss == PowerLoss::Unsafe) ++c.unsafeShutdowns;
+    countersChanged();
+}
+
 bool VirtualDisk::admitRequest() {
     if (vanished_ || !counters().powered) return false;
     const FaultDescription* vanish = faults_.find("vanish");

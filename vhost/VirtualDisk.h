@@ -19,6 +19,10 @@ class ScsiTarget;
 class NvmeController;
 class PowerBoard;
 
+// How a disk lost its power: after a shutdown notification or an orderly
+// operating-system shutdown, or abruptly.
+enum class PowerLoss { Graceful, Unsafe };
+
 // One disk of the host: its description, contents, counters and faults,
 // and the device that answers its commands (ATA, SCSI or NVMe).
 class VirtualDisk {
@@ -37,6 +41,10 @@ public:
     bool hidden() {
         return description_.absent || faults_.has("absent") || vanished_ || controllerOff_ || !poweredAndReady();
     }
+    // One power cycle, off and on again: counts powerCycles, and an unsafe
+    // loss also unsafeShutdowns. Every power transition of the host and of
+    // the power switches counts through here.
+    void countPowerCycle(PowerLoss loss);
     // Its controller was disabled or removed (devcon).
     void setControllerOff(bool off) { controllerOff_ = off; }
     bool controllerOff() const { return controllerOff_; }
@@ -57,6 +65,8 @@ public:
     // BAR0 registers of an NVMe controller; all ones without power.
     uint32_t readControllerRegister(uint32_t offset);
     void writeControllerRegister(uint32_t offset, uint32_t value);
+    // The controller's registers as at power-on (a host power transition).
+    void resetController() { registers_.reset(); }
     // The marker sector of a first-generation PCIe board reaches its board.
     void attachBoard(PowerBoard* board) { board_ = board; }
     bool vanished() const { return vanished_; }

@@ -31,7 +31,8 @@ VirtualHost::VirtualHost(const HostDescription& description, DWORD missingError)
     : description_(description),
       state_(description.stateFolder),
       changes_(description.stateFolder),
-      missingError_(missingError) {
+      missingError_(missingError),
+      powerLog_(description.stateFolder) {
     state_.setClockOffset(description_.clockOffsetSeconds);
     for (const DiskDescription& disk : description_.disks)
         disks_.push_back(std::make_unique<VirtualDisk>(disk, state_));

@@ -12,6 +12,8 @@
 #include "core/Win32DeviceApi.h"
 #include "vhost/HostDescription.h"
 #include "vhost/HostState.h"
+#include "vhost/PlatformPower.h"
+#include "vhost/PowerEventLog.h"
 #include "vhost/SystemChanges.h"
 #include "vhost/TimedQueue.h"
 #include "vhost/VirtualDisk.h"
@@ -104,6 +106,15 @@ public:
     // The description's tools folder holds the stand-ins of the external
     // tools, whatever the home of the real ones.
     std::string toolPath(const std::string& fileName, ToolHome home) override;
+
+    // System power (VirtualHostPower.cpp): recorded in power-events.log and
+    // answered at once, as the real calls answer once the machine is back.
+    BOOL exitWindows(UINT flags, DWORD reason) override;
+    int runShutdownCommand(const char* commandLine) override;
+    BOOL setWakeTimer(uint32_t seconds) override;
+    BOOL setSuspendState(BOOL hibernate, BOOL force, BOOL wakeEventsDisabled) override;
+    // The power-events.log lines this host wrote.
+    std::vector<std::string> powerEvents();
 
     VirtualDisk* disk(int number);
     // The power-switch board answering on a disk, if any.
@@ -211,6 +222,13 @@ private:
     void refreshChanges();
     HANDLE openVolume(char letter, DWORD access);
     BOOL volumeIoctl(OpenHandle& entry, DWORD code, uint8_t* out, DWORD outSize, DWORD* returned);
+
+    // Power transitions (VirtualHostPower.cpp): logged, and a power cycle of
+    // every disk that has power when the transition says so.
+    void applyTransition(const PowerTransition& transition);
+    void applyPortTransitions();
+    PowerEventLog powerLog_;
+    int64_t wakeTimerSeconds_ = -1;  // none armed
 
     // The port-I/O driver (VirtualHostPortIo.cpp).
     PortIoBench& portIoBench();
