@@ -7,17 +7,11 @@
 #include "io/CmdRun.h"
 #include "io/RwEngine.h"
 #include "io/WorkloadRun.h"
+#include "power/PowerRun.h"
 #include "smart/SmartRun.h"
 
 namespace {
 const char* const kMissDisk = "Miss some options (diskid/diskmodel/disksn/diskpattern)!";
-
-// The actions' run steps arrive with their subsystems; until then a run that
-// gets past init says so instead of doing nothing.
-zel::ErrorCode notYetSupported() {
-    zel::setLastError(zel::err::kNotSupported);
-    return zel::err::kNotSupported;
-}
 
 }  // namespace
 
@@ -25,10 +19,16 @@ bool ActionPowerSwitch::init(const zel::ParseResult& options) {
     if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);
     if (!options.has("pwrctrl")) return missOptions("Miss some options (pwrctrl)!");
     if (!options.has("pwrid") && !options.has("pwrmodel")) return missOptions("Miss some options (pwrid/pwrmodel)!");
-    return acceptJob(zel::readPowerJob(options, &job_)) && selectDisk(job_.disk);
+    if (!acceptJob(zel::readPowerJob(options, &job_))) return false;
+    // A DUT whose power is off is not in the list; the switch alone can
+    // still turn it on, or measure.
+    return selectDisk(job_.disk) || (zel::lastError() == zel::err::kDiskNotFound &&
+                                     zel::controlNeedsOnlySwitch(job_.control));
 }
 
-zel::ErrorCode ActionPowerSwitch::execute(const zel::ParseResult&) { return notYetSupported(); }
+zel::ErrorCode ActionPowerSwitch::execute(const zel::ParseResult&) {
+    return disk_ ? zel::runPower(job_, *disk_) : zel::runPowerWithoutDut(job_);
+}
 
 bool ActionRw::init(const zel::ParseResult& options) {
     if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);

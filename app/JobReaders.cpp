@@ -110,7 +110,7 @@ std::optional<OptionProblem> readPowerJob(const ParseResult& args, PowerJob* job
     job->offTimeoutSeconds = r.amount("pwroffto", 0);
     job->onDelaySeconds = r.amount("pwrondelay", 0);
     job->onTimeoutSeconds = r.amount("pwronto", 0);
-    job->sleepDelaySeconds = r.amount("sleepdelay", 0);
+    job->sleepDelaySeconds = r.amount("sleepdelay", job->sleepDelaySeconds);
     job->commandDelaySeconds = r.amount("pwrcmddelay", 0);
     job->shortCycles = static_cast<uint32_t>(r.number("shortcycle", 0, UINT32_MAX));
     job->shortCycleIntervalMs = static_cast<uint32_t>(r.number("shortcycleintv", 0, UINT32_MAX));

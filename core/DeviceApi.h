@@ -41,7 +41,7 @@ struct FoundFile {
 };
 
 // The kernel seam: every access to a storage device, an I/O port or physical
-// memory goes through here. Operations mirror the Windows calls and report
+// memory, and every power transition of the machine, goes through here. Operations mirror the Windows calls and report
 // failure the Windows way (FALSE / INVALID_HANDLE_VALUE + GetLastError).
 class DeviceApi {
 public:
@@ -88,6 +88,19 @@ public:
     // seam so that a dry run never starts the machine's own tools. Empty,
     // with the Windows last error set, when there is none.
     virtual std::string toolPath(const std::string& fileName, ToolHome home) = 0;
+
+    // System power: transitions of the machine itself. A virtual host
+    // simulates and records them, then returns as the real call does once
+    // the machine is back (or, for reboot and shutdown, as if it refused).
+    // ExitWindowsEx, with the shutdown privilege enabled first.
+    virtual BOOL exitWindows(UINT flags, DWORD reason) = 0;
+    // Runs the system's shutdown command line ("shutdown -s -t 0"); its result.
+    virtual int runShutdownCommand(const char* commandLine) = 0;
+    // A timer that wakes the machine from sleep or hibernation the given
+    // seconds from now (SetWaitableTimer with resume); one per process.
+    virtual BOOL setWakeTimer(uint32_t seconds) = 0;
+    // SetSuspendState: S3, or S4 when hibernate; returns after the wake.
+    virtual BOOL setSuspendState(BOOL hibernate, BOOL force, BOOL wakeEventsDisabled) = 0;
 
     // Seconds the host's clock runs ahead of the machine's: 0 on a real
     // host; a virtual host can move its clock to let hours pass in a dry run.

@@ -37,11 +37,17 @@ public:
 
     std::string toolPath(const std::string& fileName, ToolHome home) override;
 
+    BOOL exitWindows(UINT flags, DWORD reason) override;
+    int runShutdownCommand(const char* commandLine) override;
+    BOOL setWakeTimer(uint32_t seconds) override;
+    BOOL setSuspendState(BOOL hibernate, BOOL force, BOOL wakeEventsDisabled) override;
+
 private:
     bool mapPhysical(uint64_t address, void** linear, void* mapping);
     void unmapPhysical(void* mapping);
 
     HANDLE portIoDevice_ = INVALID_HANDLE_VALUE;
+    HANDLE wakeTimer_ = nullptr;
 };
 
 // The device interface classes, as text and as parsed into a GUID.

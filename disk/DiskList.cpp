@@ -12,15 +12,15 @@
 #include "protocol/ProtocolRegistry.h"
 
 namespace zel {
-namespace {
-
-bool patternMatches(const DiskBase& disk, const std::string& pattern) {
+bool diskMatchesPattern(const DiskBase& disk, const std::string& pattern) {
     std::vector<uint8_t> sector;
     if (!disk.readFirstSector(&sector) || sector.size() <= 16) return false;
     std::string text;
     for (size_t i = 16; i < sector.size() && sector[i] != 0; ++i) text.push_back(static_cast<char>(sector[i]));
     return text == pattern;
 }
+
+namespace {
 
 bool readPcie(const DiskIdentity& id, PcieInfo* info) {
     PortIoDriver& driver = PortIoDriver::instance();
@@ -136,7 +136,7 @@ bool DiskList::pcieFromConfiguration(DiskBase* disk) const {
 DiskBase* DiskList::findDisk(const DiskSelector& selector) const {
     if (!selector.pattern.empty())
         for (const auto& disk : disks_)
-            if (patternMatches(*disk, selector.pattern)) return disk.get();
+            if (diskMatchesPattern(*disk, selector.pattern)) return disk.get();
     if (!selector.serial.empty())
         for (const auto& disk : disks_)
             if (disk->serialNumber() == selector.serial) return disk.get();

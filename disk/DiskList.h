@@ -12,6 +12,10 @@
 
 namespace zel {
 
+// True when the first sector of the disk carries the pattern text at byte 16
+// (the --diskpattern selection).
+bool diskMatchesPattern(const DiskBase& disk, const std::string& pattern);
+
 // The process-wide list of the host's disks, built once on first use.
 class DiskList : private Uncopyable {
 public:

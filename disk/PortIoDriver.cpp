@@ -1,5 +1,8 @@
 #include "disk/PortIoDriver.h"
 
+#include <chrono>
+#include <thread>
+
 #include "core/DeviceApi.h"
 #include "core/ErrorCodes.h"
 #include "disk/PciConfig.h"
@@ -54,6 +57,27 @@ bool PortIoDriver::writePciConfig(uint32_t bus, uint32_t device, uint32_t functi
     std::lock_guard<std::mutex> guard(portLock_);
     return deviceApi().writePort(pci::kConfigAddressPort, pciConfigAddress(bus, device, function, offset), 4) &&
            deviceApi().writePort(pci::kConfigDataPort, value, 4);
+}
+
+namespace {
+constexpr uint16_t kCmosIndexPort = 0x70;
+constexpr uint16_t kCmosDataPort = 0x71;
+}  // namespace
+
+bool PortIoDriver::readCmos(uint8_t index, uint8_t* value) {
+    std::lock_guard<std::mutex> guard(portLock_);
+    uint32_t data = 0;
+    if (!deviceApi().writePort(kCmosIndexPort, index, 1) || !deviceApi().readPort(kCmosDataPort, &data, 1))
+        return false;
+    *value = static_cast<uint8_t>(data);
+    return true;
+}
+
+bool PortIoDriver::writeCmos(uint8_t index, uint8_t value) {
+    std::lock_guard<std::mutex> guard(portLock_);
+    if (!deviceApi().writePort(kCmosIndexPort, index, 1)) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(cmosDelayMs_));
+    return deviceApi().writePort(kCmosDataPort, value, 1);
 }
 
 bool PortIoDriver::readPhysicalDword(uint64_t address, uint32_t* value) {

@@ -26,11 +26,20 @@ public:
     bool readPhysicalDword(uint64_t address, uint32_t* value);
     bool writePhysicalDword(uint64_t address, uint32_t value);
 
+    // CMOS/RTC registers behind index port 0x70 and data port 0x71. A data
+    // write follows its index write only when that one went through, after
+    // the CMOS delay that slow RTC parts need between the two.
+    bool readCmos(uint8_t index, uint8_t* value);
+    bool writeCmos(uint8_t index, uint8_t value);
+    uint32_t cmosDelayMs() const { return cmosDelayMs_; }
+    void setCmosDelayMs(uint32_t milliseconds) { cmosDelayMs_ = milliseconds; }
+
 private:
     PortIoDriver() = default;
 
     std::mutex portLock_;
     bool tried_ = false;
+    uint32_t cmosDelayMs_ = 1;
 };
 
 }  // namespace zel

@@ -7,8 +7,11 @@
 
 namespace zel {
 
-// What --pwrctrl asks for.
-enum class PowerControl { On, Off, Measure, Voltage, Gsd, Ugsd, CpuReset, ColdBoot, Reboot, S3, S4, D3Hot, Unknown };
+// What --pwrctrl asks for. "shutdown" is accepted although the option's
+// help text does not list it.
+enum class PowerControl {
+    On, Off, Measure, Voltage, Gsd, Ugsd, CpuReset, ColdBoot, Reboot, S3, S4, D3Hot, Shutdown, Unknown
+};
 
 PowerControl powerControlFromText(const std::string& text);
 
@@ -25,7 +28,7 @@ struct PowerJob {
     double offTimeoutSeconds = 0;
     double onDelaySeconds = 0;
     double onTimeoutSeconds = 0;
-    double sleepDelaySeconds = 0;
+    double sleepDelaySeconds = 60;  // RTC alarm, wake timer, time in D3hot
     double commandDelaySeconds = 0;
     uint32_t shortCycles = 0;
     uint32_t shortCycleIntervalMs = 0;

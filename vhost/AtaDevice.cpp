@@ -12,7 +12,11 @@ namespace vhost {
 namespace {
 
 bool isRead(uint8_t command) { return command == 0x20 || command == 0x24 || command == 0xC8 || command == 0x25; }
-bool isWrite(uint8_t command) { return command == 0x30 || command == 0x34 || command == 0xCA || command == 0x35; }
+bool isWrite(uint8_t command) {
+    return command == 0x30 || command == 0x34 || command == 0xCA || command == 0x35 || command == 0x3D;
+}
+// WRITE DMA FUA EXT: on the media when it completes, whatever the cache.
+bool forcesUnitAccess(uint8_t command) { return command == 0x3D; }
 
 uint32_t sectorCountOf(const AtaTaskFile& taskFile) {
     if (taskFile.count != 0) return taskFile.ext ? taskFile.count : (taskFile.count & 0xFF);
@@ -49,7 +53,9 @@ uint32_t AtaDevice::execute(AtaTaskFile& taskFile, uint8_t* data, uint32_t size)
         }
         case 0xB0: return smart(taskFile, data, size);
         case 0xE7:
-        case 0xEA: return disk_.image().flush() ? 0 : fail(taskFile, atastatus::kGood, atastatus::kAbort);
+        case 0xEA: return disk_.flushMedia() ? 0 : fail(taskFile, atastatus::kGood, atastatus::kAbort);
+        case 0xE0:  // STANDBY IMMEDIATE, and its old code
+        case 0x94: disk_.standby(); return 0;
         case 0x06: return trim(taskFile, data, size);
         default: break;
     }
@@ -87,7 +93,8 @@ uint32_t AtaDevice::readWrite(AtaTaskFile& taskFile, uint8_t* data, uint32_t siz
     if (lba * sectorSize + bytes > disk_.description().capacityBytes)
         return fail(taskFile, atastatus::kGood, 0x10);  // IDNF
     const VirtualDisk::MediaResult result =
-        write ? disk_.writeMedia(lba * sectorSize, data, bytes) : disk_.readMedia(lba * sectorSize, data, bytes);
+        write ? disk_.writeMedia(lba * sectorSize, data, bytes, nullptr, forcesUnitAccess(taskFile.command))
+              : disk_.readMedia(lba * sectorSize, data, bytes);
     switch (result) {
         case VirtualDisk::MediaResult::Ok: return static_cast<uint32_t>(bytes);
         case VirtualDisk::MediaResult::MediaError: return fail(taskFile, atastatus::kGood, atastatus::kUnc);

@@ -33,7 +33,8 @@ constexpr uint8_t kUnc = 0x40;
 constexpr uint8_t kIcrc = 0x80;
 }  // namespace atastatus
 
-// A SATA SSD: IDENTIFY, SMART, reads, writes, flush and TRIM.
+// A SATA SSD: IDENTIFY, SMART, reads, writes (WRITE DMA FUA EXT too), flush,
+// STANDBY IMMEDIATE and TRIM.
 class AtaDevice {
 public:
     explicit AtaDevice(VirtualDisk& disk) : disk_(disk) {}

@@ -1,5 +1,6 @@
 #include "vhost/HostDescription.h"
 
+#include <algorithm>
 #include <cctype>
 #include <fstream>
 #include <initializer_list>
@@ -29,6 +30,11 @@ constexpr uint64_t kMaxClockOffsetSeconds = 1000ull * 366 * 24 * 3600;
 constexpr uint32_t kErrorWriteFault = 29;  // ERROR_WRITE_FAULT
 // The 4096-byte answer holds an 8-byte head and 16-byte entries.
 constexpr size_t kMaxWriteTrimRanges = (4096 - 8) / 16;
+constexpr uint64_t kMaxPowerOnDelayMs = 600000;
+// What the PCIe board's measurement registers can hold: 16 bits of 1.25 mV
+// on the bus, 16 bits of 2.5 uV across the 0.02-ohm shunt.
+constexpr uint64_t kMaxBoardMillivolts = 80000;
+constexpr uint64_t kMaxBoardMilliamps = 8000;
 
 // Calls read(entry, where) for each entry of the list under key, which must
 // be an object. Entries of top-level lists are named without "host.".
@@ -374,6 +380,16 @@ void readFault(Reader& in, const json& f, const std::string& at, DiskDescription
     out->faults.push_back(fault);
 }
 
+void readPowerBehaviour(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
+    out->writeCache = in.text(disk, "writeCache", out->writeCache, where);
+    if (!oneOf(out->writeCache, {"none", "volatile", "torn"}))
+        in.fail(where + ".writeCache", "expected none, volatile or torn");
+    if (out->dataless && out->writeCache != "none") in.fail(where + ".writeCache", "a data-less disk keeps no data");
+    out->shutdownAttempts = in.field<uint32_t>(disk, "shutdownAttempts", out->shutdownAttempts, where);
+    out->powerOnDelayMs = static_cast<uint32_t>(in.number(disk, "powerOnDelayMs", 0, where, kMaxPowerOnDelayMs));
+    out->hostMemoryBuffer = in.flag(disk, "hostMemoryBuffer", false, where);
+}
+
 DiskDescription readDisk(Reader& in, const json& disk, const std::string& where) {
     DiskDescription out;
     readIdentity(in, disk, where, &out);
@@ -395,6 +411,7 @@ DiskDescription readDisk(Reader& in, const json& disk, const std::string& where)
     readWriteTrimRanges(in, disk, where, &out);
     readTrim(in, disk, where, &out);
     readDataPath(in, disk, where, &out);
+    readPowerBehaviour(in, disk, where, &out);
     readList(in, disk, "faults", where, [&](const json& f, const std::string& at) { readFault(in, f, at, &out); });
     return out;
 }
@@ -402,7 +419,13 @@ DiskDescription readDisk(Reader& in, const json& disk, const std::string& where)
 PowerSwitchDescription readPowerSwitch(Reader& in, const json& b, const std::string& at) {
     PowerSwitchDescription board;
     board.kind = in.text(b, "kind", "", at);
+    if (!oneOf(board.kind, {"SataHX410V1", "SataHX410V2", "PcieHX410V1", "PcieHX410V2", "JMicronS583"}))
+        in.fail(at + ".kind", "unknown power-switch kind \"" + board.kind + "\"");
+    if (!b.contains("disk")) in.fail(at + ".disk", "a power switch answers on its own disk");
     board.diskNumber = b.contains("disk") ? static_cast<int>(in.number(b, "disk", 0, at, kMaxDiskNumber)) : -1;
+    board.failCommands = in.flag(b, "failCommands", false, at);
+    board.millivolts = static_cast<uint32_t>(in.number(b, "millivolts", board.millivolts, at, kMaxBoardMillivolts));
+    board.milliamps = static_cast<uint32_t>(in.number(b, "milliamps", board.milliamps, at, kMaxBoardMilliamps));
     board.port = in.text(b, "port", "", at);
     if (const json* powers = in.array(b, "powers", at)) {
         for (size_t i = 0; i < powers->size(); ++i) {
@@ -461,6 +484,22 @@ void checkControllerIds(Reader& in, const HostDescription& host) {
     }
 }
 
+// A board must answer on a described disk, and a disk has one power rail.
+void checkPowerSwitches(Reader& in, const HostDescription& host) {
+    std::vector<int> powered;
+    for (size_t i = 0; i < host.powerSwitches.size(); ++i) {
+        const PowerSwitchDescription& board = host.powerSwitches[i];
+        const std::string at = "powerSwitches[" + std::to_string(i) + "]";
+        if (board.diskNumber >= 0 && !host.disk(board.diskNumber))
+            in.fail(at + ".disk", "no disk " + std::to_string(board.diskNumber) + " is described");
+        for (int number : board.powers) {
+            if (std::find(powered.begin(), powered.end(), number) != powered.end())
+                in.fail(at + ".powers", "disk " + std::to_string(number) + " is powered by two switches");
+            powered.push_back(number);
+        }
+    }
+}
+
 }  // namespace
 
 const DiskDescription* HostDescription::disk(int number) const {
@@ -494,6 +533,7 @@ bool parseHostDescription(const std::string& text, HostDescription* host, std::s
     });
     checkUniqueNumbers(in, *host);
     checkControllerIds(in, *host);
+    checkPowerSwitches(in, *host);
     if (!in.ok()) *problem = in.problems().front();
     return in.ok();
 }

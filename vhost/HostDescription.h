@@ -155,6 +155,18 @@ struct DiskDescription {
     std::vector<FaultDescription> faults;
     bool absent = false;  // described but not seen by the host
 
+    // What happens to written data before a flush: "none" (every write is
+    // on the media at once), "volatile" (unflushed writes are lost on an
+    // unsafe power cut), "torn" (as volatile, but sectors at odd LBAs of
+    // the unflushed data survive: a tear at sector granularity).
+    std::string writeCache = "none";
+    // The CC write with SHN set on which CSTS.SHST turns 2; 0: never.
+    uint32_t shutdownAttempts = 1;
+    // How long the disk stays unseen after its power comes back.
+    uint32_t powerOnDelayMs = 0;
+    // Get Features 0Dh answers EHM set.
+    bool hostMemoryBuffer = false;
+
     // The device behind the driver: "ata", "nvme" or "scsi"; by bus type
     // when not given (3, 11: ata; 17, 8: nvme; others: scsi).
     std::string deviceInterface;
@@ -165,11 +177,17 @@ struct DiskDescription {
     bool isScsi() const { return deviceInterface == "scsi"; }
 };
 
+// A board that switches the power of the disks it powers: "SataHX410V1",
+// "SataHX410V2", "PcieHX410V1", "PcieHX410V2" or "JMicronS583" (a bridge
+// whose GPIO drives a power rail), answering on its own USB disk.
 struct PowerSwitchDescription {
     std::string kind;
-    int diskNumber = -1;  // the board's own USB disk, when it shows as one
+    int diskNumber = -1;  // the board's own USB disk
     std::string port;
     std::vector<int> powers;
+    bool failCommands = false;  // every power command fails
+    uint32_t millivolts = 3300;  // PCIe board: output voltage, changed by its voltage command
+    uint32_t milliamps = 50;     // PCIe board: the current it measures
 };
 
 // A third-party driver package in the host's driver store, as the

@@ -21,7 +21,8 @@ json toJson(const DiskCounters& c) {
                 {"bytesRead", c.bytesRead},         {"bytesWritten", c.bytesWritten},
                 {"readCommands", c.readCommands},   {"writeCommands", c.writeCommands},
                 {"mediaErrors", c.mediaErrors},     {"errorLogEntries", c.errorLogEntries},
-                {"telemetryGeneration", c.telemetryGeneration}, {"powered", c.powered}};
+                {"telemetryGeneration", c.telemetryGeneration}, {"powered", c.powered},
+                {"readyAt", c.readyAt}, {"boardMillivolts", c.boardMillivolts}};
 }
 
 // A bad value is noted and keeps its default; the other values stay.
@@ -39,6 +40,8 @@ DiskCounters fromJson(JsonReader& in, const json& object, const std::string& whe
     c.errorLogEntries = in.number(object, "errorLogEntries", c.errorLogEntries, where);
     c.telemetryGeneration = in.field<uint8_t>(object, "telemetryGeneration", c.telemetryGeneration, where);
     c.powered = in.flag(object, "powered", c.powered, where);
+    c.readyAt = static_cast<int64_t>(in.number(object, "readyAt", 0, where, INT64_MAX));
+    c.boardMillivolts = in.field<uint32_t>(object, "boardMillivolts", 0, where);
     return c;
 }
 
@@ -60,6 +63,11 @@ uint64_t DiskCounters::powerOnHours(int64_t now) const {
 }
 
 int64_t HostState::now() const { return unixNow() + clockOffset_; }
+
+int64_t HostState::nowMillis() const {
+    const auto since = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(since).count() + clockOffset_ * 1000;
+}
 
 HostState::HostState(std::string folder) : folder_(std::move(folder)) {}
 

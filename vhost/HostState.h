@@ -26,6 +26,12 @@ struct DiskCounters {
     uint64_t errorLogEntries = 0;
     uint8_t telemetryGeneration = 0;
     bool powered = true;
+    // Host clock, Unix milliseconds: after its power returns the disk is
+    // unseen until then.
+    int64_t readyAt = 0;
+    // A PCIe power-switch board's output as its voltage command set it; 0:
+    // as described.
+    uint32_t boardMillivolts = 0;
 
     uint64_t powerOnHours(int64_t now) const;
     // NVMe data units: thousands of 512-byte units, rounded up.
@@ -43,6 +49,7 @@ public:
     // The host's clock, Unix seconds: the real time plus the offset.
     void setClockOffset(uint64_t seconds) { clockOffset_ = static_cast<int64_t>(seconds); }
     int64_t now() const;
+    int64_t nowMillis() const;
     std::string imagePath(int diskNumber) const;
 
     // Reads counters.json; a missing file is a fresh state. A damaged value

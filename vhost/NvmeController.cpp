@@ -11,6 +11,8 @@ namespace zel {
 namespace vhost {
 namespace {
 
+constexpr uint32_t kForceUnitAccess = 1u << 30;  // CDW12 of Read and Write
+
 uint32_t dwordOf(const uint8_t* sqe, unsigned index) {
     uint32_t value;
     std::memcpy(&value, sqe + 4 * index, 4);
@@ -89,6 +91,7 @@ uint32_t NvmeController::getFeatures(const uint8_t* sqe, NvmeCompletion* complet
         case 0x06: completion->dword0 = 1; break;           // volatile write cache on
         case 0x07: completion->dword0 = 0x003F003F; break;  // 64 queues each way
         case 0x08: completion->dword0 = 0; break;           // interrupt coalescing
+        case 0x0D: completion->dword0 = disk_.description().hostMemoryBuffer ? 1 : 0; break;  // EHM
         default: completion->setStatusField(nvmestatus::kInvalidField); break;
     }
     return 0;
@@ -123,7 +126,7 @@ uint32_t NvmeController::writeTrimRanges(const uint8_t* sqe, uint8_t* data, uint
 
 uint32_t NvmeController::io(const uint8_t* sqe, uint8_t* data, uint32_t size, NvmeCompletion* completion) {
     switch (sqe[0]) {
-        case 0x00: disk_.image().flush(); return 0;
+        case 0x00: disk_.flushMedia(); return 0;
         case 0x01:
         case 0x02: return readWrite(sqe, data, size, completion);
         case 0x09: return deallocate(sqe, data, size, completion);
@@ -141,7 +144,8 @@ uint32_t NvmeController::readWrite(const uint8_t* sqe, uint8_t* data, uint32_t s
     }
     const uint64_t offset = lba * d.logicalSectorSize;
     const VirtualDisk::MediaResult result =
-        sqe[0] == 0x01 ? disk_.writeMedia(offset, data, bytes) : disk_.readMedia(offset, data, bytes);
+        sqe[0] == 0x01 ? disk_.writeMedia(offset, data, bytes, nullptr, dwordOf(sqe, 12) & kForceUnitAccess)
+                       : disk_.readMedia(offset, data, bytes);
     switch (result) {
         case VirtualDisk::MediaResult::Ok: return static_cast<uint32_t>(bytes);
         case VirtualDisk::MediaResult::OutOfRange: completion->setStatusField(nvmestatus::kLbaOutOfRange); break;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/TextFormat.h"
+#include "vhost/VirtualDisk.h"
 
 namespace zel {
 namespace vhost {
@@ -14,24 +15,9 @@ namespace {
 
 constexpr uint32_t kPmCap = 0x40;
 constexpr uint32_t kPcieCap = 0x70;
+constexpr uint32_t kD3Hot = 3;
 
 uint8_t toBcd(int value) { return static_cast<uint8_t>((value / 10) << 4 | (value % 10)); }
-
-// NVMe controller registers that the tool reads: CAP, VS, CC, CSTS.
-uint32_t controllerRegister(uint32_t offset, uint32_t cc) {
-    switch (offset) {
-        case 0x00: return 0x3C033FFF;  // CAP: MQES 0x3FFF, contiguous queues, 30 s ready time-out
-        case 0x04: return 0x00000020;  // CAP high: NVM command set
-        case 0x08: return 0x00010400;  // VS 1.4
-        case 0x14: return cc;
-        case 0x1C: {
-            const uint32_t ready = cc & 0x1;
-            const uint32_t shutdown = (cc >> 14) & 0x3 ? 0x2u << 2 : 0;  // SHST complete after SHN
-            return ready | shutdown;
-        }
-        default: return 0;
-    }
-}
 
 std::vector<std::string> readLines(const std::string& path) {
     std::vector<std::string> lines;
@@ -55,9 +41,10 @@ size_t keepLastLines(const std::string& path, size_t count) {
 
 }  // namespace
 
-PortIoBench::PortIoBench(const HostDescription& host) : host_(host) {
+PortIoBench::PortIoBench(const HostDescription& host, DiskFinder diskOf) : host_(host), diskOf_(std::move(diskOf)) {
     for (const DiskDescription& disk : host_.disks)
-        if (disk.pci.present && !disk.absent) controllers_.push_back({&disk, 0x00460001, {}});
+        if (disk.pci.present && !disk.absent)
+            controllers_.push_back({&disk, NvmeRegisters(disk.shutdownAttempts), {}});
 }
 
 uint32_t PortIoBench::configDword(const PciDescription& pci, uint64_t bar0, uint32_t offset) {
@@ -139,6 +126,8 @@ bool PortIoBench::readPort(uint16_t port, uint32_t* value, uint8_t size) {
         *value = (dword >> (8 * (port - 0xCFC))) & mask;
     } else if (port == 0x71) {
         *value = cmosRead(cmosIndex_ & 0x7F);
+    } else if (PlatformPower::owns(port)) {
+        *value = platform_.read(port) & mask;
     } else {
         *value = 0xFFFFFFFF & mask;
     }
@@ -151,11 +140,13 @@ bool PortIoBench::writePort(uint16_t port, uint32_t value, uint8_t size) {
     if (port == 0xCF8 && size == 4) {
         configAddress_ = value;
     } else if (port == 0xCFC) {
-        if (Controller* controller = controllerAt(configAddress_)) controller->configWrites[configAddress_ & 0xFC] = value;
+        if (Controller* controller = controllerAt(configAddress_)) configWrite(*controller, configAddress_ & 0xFC, value);
     } else if (port == 0x70) {
         cmosIndex_ = static_cast<uint8_t>(value);
     } else if (port == 0x71) {
         cmos_[cmosIndex_ & 0x7F] = static_cast<uint8_t>(value);
+    } else if (PlatformPower::owns(port)) {
+        platform_.write(port, value, [this](uint8_t index) { return cmosRead(index); });
     }
     return true;
 }
@@ -164,7 +155,13 @@ bool PortIoBench::readPhysical(uint64_t address, uint32_t* value) {
     uint32_t offset = 0;
     Controller* controller = open ? controllerOwning(address, &offset) : nullptr;
     if (!controller) return false;
-    *value = controllerRegister(offset, controller->cc);
+    // In D3hot the function decodes no memory: reads come back all ones.
+    if (powerStateOf(controller->configWrites) == kD3Hot) {
+        *value = 0xFFFFFFFF;
+        return true;
+    }
+    VirtualDisk* disk = diskOf_ ? diskOf_(controller->disk->number) : nullptr;
+    *value = disk ? disk->readControllerRegister(offset) : controller->registers.read(offset);
     return true;
 }
 
@@ -172,8 +169,55 @@ bool PortIoBench::writePhysical(uint64_t address, uint32_t value) {
     uint32_t offset = 0;
     Controller* controller = open ? controllerOwning(address, &offset) : nullptr;
     if (!controller) return false;
-    if (offset == 0x14) controller->cc = value;
+    if (VirtualDisk* disk = diskOf_ ? diskOf_(controller->disk->number) : nullptr)
+        disk->writeControllerRegister(offset, value);
+    else
+        controller->registers.write(offset, value);
     return true;
+}
+
+uint32_t PortIoBench::powerStateOf(const std::map<uint32_t, uint32_t>& configWrites) {
+    auto pmcsr = configWrites.find(kPmCap + 4);
+    return pmcsr == configWrites.end() ? 0 : pmcsr->second & 3;
+}
+
+void PortIoBench::configWrite(Controller& controller, uint32_t offset, uint32_t value) {
+    const uint32_t before = powerStateOf(controller.configWrites);
+    controller.configWrites[offset] = value;
+    const uint32_t after = powerStateOf(controller.configWrites);
+    if (offset != kPmCap + 4 || after == before) return;
+    PowerTransition t;
+    t.event = after == kD3Hot ? "D3hot" : formatText("D%u", after);
+    t.details["disk"] = controller.disk->number;
+    t.details["from"] = before == kD3Hot ? "D3hot" : formatText("D%u", before);
+    t.details["pmcsr"] = formatText("0x%08X", value);
+    transitions_.push_back(t);
+}
+
+std::vector<PowerTransition> PortIoBench::takeTransitions() {
+    std::vector<PowerTransition> taken;
+    taken.swap(transitions_);
+    for (PowerTransition& t : platform_.takeTransitions()) taken.push_back(std::move(t));
+    return taken;
+}
+
+bool PortIoBench::shutdownNotified(int diskNumber) const {
+    for (const Controller& controller : controllers_) {
+        if (controller.disk->number != diskNumber) continue;
+        VirtualDisk* disk = diskOf_ ? diskOf_(diskNumber) : nullptr;
+        const uint32_t cc = disk ? disk->readControllerRegister(NvmeRegisters::kCc)
+                                 : controller.registers.read(NvmeRegisters::kCc);
+        return ((cc >> 14) & 3) != 0;
+    }
+    return false;
+}
+
+void PortIoBench::powerOnReset() {
+    for (Controller& controller : controllers_) {
+        controller.registers.reset();
+        controller.configWrites.clear();
+        if (VirtualDisk* disk = diskOf_ ? diskOf_(controller.disk->number) : nullptr) disk->resetController();
+    }
 }
 
 void PortIoBench::record(uint16_t port, uint32_t value, uint8_t size) {

@@ -4,11 +4,14 @@
 #include <string>
 
 #include "vhost/AtaDevice.h"
+#include "vhost/PowerBoard.h"
 #include "vhost/VirtualDisk.h"
 
 namespace zel {
 namespace vhost {
 namespace {
+
+constexpr uint8_t kForceUnitAccess = 0x08;  // byte 1 of WRITE (10) and (16)
 
 uint64_t bigEndian(const uint8_t* bytes, unsigned width) {
     uint64_t value = 0;
@@ -52,6 +55,8 @@ ScsiResult checkCondition(uint8_t key, uint8_t asc, uint8_t ascq) {
 
 ScsiResult ScsiTarget::execute(const uint8_t* cdb, uint8_t cdbLength, uint8_t* data, uint32_t size) {
     last_.assign(cdb, cdb + cdbLength);
+    if (board_)
+        if (std::optional<ScsiResult> answer = board_->execute(cdb, cdbLength, data, size)) return *answer;
     if (const FaultDescription* fault = disk_.faults().match("scsi_check", cdb[0]))
         return checkCondition(fault->senseKey, fault->asc, fault->ascq);
     switch (cdb[0]) {
@@ -62,11 +67,18 @@ ScsiResult ScsiTarget::execute(const uint8_t* cdb, uint8_t cdbLength, uint8_t* d
             if ((cdb[1] & 0x1F) == 0x10) return readCapacity(true, data, size);
             break;
         case 0x28: return readWrite(bigEndian(cdb + 2, 4), static_cast<uint32_t>(bigEndian(cdb + 7, 2)), false, data, size);
-        case 0x2A: return readWrite(bigEndian(cdb + 2, 4), static_cast<uint32_t>(bigEndian(cdb + 7, 2)), true, data, size);
+        case 0x2A:
+            return readWrite(bigEndian(cdb + 2, 4), static_cast<uint32_t>(bigEndian(cdb + 7, 2)), true, data, size,
+                             cdb[1] & kForceUnitAccess);
         case 0x88: return readWrite(bigEndian(cdb + 2, 8), static_cast<uint32_t>(bigEndian(cdb + 10, 4)), false, data, size);
-        case 0x8A: return readWrite(bigEndian(cdb + 2, 8), static_cast<uint32_t>(bigEndian(cdb + 10, 4)), true, data, size);
+        case 0x8A:
+            return readWrite(bigEndian(cdb + 2, 8), static_cast<uint32_t>(bigEndian(cdb + 10, 4)), true, data, size,
+                             cdb[1] & kForceUnitAccess);
         case 0x35:
-        case 0x91: return disk_.image().flush() ? good(0) : checkCondition(0x04, 0x44, 0x00);
+        case 0x91: return disk_.flushMedia() ? good(0) : checkCondition(0x04, 0x44, 0x00);
+        case 0x1B:  // START STOP UNIT: START clear stops the unit, as STANDBY IMMEDIATE does
+            if (!(cdb[4] & 0x01)) disk_.standby();
+            return good(0);
         case 0xA1:
         case 0x85:
             if (bridged_) return ataPassThrough(cdb, data, size);
@@ -111,13 +123,15 @@ ScsiResult ScsiTarget::readCapacity(bool sixteen, uint8_t* data, uint32_t size) 
     return good(copyOut(data, size, answer, 32));
 }
 
-ScsiResult ScsiTarget::readWrite(uint64_t lba, uint32_t blocks, bool write, uint8_t* data, uint32_t size) {
+ScsiResult ScsiTarget::readWrite(uint64_t lba, uint32_t blocks, bool write, uint8_t* data, uint32_t size,
+                                 bool forceUnitAccess) {
     const DiskDescription& d = disk_.description();
     const uint64_t bytes = static_cast<uint64_t>(blocks) * d.logicalSectorSize;
     if (lba > d.sectorCount() || blocks > d.sectorCount() - lba) return checkCondition(0x05, 0x21, 0x00);
     if (bytes > size) return checkCondition(0x05, 0x24, 0x00);
     const uint64_t offset = lba * d.logicalSectorSize;
-    const VirtualDisk::MediaResult result = write ? disk_.writeMedia(offset, data, bytes) : disk_.readMedia(offset, data, bytes);
+    const VirtualDisk::MediaResult result = write ? disk_.writeMedia(offset, data, bytes, nullptr, forceUnitAccess)
+                                                  : disk_.readMedia(offset, data, bytes);
     switch (result) {
         case VirtualDisk::MediaResult::Ok: return good(static_cast<uint32_t>(bytes));
         case VirtualDisk::MediaResult::MediaError:

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace zel {
 namespace vhost {
 
 class AtaDevice;
+class PowerBoard;
 class VirtualDisk;
 
 struct ScsiResult {
@@ -23,17 +25,21 @@ public:
     ScsiTarget(VirtualDisk& disk, AtaDevice* bridged) : disk_(disk), bridged_(bridged) {}
 
     ScsiResult execute(const uint8_t* cdb, uint8_t cdbLength, uint8_t* data, uint32_t size);
+    // A power-switch board answering on this disk takes its commands first.
+    void attachBoard(PowerBoard* board) { board_ = board; }
 
     const std::vector<uint8_t>& lastCdb() const { return last_; }
 
 private:
     ScsiResult inquiry(const uint8_t* cdb, uint8_t* data, uint32_t size);
     ScsiResult readCapacity(bool sixteen, uint8_t* data, uint32_t size);
-    ScsiResult readWrite(uint64_t lba, uint32_t blocks, bool write, uint8_t* data, uint32_t size);
+    ScsiResult readWrite(uint64_t lba, uint32_t blocks, bool write, uint8_t* data, uint32_t size,
+                         bool forceUnitAccess = false);
     ScsiResult ataPassThrough(const uint8_t* cdb, uint8_t* data, uint32_t size);
 
     VirtualDisk& disk_;
     AtaDevice* bridged_;
+    PowerBoard* board_ = nullptr;
     std::vector<uint8_t> last_;
 };
 

@@ -6,17 +6,29 @@
 #include "vhost/AtaDevice.h"
 #include "vhost/DeviceData.h"
 #include "vhost/NvmeController.h"
+#include "vhost/PowerBoard.h"
 #include "vhost/ScsiTarget.h"
 
 namespace zel {
 namespace vhost {
+namespace {
+
+constexpr uint32_t kErrorIoDevice = 1117;  // ERROR_IO_DEVICE: a board that fails its command
+constexpr uint64_t kMarkerOffset = 3584;
+
+}  // namespace
 
 VirtualDisk::VirtualDisk(const DiskDescription& description, HostState& state)
     : description_(description),
       state_(state),
       image_(state.imagePath(description.number), description.capacityBytes),
       faults_(description.faults),
-      random_(static_cast<unsigned>(description.number) + 1) {
+      random_(static_cast<unsigned>(description.number) + 1),
+      registers_(description.shutdownAttempts) {
+    if (description_.writeCache != "none" && !description_.dataless)
+        cache_ = std::make_unique<WriteCache>(state.folder() + "/disk" + std::to_string(description.number) +
+                                                  ".unflushed",
+                                              description_.logicalSectorSize, description_.writeCache == "torn");
     if (description_.isAta() || description_.satBridge) ata_ = std::make_unique<AtaDevice>(*this);
     // Every disk answers SCSI pass-through: the port drivers translate for
     // ATA and NVMe disks, a USB bridge may carry ATA PASS-THROUGH.
@@ -26,8 +38,15 @@ VirtualDisk::VirtualDisk(const DiskDescription& description, HostState& state)
 
 VirtualDisk::~VirtualDisk() = default;
 
+void VirtualDisk::countPowerCycle(PowerLoss loss) {
+    DiskCounters& c = counters();
+    ++c.powerCycles;
+    if (loss == PowerLoss::Unsafe) ++c.unsafeShutdowns;
+    countersChanged();
+}
+
 bool VirtualDisk::admitRequest() {
-    if (vanished_) return false;
+    if (vanished_ || !counters().powered) return false;
     const FaultDescription* vanish = faults_.find("vanish");
     if (vanish && requests_ >= vanish->after) {
         vanished_ = true;
@@ -102,7 +121,7 @@ VirtualDisk::MediaResult VirtualDisk::readMedia(uint64_t offset, uint8_t* data, 
 }
 
 VirtualDisk::MediaResult VirtualDisk::writeMedia(uint64_t offset, const uint8_t* data, uint64_t size,
-                                                 uint32_t* windowsError) {
+                                                 uint32_t* windowsError, bool forceUnitAccess) {
     const uint64_t sector = description_.logicalSectorSize;
     const uint64_t lba = offset / sector, count = (size + sector - 1) / sector;
     if (!inRange(offset, size)) return MediaResult::OutOfRange;
@@ -111,8 +130,16 @@ VirtualDisk::MediaResult VirtualDisk::writeMedia(uint64_t offset, const uint8_t*
         if (windowsError) *windowsError = fault->windowsError;
         return MediaResult::WriteFault;
     }
+    if (boardRefusesMarker(offset, data, size)) {
+        if (windowsError) *windowsError = kErrorIoDevice;
+        return MediaResult::WriteFault;
+    }
+    flushedSinceWrite_ = false;
+    readyForCut_ = false;
     if (!description_.dataless) {
+        if (cache_ && !cache_->beforeWrite(image_, lba, count)) return MediaResult::OutOfRange;
         if (!image_.write(offset, data, size)) return MediaResult::OutOfRange;
+        if (cache_ && forceUnitAccess) cache_->madeDurable(lba, count);
         if (state_.trimmed(number()).remove(lba, count)) state_.trimmedChanged(number());
     }
     countTransfer(size, true);
@@ -125,6 +152,65 @@ bool VirtualDisk::trimMedia(uint64_t lba, uint64_t count) {
     state_.trimmed(number()).add(lba, count);
     state_.trimmedChanged(number());
     return true;
+}
+
+bool VirtualDisk::boardRefusesMarker(uint64_t offset, const uint8_t* data, uint64_t size) {
+    if (!board_ || offset > kMarkerOffset || offset + size < kMarkerOffset + 512) return false;
+    return !board_->markerWritten(data + (kMarkerOffset - offset));
+}
+
+bool VirtualDisk::poweredAndReady() {
+    const DiskCounters& c = counters();
+    return c.powered && (c.readyAt == 0 || state_.nowMillis() >= c.readyAt);
+}
+
+bool VirtualDisk::flushMedia() {
+    if (cache_) cache_->flush();
+    flushedSinceWrite_ = true;
+    return image_.flush();
+}
+
+void VirtualDisk::standby() { readyForCut_ = flushedSinceWrite_; }
+
+uint32_t VirtualDisk::readControllerRegister(uint32_t offset) {
+    return counters().powered ? registers_.read(offset) : 0xFFFFFFFF;
+}
+
+// A controller that completes its shutdown has written back its cache.
+void VirtualDisk::writeControllerRegister(uint32_t offset, uint32_t value) {
+    if (!counters().powered) return;
+    const bool before = registers_.shutdownComplete();
+    registers_.write(offset, value);
+    if (registers_.shutdownComplete() && !before) {
+        flushMedia();
+        readyForCut_ = true;
+    } else if (before && !registers_.shutdownComplete()) {
+        readyForCut_ = false;  // the host took the notification back
+    }
+}
+
+void VirtualDisk::cutPower() {
+    DiskCounters& c = counters();
+    if (!c.powered) return;
+    if (!readyForCut_) {
+        ++c.unsafeShutdowns;
+        if (cache_) cache_->lose(image_);
+    }
+    image_.flush();
+    c.powered = false;
+    readyForCut_ = false;
+    flushedSinceWrite_ = false;
+    registers_.reset();
+    countersChanged();
+}
+
+void VirtualDisk::restorePower() {
+    DiskCounters& c = counters();
+    if (c.powered) return;
+    c.powered = true;
+    ++c.powerCycles;
+    c.readyAt = description_.powerOnDelayMs ? state_.nowMillis() + description_.powerOnDelayMs : 0;
+    countersChanged();
 }
 
 }  // namespace vhost

@@ -6,6 +6,7 @@
 
 #include "core/Logger.h"
 #include "vhost/PortIoBench.h"
+#include "vhost/PowerBoard.h"
 
 namespace zel {
 namespace vhost {
@@ -31,10 +32,32 @@ VirtualHost::VirtualHost(const HostDescription& description, DWORD missingError)
       state_(description.stateFolder),
       changes_(description.stateFolder),
       missingError_(missingError),
-      folders_(description.stateFolder) {
+      folders_(description.stateFolder),
+      powerLog_(description.stateFolder) {
     state_.setClockOffset(description_.clockOffsetSeconds);
     for (const DiskDescription& disk : description_.disks)
         disks_.push_back(std::make_unique<VirtualDisk>(disk, state_));
+    wireBoards();
+}
+
+void VirtualHost::wireBoards() {
+    for (const PowerSwitchDescription& board : description_.powerSwitches) {
+        VirtualDisk* own = disk(board.diskNumber);
+        if (!own) continue;
+        std::vector<VirtualDisk*> powered;
+        for (int number : board.powers)
+            if (VirtualDisk* target = disk(number)) powered.push_back(target);
+        const std::string log = description_.stateFolder.empty() ? "" : description_.stateFolder + "/power-switches.log";
+        boards_.push_back(std::make_unique<PowerBoard>(board, *own, powered, log));
+        own->scsi()->attachBoard(boards_.back().get());
+        own->attachBoard(boards_.back().get());
+    }
+}
+
+PowerBoard* VirtualHost::board(int diskNumber) {
+    for (auto& board : boards_)
+        if (board->description().diskNumber == diskNumber) return board.get();
+    return nullptr;
 }
 
 // Requests still in flight are dropped untouched: at exit their owners may
@@ -118,8 +141,7 @@ HANDLE VirtualHost::openDrive(int number, DWORD access, DWORD flags) {
         ::SetLastError(missingError_);
         return INVALID_HANDLE_VALUE;
     }
-    if (target->description().absent || target->faults().match("absent") || target->vanished() ||
-        target->controllerOff() || !target->counters().powered) {
+    if (target->hidden()) {
         ::SetLastError(ERROR_FILE_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
     }
@@ -127,6 +149,7 @@ HANDLE VirtualHost::openDrive(int number, DWORD access, DWORD flags) {
     entry.disk = number;
     entry.access = access;
     entry.overlappedIo = flags & FILE_FLAG_OVERLAPPED;
+    entry.writeThrough = flags & FILE_FLAG_WRITE_THROUGH;
     return issueHandle(entry);
 }
 

@@ -12,6 +12,8 @@
 #include "core/Win32DeviceApi.h"
 #include "vhost/HostDescription.h"
 #include "vhost/HostState.h"
+#include "vhost/PlatformPower.h"
+#include "vhost/PowerEventLog.h"
 #include "vhost/SystemChanges.h"
 #include "vhost/TimedQueue.h"
 #include "vhost/VirtualDisk.h"
@@ -21,6 +23,7 @@ namespace zel {
 namespace vhost {
 
 class PortIoBench;
+class PowerBoard;
 
 // What the host decoded from the last request's raw bytes, for tests and
 // for the dry-run log.
@@ -108,7 +111,18 @@ public:
     // tools, whatever the home of the real ones.
     std::string toolPath(const std::string& fileName, ToolHome home) override;
 
+    // System power (VirtualHostPower.cpp): recorded in power-events.log and
+    // answered at once, as the real calls answer once the machine is back.
+    BOOL exitWindows(UINT flags, DWORD reason) override;
+    int runShutdownCommand(const char* commandLine) override;
+    BOOL setWakeTimer(uint32_t seconds) override;
+    BOOL setSuspendState(BOOL hibernate, BOOL force, BOOL wakeEventsDisabled) override;
+    // The power-events.log lines this host wrote.
+    std::vector<std::string> powerEvents();
+
     VirtualDisk* disk(int number);
+    // The power-switch board answering on a disk, if any.
+    PowerBoard* board(int diskNumber);
     const HostDescription& description() const { return description_; }
     HostState& state() { return state_; }
     DecodedRequest lastRequest();
@@ -123,6 +137,7 @@ protected:
         DWORD access = 0;
         uint64_t position = 0;
         bool overlappedIo = false;  // opened with FILE_FLAG_OVERLAPPED
+        bool writeThrough = false;  // FILE_FLAG_WRITE_THROUGH: writes with forced unit access
     };
 
     OpenHandle* find(HANDLE handle);
@@ -170,6 +185,7 @@ private:
         DWORD size = 0;
         uint64_t offset = 0;
         bool write = false;
+        bool forceUnitAccess = false;
         DWORD error = ERROR_SUCCESS;  // refused at once
         bool hangs = false;           // a timeout fault: it never completes by itself
         std::chrono::microseconds latency{0};
@@ -195,6 +211,8 @@ private:
     HostState state_;
     SystemChanges changes_;
     std::vector<std::unique_ptr<VirtualDisk>> disks_;
+    std::vector<std::unique_ptr<PowerBoard>> boards_;
+    void wireBoards();
     std::map<HANDLE, OpenHandle> handles_;
     Win32DeviceApi passThrough_;
     DecodedRequest last_;
@@ -222,6 +240,12 @@ private:
     VolumeFolders folders_;
     std::map<HANDLE, char> volumeFiles_;
     std::map<char, uint64_t> usedBytes_;  // counted on first need, then kept up by writes
+    // Power transitions (VirtualHostPower.cpp): logged, and a power cycle of
+    // every disk that has power when the transition says so.
+    void applyTransition(const PowerTransition& transition);
+    void applyPortTransitions();
+    PowerEventLog powerLog_;
+    int64_t wakeTimerSeconds_ = -1;  // none armed
 
     // The port-I/O driver (VirtualHostPortIo.cpp).
     PortIoBench& portIoBench();

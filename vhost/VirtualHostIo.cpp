@@ -40,6 +40,7 @@ VirtualHost::IoRequest VirtualHost::admit(OpenHandle& entry, uint8_t* buffer, DW
     request.buffer = buffer;
     request.size = size;
     request.write = write;
+    request.forceUnitAccess = write && entry.writeThrough;
     request.offset = overlapped ? overlapped->Offset | static_cast<uint64_t>(overlapped->OffsetHigh) << 32
                                 : entry.position;
     VirtualDisk* target = entry.kind == OpenHandle::Kind::Drive ? disk(entry.disk) : nullptr;
@@ -57,7 +58,8 @@ DWORD VirtualHost::moveData(const IoRequest& request) {
     if (!target || target->vanished()) return ERROR_DEVICE_NOT_CONNECTED;
     uint32_t writeError = ERROR_WRITE_FAULT;
     const VirtualDisk::MediaResult result =
-        request.write ? target->writeMedia(request.offset, request.buffer, request.size, &writeError)
+        request.write ? target->writeMedia(request.offset, request.buffer, request.size, &writeError,
+                                           request.forceUnitAccess)
                       : target->readMedia(request.offset, request.buffer, request.size);
     switch (result) {
         case VirtualDisk::MediaResult::Ok: return ERROR_SUCCESS;
@@ -231,7 +233,7 @@ BOOL VirtualHost::flushFileBuffers(HANDLE handle) {
     if (!target) return failWith(ERROR_INVALID_FUNCTION);
     if (!target->admitRequest()) return failWith(ERROR_DEVICE_NOT_CONNECTED);
     state_.saveIfDue();
-    return keep(target->image().flush() ? TRUE : failWith(ERROR_WRITE_FAULT));
+    return keep(target->flushMedia() ? TRUE : failWith(ERROR_WRITE_FAULT));
 }
 
 }  // namespace vhost

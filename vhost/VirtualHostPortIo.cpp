@@ -6,7 +6,7 @@ namespace zel {
 namespace vhost {
 
 PortIoBench& VirtualHost::portIoBench() {
-    if (!portIo_) portIo_ = std::make_unique<PortIoBench>(description_);
+    if (!portIo_) portIo_ = std::make_unique<PortIoBench>(description_, [this](int number) { return disk(number); });
     return *portIo_;
 }
 
@@ -36,7 +36,9 @@ bool VirtualHost::readPort(uint16_t port, uint32_t* value, uint8_t size) {
 bool VirtualHost::writePort(uint16_t port, uint32_t value, uint8_t size) {
     const LastErrorOnSuccess keep;  // recording the write touches files
     std::lock_guard<std::recursive_mutex> guard(lock_);
-    return keep(portIoBench().writePort(port, value, size));
+    const bool ok = portIoBench().writePort(port, value, size);
+    applyPortTransitions();
+    return keep(ok);
 }
 
 bool VirtualHost::readPhysicalDword(uint64_t address, uint32_t* value) {

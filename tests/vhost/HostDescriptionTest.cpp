@@ -71,8 +71,10 @@ TEST(HostDescription, EveryDescribedFieldIsRead) {
         "faults": [{"kind": "media_error", "lba": 10, "count": 2, "times": 1}, {"kind": "write_error"},
                    {"kind": "vanish", "after": 3}],
         "media": "none", "latencyMicros": {"min": 10, "max": 200}, "trim": {"readsZeros": false},
-        "writeTrimRanges": [{"lba": 8, "sectors": 8, "op": "trim"}]
-    }], "powerSwitches": [{"kind": "sata", "disk": 9, "port": "COM3", "powers": [2]}]})", &problem);
+        "writeTrimRanges": [{"lba": 8, "sectors": 8, "op": "trim"}],
+        "shutdownAttempts": 3, "powerOnDelayMs": 250, "hostMemoryBuffer": true
+    }], "powerSwitches": [{"kind": "PcieHX410V2", "disk": 2, "port": "COM3", "powers": [2], "failCommands": true,
+                           "millivolts": 5000, "milliamps": 120}]})", &problem);
     ASSERT_EQ(problem, "");
     const auto& d = host.disks.at(0);
     EXPECT_EQ(d.driver.infPath, "oem1.inf");
@@ -105,9 +107,18 @@ TEST(HostDescription, EveryDescribedFieldIsRead) {
     EXPECT_TRUE(d.trim.deterministic);
     ASSERT_EQ(d.writeTrimRanges.size(), 1u);
     EXPECT_EQ(d.writeTrimRanges[0].op, 2u);
+    EXPECT_EQ(d.writeCache, "none");
+    EXPECT_EQ(d.shutdownAttempts, 3u);
+    EXPECT_EQ(d.powerOnDelayMs, 250u);
+    EXPECT_TRUE(d.hostMemoryBuffer);
     ASSERT_EQ(host.powerSwitches.size(), 1u);
-    EXPECT_EQ(host.powerSwitches[0].diskNumber, 9);
-    EXPECT_EQ(host.powerSwitches[0].powers, std::vector<int>{2});
+    const auto& board = host.powerSwitches[0];
+    EXPECT_EQ(board.kind, "PcieHX410V2");
+    EXPECT_EQ(board.diskNumber, 2);
+    EXPECT_EQ(board.powers, std::vector<int>{2});
+    EXPECT_TRUE(board.failCommands);
+    EXPECT_EQ(board.millivolts, 5000u);
+    EXPECT_EQ(board.milliamps, 120u);
 }
 
 TEST(HostDescription, ProblemsNameTheKeyAtFault) {
@@ -130,6 +141,20 @@ TEST(HostDescription, ProblemsNameTheKeyAtFault) {
               "disks[1].number: disk number 1 is given twice");
     EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "driver": {"nvmeRoute": "magic"}}]})"),
               "disks[0].driver.nvmeRoute: expected stornvme, miniport or irst");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "writeCache": "lazy"}]})"),
+              "disks[0].writeCache: expected none, volatile or torn");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "media": "none", "writeCache": "torn"}]})"),
+              "disks[0].writeCache: a data-less disk keeps no data");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1}], "powerSwitches": [{"kind": "sata", "disk": 0}]})"),
+              "powerSwitches[0].kind: unknown power-switch kind \"sata\"");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1}], "powerSwitches": [{"kind": "SataHX410V1"}]})"),
+              "powerSwitches[0].disk: a power switch answers on its own disk");
+    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1}], "powerSwitches": [{"kind": "SataHX410V1", "disk": 4}]})"),
+              "powerSwitches[0].disk: no disk 4 is described");
+    EXPECT_EQ(problemOf(R"({"disks": [{"number": 0, "sectorCount": 1}, {"number": 1, "sectorCount": 1}],
+        "powerSwitches": [{"kind": "SataHX410V1", "disk": 0, "powers": [1]},
+                          {"kind": "PcieHX410V1", "disk": 0, "powers": [1]}]})"),
+              "powerSwitches[1].powers: disk 1 is powered by two switches");
 }
 
 TEST(HostDescription, ValuesOutsideTheirFieldAreRejected) {

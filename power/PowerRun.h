@@ -1,0 +1,21 @@
+#pragma once
+
+#include "core/ErrorCodes.h"
+#include "power/PowerJob.h"
+
+namespace zel {
+
+class DiskBase;
+
+// The pwr action's run step for the disk under test (docs/power.md).
+ErrorCode runPower(const PowerJob& job, DiskBase& dut);
+
+// The controls that need only the switch ("on", "off", "measure", "vol"),
+// for a DUT that is not in the disk list because its power is off; any
+// other control answers 0x20000007.
+ErrorCode runPowerWithoutDut(const PowerJob& job);
+
+// True for the controls runPowerWithoutDut takes.
+bool controlNeedsOnlySwitch(PowerControl control);
+
+}  // namespace zel

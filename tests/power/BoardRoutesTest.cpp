@@ -1,0 +1,126 @@
+// Each switch class's bytes as the virtual host decodes them, and what they
+// do to the disks the board powers.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "core/ErrorCodes.h"
+#include "disk/DiskBase.h"
+#include "disk/DiskList.h"
+#include "power/PowerSwitch.h"
+#include "tests/support/InstalledHost.h"
+#include "vhost/PowerBoard.h"
+
+using namespace zel;
+
+namespace {
+
+std::string usbDisk(int number, const std::string& vendor, const std::string& model, const std::string& firmware) {
+    return R"({"number": )" + std::to_string(number) + R"(, "busType": 7, "vendor": ")" + vendor +
+           R"(", "model": ")" + model + R"(", "firmware": ")" + firmware + R"(", "serial": "B)" +
+           std::to_string(number) + R"(", "sectorCount": 64, "scsiAddress": {"port": )" + std::to_string(number) + "}}";
+}
+
+// Boards on disks 1..5, each powering one SATA drive on disks 6..10.
+std::string boardsHost(const std::string& pcieV2Extra = "") {
+    std::string disks = usbDisk(1, "", "HX410   Reader", "1.08") + "," + usbDisk(2, "", "HX410     Reader", "2.00") +
+                        "," + usbDisk(3, "", "HXPWR410 Virtual", "1.00") + "," +
+                        usbDisk(4, "", "HXPWR410 Virtual", "2.10") + "," + usbDisk(5, "JMicron", "Generic USB", "0509");
+    for (int dut = 6; dut <= 10; ++dut)
+        disks += R"(, {"number": )" + std::to_string(dut) + R"(, "busType": 11, "serial": "DUT)" + std::to_string(dut) +
+                 R"(", "sectorCount": 64, "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": )" +
+                 std::to_string(dut) + "}}";
+    return R"({"disks": [)" + disks + R"(], "powerSwitches": [
+      {"kind": "SataHX410V1", "disk": 1, "powers": [6]}, {"kind": "SataHX410V2", "disk": 2, "powers": [7]},
+      {"kind": "PcieHX410V1", "disk": 3, "powers": [8]},
+      {"kind": "PcieHX410V2", "disk": 4, "powers": [9], "millivolts": 4001, "milliamps": 50)" + pcieV2Extra + R"(},
+      {"kind": "JMicronS583", "disk": 5, "powers": [10]}]})";
+}
+
+DiskBase& listed(int number) {
+    DiskList& list = DiskList::instance();
+    list.reset();
+    for (const auto& disk : list.get(false).disks())
+        if (disk->number() == number) return *disk;
+    ADD_FAILURE() << "disk " << number << " is not listed";
+    return *list.get(false).disks().front();
+}
+
+struct BoardCase {
+    BoardClass board;
+    int disk;
+    int dut;
+    const char* off;
+    const char* on;
+};
+
+const BoardCase kCases[] = {
+    {BoardClass::SataHX410V1, 1, 6, "disk 1 SataHX410V1 off F0 F1 00 00 00 00 00 00 00 00 00 00 00 00 00 00",
+     "disk 1 SataHX410V1 on F0 F1 FF 00 00 00 00 00 00 00 00 00 00 00 00 00"},
+    {BoardClass::SataHX410V2, 2, 7, "disk 2 SataHX410V2 off F1 41 FF FF 00 00 00 00 00 00 00 00 00 00 00 00",
+     "disk 2 SataHX410V2 on F1 41 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
+    {BoardClass::PcieHX410V1, 3, 8, "disk 3 PcieHX410V1 off marker@3584 48 58 50 57 52 34 31 30 4F 46",
+     "disk 3 PcieHX410V1 on marker@3584 48 58 50 57 52 34 31 30 4F 4E"},
+    {BoardClass::PcieHX410V2, 4, 9, "disk 4 PcieHX410V2 off C0 52 02 00 00 00 00 00 00 00 00 08 00 00 00 00",
+     "disk 4 PcieHX410V2 on C0 52 01 00 00 00 00 00 00 00 00 08 00 00 00 00"},
+    {BoardClass::JMicronGpio, 5, 10, "disk 5 JMicronS583 off DF 47 00 00 00 00 00 00 00 00 00 00 00 00 00 00",
+     "disk 5 JMicronS583 on DF 47 00 01 00 00 00 00 00 00 00 00 00 00 00 00"},
+};
+
+}  // namespace
+
+TEST(BoardRoutes, EveryClassSwitchesItsDutWithTheBytesTheBoardExpects) {
+    zeltest::InstalledHost installed(boardsHost());
+    vhost::VirtualHost& host = installed.host();
+    for (const BoardCase& c : kCases) {
+        SCOPED_TRACE(boardClassName(c.board));
+        std::unique_ptr<PowerSwitch> power = createPowerSwitch(c.board, listed(c.disk));
+        ASSERT_TRUE(power);
+        ASSERT_TRUE(power->powerOff()) << errorText(lastError());
+        EXPECT_EQ(host.board(c.disk)->decoded().back(), c.off);
+        EXPECT_TRUE(host.disk(c.dut)->hidden());
+        if (c.board == BoardClass::PcieHX410V1)
+            EXPECT_EQ(host.lastRequest().openFlags, 0x20000000u) << "opened unbuffered";
+        ASSERT_TRUE(power->powerOn()) << errorText(lastError());
+        EXPECT_EQ(host.board(c.disk)->decoded().back(), c.on);
+        EXPECT_FALSE(host.disk(c.dut)->hidden());
+        EXPECT_EQ(host.disk(c.dut)->counters().powerCycles, 1u);
+        EXPECT_EQ(host.disk(c.dut)->counters().unsafeShutdowns, 1u);
+        for (const BoardCase& other : kCases)
+            if (other.dut != c.dut) EXPECT_EQ(host.disk(other.dut)->counters().powerCycles, other.dut < c.dut ? 1u : 0u);
+    }
+}
+
+TEST(BoardRoutes, OnlyTheSecondPcieGenerationMeasuresAndSetsItsVoltage) {
+    zeltest::InstalledHost installed(boardsHost());
+    std::unique_ptr<PowerSwitch> pcie = createPowerSwitch(BoardClass::PcieHX410V2, listed(4));
+    double mv = 0, ma = 0, mw = 0;
+    ASSERT_TRUE(pcie->measure(&mv, &ma, &mw));
+    EXPECT_DOUBLE_EQ(mv, 4001.0);
+    EXPECT_DOUBLE_EQ(ma, 50.0);
+    EXPECT_NEAR(mw, 200.05, 1e-9);
+    EXPECT_EQ(installed.host().board(4)->decoded().back(),
+              "disk 4 PcieHX410V2 measure C0 41 01 00 00 00 00 00 00 00 00 80 00 00 00 00");
+    ASSERT_TRUE(pcie->setVoltage(3550));
+    EXPECT_EQ(installed.host().board(4)->decoded().back(),
+              "disk 4 PcieHX410V2 voltage 3550 C0 56 01 00 0D DE 00 00 00 00 00 08 00 00 00 00");
+    ASSERT_TRUE(pcie->measure(&mv, &ma, &mw));
+    EXPECT_NEAR(mv, 3550.0, 1.25) << "the measurement follows the voltage, in 1.25 mV steps";
+
+    std::unique_ptr<PowerSwitch> sata = createPowerSwitch(BoardClass::SataHX410V2, listed(2));
+    setLastError(0);
+    EXPECT_FALSE(sata->measure(&mv, &ma, &mw));
+    EXPECT_EQ(lastError(), err::kNotSupported);
+    EXPECT_FALSE(sata->setVoltage(3300));
+}
+
+TEST(BoardRoutes, FailingBoardLeavesThePowerAlone) {
+    zeltest::InstalledHost installed(boardsHost(R"(, "failCommands": true)"));
+    std::unique_ptr<PowerSwitch> pcie = createPowerSwitch(BoardClass::PcieHX410V2, listed(4));
+    EXPECT_FALSE(pcie->powerOff());
+    EXPECT_EQ(lastError(), err::kScsiStatus);
+    EXPECT_FALSE(installed.host().disk(9)->hidden());
+    EXPECT_EQ(installed.host().board(4)->decoded().back(),
+              "disk 4 PcieHX410V2 off C0 52 02 00 00 00 00 00 00 00 00 08 00 00 00 00 failed");
+    double mv = 0, ma = 0, mw = 0;
+    EXPECT_FALSE(pcie->measure(&mv, &ma, &mw));
+}

@@ -1,0 +1,66 @@
+#include <gtest/gtest.h>
+
+#include "power/BoardSelection.h"
+
+using namespace zel;
+
+namespace {
+
+// Disk 0 a SATA drive, 1 and 4 SATA boards of both generations, 2 and 3
+// PCIe boards, 5 an NVMe drive behind the JMicron bridge.
+const std::vector<BoardCandidate> kDisks = {
+    {0, 1, "Zeltron SA510", "1.00"},       {1, 17, "HX410   Reader", "1.08"}, {2, 20, "HXPWR410 Virtual", "2.10"},
+    {3, 20, "HXPWR410 Virtual", "V1.3"},  {4, 17, "USB DISK", "2.01"},       {5, 22, "Generic USB", "0509"}};
+
+PowerJob job(int id, const std::string& model = "") {
+    PowerJob j;
+    j.switchId = id;
+    j.switchModel = model;
+    return j;
+}
+
+void expectChoice(const PowerJob& j, uint32_t type, BoardClass board, int number) {
+    const BoardChoice choice = chooseBoard(j, type, kDisks);
+    EXPECT_EQ(boardClassName(choice.board), std::string(boardClassName(board)))
+        << "pwrid " << j.switchId << ", pwrmodel \"" << j.switchModel << "\", type " << type;
+    EXPECT_EQ(choice.number, number) << "pwrid " << j.switchId << ", pwrmodel \"" << j.switchModel << '"';
+}
+
+}  // namespace
+
+TEST(BoardSelection, GenerationComesFromTheRevision) {
+    EXPECT_EQ(boardGeneration("1.08"), 1);
+    EXPECT_EQ(boardGeneration("0.90"), 1);
+    EXPECT_EQ(boardGeneration("V1.3"), 1);
+    EXPECT_EQ(boardGeneration("2.10"), 2);
+    EXPECT_EQ(boardGeneration("9"), 2);
+    EXPECT_EQ(boardGeneration("ABCD"), 2);
+    EXPECT_EQ(boardGeneration(""), 2);
+}
+
+TEST(BoardSelection, PwridPwrmodelAndPwrtypePickTheSwitch) {
+    expectChoice(job(1), 0, BoardClass::SataHX410V1, 1);
+    expectChoice(job(4), 0, BoardClass::SataHX410V2, 4);
+    expectChoice(job(2), 0, BoardClass::PcieHX410V2, 2);
+    expectChoice(job(3), 0, BoardClass::PcieHX410V1, 3);
+    expectChoice(job(0), 0, BoardClass::None, -1);  // a drive, not a board
+    expectChoice(job(9), 0, BoardClass::None, -1);
+    expectChoice(job(5), 0, BoardClass::None, -1);  // the bridge switches only with sata_gpio
+
+    expectChoice(job(-1, "reader"), 0, BoardClass::SataHX410V1, 1);
+    expectChoice(job(-1, "USB DISK"), 0, BoardClass::SataHX410V2, 4);
+    expectChoice(job(-1, "Virtual"), 0, BoardClass::PcieHX410V2, 2);
+    expectChoice(job(-1, "Zeltron"), 0, BoardClass::None, -1);
+
+    // A class name overrides the generation, on the first board of its kind
+    // or on the one pwrid names.
+    expectChoice(job(-1, "PcieHX410V1"), 0, BoardClass::PcieHX410V1, 2);
+    expectChoice(job(1, "sataHX410v2"), 0, BoardClass::SataHX410V2, 1);
+    expectChoice(job(2, "SataHX410V2"), 0, BoardClass::None, -1);  // a PCIe board is not a SATA one
+
+    expectChoice(job(5), 18, BoardClass::JMicronGpio, 5);
+    expectChoice(job(-1, "Generic"), 18, BoardClass::JMicronGpio, 5);
+    expectChoice(job(-1, "JMicronS583"), 18, BoardClass::JMicronGpio, 5);
+    expectChoice(job(1), 18, BoardClass::None, -1);  // sata_gpio takes only the bridge
+    expectChoice(job(-1, "JMicronS583"), 0, BoardClass::None, -1);
+}

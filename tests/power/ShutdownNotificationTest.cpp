@@ -1,0 +1,182 @@
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <vector>
+
+#include "core/ErrorCodes.h"
+#include "disk/DiskKinds.h"
+#include "power/ShutdownNotification.h"
+#include "tests/power/PowerTestHost.h"
+#include "tests/support/LogCapture.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The virtual host with a controller that misbehaves on demand: CSTS shows
+// shutdown processing (SHST 1) for its first reads, CC keeps SHN at 10b,
+// or the first CC read hangs. Every CC read that opens an attempt is timed.
+class ScriptedController : public zel::vhost::VirtualHost {
+public:
+    using VirtualHost::VirtualHost;
+
+    int processingReads = 0;
+    bool ccSticksAbrupt = false;
+    bool hangFirstRead = false;
+
+    bool readPhysicalDword(uint64_t address, uint32_t* value) override {
+        const uint32_t offset = static_cast<uint32_t>(address & 0xFFF);
+        // An attempt opens with a CC read that does not verify a CC write.
+        if (offset == 0x14 && !afterWrite_) noteAttempt();
+        afterWrite_ = false;
+        if (offset == 0x14 && hangFirstRead && calls_++ == 0) Sleep(30000);  // holds no lock of the host
+        if (!VirtualHost::readPhysicalDword(address, value)) return false;
+        if (offset == 0x14 && ccSticksAbrupt) *value = (*value & ~0xC000u) | 0x8000u;
+        if (offset == 0x1C) {
+            if (processingReads > 0) {
+                --processingReads;
+                *value = (*value & ~0xCu) | 0x4u;
+            }
+        }
+        return true;
+    }
+    bool writePhysicalDword(uint64_t address, uint32_t value) override {
+        if ((address & 0xFFF) == 0x14) afterWrite_ = true;
+        return VirtualHost::writePhysicalDword(address, value);
+    }
+
+    std::vector<double> attemptStarts() {
+        std::lock_guard<std::mutex> guard(timesLock_);
+        return starts_;
+    }
+    Clock::time_point begin = Clock::now();
+
+private:
+    void noteAttempt() {
+        std::lock_guard<std::mutex> guard(timesLock_);
+        starts_.push_back(std::chrono::duration<double>(Clock::now() - begin).count());
+    }
+    std::atomic<bool> afterWrite_{false};
+    std::atomic<int> calls_{0};
+    std::mutex timesLock_;
+    std::vector<double> starts_;
+};
+
+class ShutdownNotification : public testing::Test {
+protected:
+    void SetUp() override {
+        zeltest::freshRun();
+        std::string problem;
+        ASSERT_TRUE(zel::vhost::parseHostDescription(zeltest::powerHost(), &description_, &problem)) << problem;
+        host_ = std::make_unique<ScriptedController>(description_);
+        previous_ = zel::replaceDeviceApi(host_.get());
+    }
+    void TearDown() override {
+        zeltest::freshRun();
+        zel::replaceDeviceApi(previous_);
+    }
+
+    zel::ErrorCode notifyDisk(int number) {
+        zel::DiskBase* disk = zeltest::builtDisk(number);
+        EXPECT_NE(disk, nullptr);
+        host_->begin = Clock::now();
+        return disk ? zel::notifyNvmeShutdown(*disk) : 0xFFFFFFFF;
+    }
+
+    // Reports the measured attempt starts and returns the gaps between them.
+    std::vector<double> reportGaps(const char* name) {
+        const std::vector<double> starts = host_->attemptStarts();
+        std::vector<double> gaps;
+        std::printf("[timing] %s: %zu attempts, started at", name, starts.size());
+        for (size_t i = 0; i < starts.size(); ++i) {
+            std::printf(" %.2f", starts[i]);
+            if (i) gaps.push_back(starts[i] - starts[i - 1]);
+        }
+        std::printf(" s; ended at %.2f s\n", std::chrono::duration<double>(Clock::now() - host_->begin).count());
+        return gaps;
+    }
+
+    zel::vhost::HostDescription description_;
+    std::unique_ptr<ScriptedController> host_;
+    zel::DeviceApi* previous_ = nullptr;
+};
+
+size_t count(const std::string& text, const std::string& piece) {
+    size_t n = 0;
+    for (size_t at = text.find(piece); at != std::string::npos; at = text.find(piece, at + 1)) ++n;
+    return n;
+}
+
+}  // namespace
+
+TEST_F(ShutdownNotification, CompletesOnTheFirstAttemptWithEveryLine) {
+    zeltest::LogCapture log;
+    EXPECT_EQ(notifyDisk(2), 0u);
+    const std::string text = log.text();
+    // Disk 2's BAR0 as the host places it: 0xC0200000.
+    const char* lines[] = {
+        "INFO     Set shutdown notification to NVMe drive.",
+        "DEBUG    retryNotifyShutdown() read CC at 0xC0200014",
+        "DEBUG    retryNotifyShutdown() CC=460001",
+        "DEBUG    retryNotifyShutdown() write CC=464001",
+        "DEBUG    retryNotifyShutdown() verify CC=464001",
+        "DEBUG    retryNotifyShutdown() read CSTS at 0xC0200000+0x1C",
+        "INFO     SHST=2, complete? 1",
+    };
+    size_t at = 0;
+    for (const char* line : lines) {
+        const size_t found = text.find(line, at);
+        EXPECT_NE(found, std::string::npos) << line << "\n" << text;
+        if (found != std::string::npos) at = found;
+    }
+    EXPECT_EQ(host_->attemptStarts().size(), 1u);
+}
+
+TEST_F(ShutdownNotification, SucceedsOnTheThirdAttempt) {
+    host_->processingReads = 2;
+    zeltest::LogCapture log;
+    EXPECT_EQ(notifyDisk(1), 0u);
+    const std::vector<double> gaps = reportGaps("SHST 1 twice, then 2");
+    EXPECT_EQ(host_->attemptStarts().size(), 3u);
+    EXPECT_EQ(gaps.size(), 2u);
+    EXPECT_EQ(count(log.text(), "SHST=1, complete? 0"), 2u);
+    EXPECT_EQ(count(log.text(), "SHST=2, complete? 1"), 1u);
+    EXPECT_FALSE(log.contains("Failed to set shutdown notification"));
+}
+
+TEST_F(ShutdownNotification, GivesUpAfterTenAttemptsWhenShnDoesNotStick) {
+    host_->ccSticksAbrupt = true;
+    zeltest::LogCapture log;
+    EXPECT_EQ(notifyDisk(1), zel::err::kPowerCycleFlow);
+    EXPECT_EQ(zel::lastError(), zel::err::kPowerCycleFlow);
+    reportGaps("CC.SHN reads back 10b");
+    EXPECT_EQ(host_->attemptStarts().size(), 10u);
+    EXPECT_EQ(count(log.text(), "retryNotifyShutdown() verify CC=468001"), 10u);
+    EXPECT_FALSE(log.contains("SHST=")) << "a failed verify ends the attempt before CSTS";
+    EXPECT_TRUE(log.contains("WARNING  Failed to set shutdown notification"));
+}
+
+TEST_F(ShutdownNotification, HungAttemptIsCutOffAndTheNextOneRuns) {
+    host_->hangFirstRead = true;
+    zeltest::LogCapture log;
+    EXPECT_EQ(notifyDisk(1), 0u);
+    const std::vector<double> gaps = reportGaps("first CC read hangs");
+    ASSERT_EQ(host_->attemptStarts().size(), 2u);
+    EXPECT_EQ(count(log.text(), "Set shutdown notification to NVMe drive."), 2u);
+    EXPECT_EQ(count(log.text(), "SHST=2, complete? 1"), 1u);
+}
+
+TEST_F(ShutdownNotification, OnlyNvmeDisksWithBar0AreNotified) {
+    EXPECT_EQ(notifyDisk(0), zel::err::kFunctionNotSupported);
+    zel::DiskIdentity identity;
+    identity.kind = zel::disk_kind::kNvme;
+    zel::NvmeSsd withoutPcie(identity);
+    zeltest::LogCapture log;
+    EXPECT_EQ(zel::notifyNvmeShutdown(withoutPcie), 0u) << "nothing to notify";
+    EXPECT_FALSE(log.contains("Set shutdown notification"));
+}
