@@ -5,7 +5,6 @@
 namespace zel {
 namespace {
 
-constexpr uint8_t kAtaStatusErr = 0x01;
 constexpr uint8_t kAtaStatusDeviceFault = 0x20;
 constexpr uint8_t kCheckCondition = 0x02;
 

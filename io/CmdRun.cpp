@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <ctime>
-#include <fstream>
-#include <iterator>
 
+#include "core/BinaryFile.h"
 #include "core/DriveOpener.h"
 #include "core/IniFile.h"
 #include "core/Logger.h"
@@ -28,17 +27,14 @@ ErrorCode fail(ErrorCode code, const std::string& line) {
 
 bool loadInBin(const CmdJob& job, std::vector<uint8_t>* bytes) {
     if (job.inBin.empty()) return true;
-    std::ifstream file(resolveOutputPath(job.inBin), std::ios::binary);
+    auto file = readBinaryFile(resolveOutputPath(job.inBin));
     if (!file) return false;
-    bytes->assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    *bytes = std::move(*file);
     return true;
 }
 
 bool saveData(const std::string& path, const uint8_t* data, size_t size) {
-    if (path.empty()) return true;
-    std::ofstream file(resolveOutputPath(path), std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-    return static_cast<bool>(file);
+    return path.empty() || writeBinaryFile(resolveOutputPath(path), data, size);
 }
 
 // A route that failed without a code of its own still fails the run.

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <memory>
 
+#include "core/BinaryFile.h"
 #include "core/ErrorCodes.h"
 #include "core/IniFile.h"
 #include "core/Logger.h"
@@ -30,12 +31,6 @@ RwMode modeOf(const IoWorkerParams& p) { return static_cast<RwMode>(p.mode); }
 
 bool isIdentifyBitSet(const std::vector<uint8_t>& words, unsigned word, unsigned bit) {
     return words.size() >= 2 * word + 2 && ((words[2 * word] | words[2 * word + 1] << 8) >> bit & 1);
-}
-
-bool writeFile(const std::string& path, const uint8_t* data, size_t bytes) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(bytes));
-    return static_cast<bool>(out);
 }
 
 }  // namespace
@@ -165,7 +160,7 @@ bool IoWorker::prepareWriteData(uint32_t sectorSize) {
     const uint32_t sectors = params_.blockSectors ? params_.blockSectors : kMaxRandomBytes / sectorSize;
     data_ = AlignedBuffer(size_t{sectors} * sectorSize);
     replicateImage(image_.data(), sectorSize, data_.data(), data_.size());
-    if (params_.outBinPath[0] && !writeFile(params_.outBinPath, image_.data(), image_.size())) {
+    if (params_.outBinPath[0] && !writeBinaryFile(params_.outBinPath, image_.data(), image_.size())) {
         logWarning("[T%d] Cannot write the pattern image to %s", params_.threadIndex, params_.outBinPath);
         return fail(ERROR_WRITE_FAULT);
     }
@@ -230,8 +225,8 @@ void IoWorker::reportMiscompare(const RunReport& report, uint32_t sectorSize) co
     const std::string folder = Logger::instance().directory();
     const uint32_t sectors = report.mismatched.sectors ? report.mismatched.sectors : params_.blockSectors;
     const size_t bytes = data_.data() ? std::min(size_t{sectors} * sectorSize, data_.size()) : 0;
-    writeFile(folder + formatText("miscompare-expected_%d.bin", params_.threadIndex), data_.data(), bytes);
-    writeFile(folder + formatText("miscompare-actual_%d.bin", params_.threadIndex), report.actual.data(),
+    writeBinaryFile(folder + formatText("miscompare-expected_%d.bin", params_.threadIndex), data_.data(), bytes);
+    writeBinaryFile(folder + formatText("miscompare-actual_%d.bin", params_.threadIndex), report.actual.data(),
               report.actual.size());
     setLastError(code);
 }

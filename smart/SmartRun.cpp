@@ -1,11 +1,11 @@
 #include "smart/SmartRun.h"
 
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 
 #include "core/ActionResultJson.h"
+#include "core/BinaryFile.h"
 #include "core/Clock.h"
 #include "core/DeviceApi.h"
 #include "core/IniFile.h"
@@ -29,18 +29,6 @@ constexpr uint8_t kCriticalThresholdBits = 0x03;
 
 bool isNvmeDisk(const DiskBase& disk) {
     return disk.diskKind() == disk_kind::kNvme || disk.diskKind() == disk_kind::kJMicronNvme;
-}
-
-std::optional<std::vector<uint8_t>> readBinary(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return std::nullopt;
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
-bool writeBinary(const std::string& path, const std::vector<uint8_t>& data) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
-    return static_cast<bool>(file);
 }
 
 std::string csvTime() { return timeStampText(hostClockMilliseconds()).substr(0, 19); }
@@ -92,7 +80,7 @@ private:
         SmartReading reading(parser_->attributeCount());
         for (size_t i = 0; i < files.size() && i < pages_.size(); ++i) {
             std::vector<uint8_t> page;
-            const auto bytes = readBinary(resolveOutputPath(files[i]));
+            const auto bytes = readBinaryFile(resolveOutputPath(files[i]));
             if (!bytes || !pageFromBin(*bytes, pages_[i].size, &page)) {
                 logWarning("%s", readWarning);
                 fail(err::kSmartRead);
@@ -149,7 +137,7 @@ private:
         for (size_t i = 0; i < pages_.size() && i < job_.outBins.size(); ++i) {
             if (data_[i].empty()) continue;
             const std::string path = resolveOutputPath(job_.outBins[i]);
-            if (!writeBinary(path, data_[i])) {
+            if (!writeBinaryFile(path, data_[i].data(), data_[i].size())) {
                 const ErrorCode code = takeSystemLastError();
                 logWarning("Failed to output SMART data, LID=%d, to %s", pages_[i].logId, path.c_str());
                 fail(code ? code : err::kSmartRead);
@@ -171,7 +159,7 @@ private:
     void writeCsv() {
         if (job_.outCsv.empty()) return;
         const std::string path = resolveOutputPath(job_.outCsv);
-        const bool fresh = !readBinary(path);
+        const bool fresh = !fileExists(path);
         std::vector<std::string> heading = parser_->csvHeading();
         std::vector<std::string> row = parser_->csvRow(readings_.current, csvTime());
         if (isNvmeDisk(disk_)) {

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/fuzz/FuzzArgv.h"
 #include "app/JobReaders.h"
 #include "app/OptionTable.h"
 #include "io/CmdAnswer.h"
@@ -18,21 +19,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         zel::ProtocolCode::kNone, zel::ProtocolCode::kAtaOverAta, zel::ProtocolCode::kScsi,
         zel::ProtocolCode::kNvmeByStornvme, zel::ProtocolCode::kNvmeByScsiMiniport, zel::ProtocolCode::kNvmeByIrst};
     const zel::CmdTarget target{kRoutes[data[0] % 6], 2, (data[0] & 0x80) ? 4096u : 512u, 1u << 20};
-    std::vector<std::string> words{"ZelCli.exe"};
-    std::string current;
-    for (size_t i = 1; i < size; ++i) {
-        if (data[i] == 0) {
-            words.push_back(current);
-            current.clear();
-        } else {
-            current.push_back(static_cast<char>(data[i]));
-        }
-    }
-    words.push_back(current);
-    std::vector<const char*> argv;
-    for (const auto& w : words) argv.push_back(w.c_str());
+    FuzzArgv argv(data + 1, size - 1);
     try {
-        zel::ParseResult args = zel::parseCommandLine(*options, static_cast<int>(argv.size()), argv.data());
+        zel::ParseResult args = zel::parseCommandLine(*options, argv.argc(), argv.argv());
         zel::CmdJob job;
         if (zel::readCmdJob(args, &job)) return 0;
         const std::vector<uint8_t> inBin(job.dataLength % 8192, 0x5A);

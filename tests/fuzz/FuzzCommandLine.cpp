@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/fuzz/FuzzArgv.h"
 #include "app/CommandLineChecks.h"
 #include "app/JobReaders.h"
 #include "app/OptionTable.h"
@@ -11,21 +12,9 @@
 // of the parsed options: the entry's checks and each action's job.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static auto options = zel::makeOptions();
-    std::vector<std::string> words{"ZelCli.exe"};
-    std::string current;
-    for (size_t i = 0; i < size; ++i) {
-        if (data[i] == 0) {
-            words.push_back(current);
-            current.clear();
-        } else {
-            current.push_back(static_cast<char>(data[i]));
-        }
-    }
-    words.push_back(current);
-    std::vector<const char*> argv;
-    for (const auto& w : words) argv.push_back(w.c_str());
+    FuzzArgv argv(data, size);
     try {
-        zel::ParseResult args = zel::parseCommandLine(*options, static_cast<int>(argv.size()), argv.data());
+        zel::ParseResult args = zel::parseCommandLine(*options, argv.argc(), argv.argv());
         (void)zel::findCommandLineProblem(args);
         zel::RwJob rw;
         (void)zel::readRwJob(args, 0, &rw);
