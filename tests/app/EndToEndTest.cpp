@@ -95,9 +95,9 @@ TEST_F(EndToEnd, GlobalCommandsAnswerBeforeActions) {
     auto monitor = runLogged("--monitor -a rw");
     EXPECT_EQ(monitor.exitCode, 1u) << "monitor without a disk";
     auto update = runLogged("--update-driver \"\"");
-    EXPECT_EQ(update.exitCode, 0x20000004u) << "empty INF path";
+    EXPECT_EQ(update.exitCode, 0x20000004u) << "empty INF path\n" << update.output;
     auto remove = runLogged("--delete-driver \"\"");
-    EXPECT_EQ(remove.exitCode, 0x20000004u) << "empty keyword";
+    EXPECT_EQ(remove.exitCode, 0x20000004u) << "empty keyword\n" << remove.output;
 }
 
 TEST_F(EndToEnd, ParserErrorsAreNotCaught) {

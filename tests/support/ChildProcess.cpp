@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <string>
 #include <thread>
 
 namespace zeltest {
@@ -43,7 +44,10 @@ ChildResult runProgram(const std::string& exe, const std::string& arguments, con
     ChildResult result;
     SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
     HANDLE readEnd = nullptr, writeEnd = nullptr;
-    if (!CreatePipe(&readEnd, &writeEnd, &inherit, 0)) return result;
+    if (!CreatePipe(&readEnd, &writeEnd, &inherit, 0)) {
+        result.output = "no pipe: error " + std::to_string(GetLastError());
+        return result;
+    }
     SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
 
     STARTUPINFOA startup{};
@@ -55,8 +59,15 @@ ChildResult runProgram(const std::string& exe, const std::string& arguments, con
     PROCESS_INFORMATION process{};
     std::string commandLine = "\"" + exe + "\" " + arguments;
     std::string env = environmentBlock(environment);
-    BOOL started = CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, env.data(),
-                                  workDir.empty() ? nullptr : workDir.c_str(), &startup, &process);
+    // Wine under load occasionally refuses a start; a retry tells that apart
+    // from a real fault, and a start that never succeeds says why.
+    BOOL started = FALSE;
+    for (int attempt = 0; attempt < 3 && !started; ++attempt) {
+        if (attempt) Sleep(500);
+        started = CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, env.data(),
+                                 workDir.empty() ? nullptr : workDir.c_str(), &startup, &process);
+    }
+    if (!started) result.output = "could not start " + commandLine + ": error " + std::to_string(GetLastError());
     CloseHandle(writeEnd);
     if (started) {
         // Read on a thread so that a hung child ends at the time limit
@@ -66,8 +77,8 @@ ChildResult runProgram(const std::string& exe, const std::string& arguments, con
             TerminateProcess(process.hProcess, kTimedOutExitCode);
         reader.join();
         DWORD code = 0;
-        GetExitCodeProcess(process.hProcess, &code);
-        result.exitCode = code;
+        if (GetExitCodeProcess(process.hProcess, &code)) result.exitCode = code;
+        else result.output += "no exit code: error " + std::to_string(GetLastError());
         CloseHandle(process.hThread);
         CloseHandle(process.hProcess);
     }
