@@ -1,39 +1,14 @@
 #include "io/CmdTranslate.h"
 
 #include <cmath>
-#include <cstdarg>
 #include <cstring>
 
-#include "core/TextFormat.h"
+#include "io/CmdPlanParts.h"
 
 namespace zel {
 namespace {
 
-using Result = std::optional<CmdProblem>;
-
-constexpr uint32_t kAtaBlock = 512;
-constexpr uint64_t kLba28Max = 0x0FFFFFFF;
-constexpr uint64_t kLba48Max = 0xFFFFFFFFFFFFull;
-constexpr uint8_t kNvmeGetLogPage = 0x02;
-constexpr uint8_t kNvmeIdentify = 0x06;
-constexpr uint8_t kNvmeGetFeatures = 0x0A;
-constexpr uint8_t kNvmeFlush = 0x00;
-constexpr uint8_t kNvmeDatasetManagement = 0x09;
-constexpr uint8_t kNvmeFirstVendorAdmin = 0xC0;
-constexpr uint8_t kNvmeFirstVendorIo = 0x80;
-
-Result refuse(ErrorCode code, const char* format, ...) ZEL_PRINTF_FORMAT(2, 3);
-Result refuse(ErrorCode code, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    CmdProblem problem{code, "[ActionCommand] " + formatTextV(format, args)};
-    va_end(args);
-    return problem;
-}
-
-Result missing(const char* option) {
-    return CmdProblem{err::kWrongArguments, formatText("Miss some options (%s)!", option)};
-}
+using namespace cmdplan;
 
 // ---- route -----------------------------------------------------------
 
@@ -202,13 +177,6 @@ bool countsLogicalSectors(uint8_t command) {
     return false;
 }
 
-// Commands that move their data by DMA: the ATA port needs to be told.
-bool isDmaCommand(uint8_t command) {
-    static const uint8_t kCommands[] = {0x06, 0x25, 0x35, 0x3D, 0x47, 0x57, 0x93, 0xC8, 0xCA};
-    for (uint8_t c : kCommands) if (c == command) return true;
-    return false;
-}
-
 Result checkAtaInputs(const AtaCommand& ata, bool ext) {
     if (ext) {
         if (ata.lba > kLba48Max) return refuse(err::kAtaInputsSize, "--lba 0x%llX is more than 48 bits", static_cast<unsigned long long>(ata.lba));
@@ -240,15 +208,6 @@ Result setAtaCount(CmdPlan* plan, const CmdTarget& target, bool ext) {
     return {};
 }
 
-void setAtaFlags(CmdPlan* plan, bool ext) {
-    AtaCommand& ata = plan->ata;
-    ata.flags = ataflags::kDrdyRequired;
-    if (plan->direction == CmdDirection::In) ata.flags |= ataflags::kDataIn;
-    if (plan->direction == CmdDirection::Out) ata.flags |= ataflags::kDataOut;
-    if (ext) ata.flags |= ataflags::k48Bit;
-    if (plan->direction != CmdDirection::None && isDmaCommand(ata.command)) ata.flags |= ataflags::kDma;
-}
-
 Result translateAtaCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
     if (!job.has("command")) return missing("command");
     if (auto p = readData(job, inBin, err::kAtaDataSize, plan)) return p;
@@ -263,21 +222,6 @@ Result translateAtaCommand(const CmdJob& job, const CmdTarget& target, const std
     plan->expectStatus = job.expectStatus;
     plan->expectedStatus = job.expectedStatus;
     return {};
-}
-
-// IDENTIFY and SMART keep the traditional A0h device byte; the LBA-mode
-// commands (DATA SET MANAGEMENT, FLUSH CACHE EXT) set bit 6.
-void setAtaShortcut(CmdPlan* plan, uint8_t command, uint16_t feature, uint64_t lba, CmdDirection direction, uint32_t bytes) {
-    const bool lbaMode = command == 0xEA || command == 0x06;
-    plan->ata = AtaCommand{};
-    plan->ata.command = command;
-    plan->ata.feature = feature;
-    plan->ata.lba = lba;
-    plan->ata.device = lbaMode ? 0x40 : 0xA0;
-    plan->direction = direction;
-    plan->dataLength = bytes;
-    plan->ata.count = static_cast<uint16_t>(bytes / kAtaBlock);
-    setAtaFlags(plan, lbaMode);
 }
 
 // ---- SCSI ------------------------------------------------------------------
@@ -304,15 +248,6 @@ Result translateScsiCommand(const CmdJob& job, const std::vector<uint8_t>& inBin
                            : plan->direction == CmdDirection::Out ? scsidir::kOut
                                                                   : scsidir::kUnspecified;
     return {};
-}
-
-void setScsiShortcut(CmdPlan* plan, std::initializer_list<uint8_t> cdb, CmdDirection direction, uint32_t bytes) {
-    plan->scsi = ScsiCommand{};
-    plan->scsi.cdbLength = static_cast<uint8_t>(cdb.size());
-    std::copy(cdb.begin(), cdb.end(), plan->scsi.cdb);
-    plan->scsi.direction = direction == CmdDirection::In ? scsidir::kIn : scsidir::kUnspecified;
-    plan->direction = direction;
-    plan->dataLength = bytes;
 }
 
 // ---- NVMe ------------------------------------------------------------------
@@ -359,17 +294,6 @@ Result checkStornvmeRoute(const CmdPlan& plan) {
     return {};
 }
 
-void setNvmeRecord(CmdPlan* plan, const CmdTarget& target, uint8_t opcode, uint32_t nsid, bool admin) {
-    plan->nvme = NvmeCommand{};
-    plan->nvme.command[0] = opcode;
-    plan->nvme.setDword(1, nsid);
-    plan->nvme.admin = admin ? 1 : 0;
-    plan->nvme.diskNumber = target.diskNumber;
-    plan->nvme.direction = plan->direction == CmdDirection::In    ? nvmedir::kFromDevice
-                           : plan->direction == CmdDirection::Out ? nvmedir::kToDevice
-                                                                  : nvmedir::kNone;
-}
-
 Result translateNvmeCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
     if (!job.has("opc")) return missing("opc");
     const std::string queue = toLower(job.queue);
@@ -381,164 +305,6 @@ Result translateNvmeCommand(const CmdJob& job, const CmdTarget& target, const st
     if (auto p = checkOpcodeDirection(*plan)) return p;
     if (plan->route == ProtocolCode::kNvmeByStornvme) return checkStornvmeRoute(*plan);
     return {};
-}
-
-void setNvmeRead(CmdPlan* plan, const CmdTarget& target, uint8_t opcode, uint32_t nsid, uint32_t cdw10, uint32_t bytes) {
-    plan->direction = CmdDirection::In;
-    plan->dataLength = bytes;
-    setNvmeRecord(plan, target, opcode, nsid, true);
-    plan->nvme.setDword(10, cdw10);
-}
-
-// NUMD (dwords less one) is split over CDW10 bits 31..16 and CDW11.
-void setNvmeLogPage(CmdPlan* plan, const CmdTarget& target, uint8_t logId, uint32_t bytes) {
-    const uint32_t numd = bytes / 4 - 1;
-    setNvmeRead(plan, target, kNvmeGetLogPage, 0xFFFFFFFF, uint32_t{logId} | (numd & 0xFFFF) << 16, bytes);
-    plan->nvme.setDword(11, numd >> 16);
-}
-
-// ---- shortcuts -------------------------------------------------------------
-
-void planIdentify(CmdPlan* plan, const CmdTarget& target) {
-    plan->label = "identify";
-    if (plan->family == CmdFamily::Ata) setAtaShortcut(plan, 0xEC, 0, 0, CmdDirection::In, 512);
-    if (plan->family == CmdFamily::Scsi) setScsiShortcut(plan, {0x12, 0, 0, 0, 96, 0}, CmdDirection::In, 96);
-    if (plan->family == CmdFamily::Nvme) setNvmeRead(plan, target, kNvmeIdentify, 0, 1, 4096);
-}
-
-// Each ATA range entry: LBA in bits 47..0, up to 65535 sectors above.
-std::vector<uint8_t> ataTrimRanges(const Transfer& range) {
-    std::vector<uint8_t> data;
-    uint64_t lba = range.lba;
-    uint64_t left = range.sectors;
-    while (left) {
-        const uint64_t sectors = std::min<uint64_t>(left, 0xFFFF);
-        const uint64_t entry = lba | sectors << 48;
-        for (int b = 0; b < 8; ++b) data.push_back(static_cast<uint8_t>(entry >> (8 * b)));
-        lba += sectors;
-        left -= sectors;
-    }
-    data.resize((data.size() + kAtaBlock - 1) / kAtaBlock * kAtaBlock, 0);
-    return data;
-}
-
-// One NVMe range: context attributes, length in blocks, starting LBA.
-std::vector<uint8_t> nvmeTrimRange(const Transfer& range) {
-    std::vector<uint8_t> data(16, 0);
-    for (int b = 0; b < 4; ++b) data[4 + b] = static_cast<uint8_t>(range.sectors >> (8 * b));
-    for (int b = 0; b < 8; ++b) data[8 + b] = static_cast<uint8_t>(range.lba >> (8 * b));
-    return data;
-}
-
-bool isNvmePortRoute(ProtocolCode route) {
-    return route == ProtocolCode::kNvmeByScsiMiniport || route == ProtocolCode::kNvmeByIrst;
-}
-
-Result checkRange(const Transfer& range, const CmdTarget& target) {
-    if (range.lba > target.sectorCount || range.sectors > target.sectorCount - range.lba)
-        return refuse(err::kLbaOutOfRange, "LBA range [%llu, %llu) passes the disk's end at %llu",
-                      static_cast<unsigned long long>(range.lba),
-                      static_cast<unsigned long long>(range.lba) + range.sectors,
-                      static_cast<unsigned long long>(target.sectorCount));
-    return {};
-}
-
-Result planTrim(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
-    plan->label = "trim";
-    plan->failureCode = err::kTrimFailed;
-    const uint32_t bytes = job.has("datalen") ? job.dataLength : target.sectorSize;
-    if (bytes == 0 || bytes % target.sectorSize != 0)
-        return refuse(err::kWrongArguments, "--trim --datalen %u is not a whole number of %u-byte sectors", bytes, target.sectorSize);
-    plan->range = Transfer{job.lba, bytes / target.sectorSize};
-    if (auto p = checkRange(plan->range, target)) return p;
-    if (plan->family == CmdFamily::Ata) {
-        setAtaShortcut(plan, 0x06, 0x0001, 0, CmdDirection::Out, 0);
-        plan->dataOut = ataTrimRanges(plan->range);
-        plan->dataLength = static_cast<uint32_t>(plan->dataOut.size());
-        plan->ata.count = static_cast<uint16_t>(plan->dataLength / kAtaBlock);
-    } else if (plan->family == CmdFamily::Nvme && isNvmePortRoute(plan->route)) {
-        plan->direction = CmdDirection::Out;
-        plan->dataOut = nvmeTrimRange(plan->range);
-        plan->dataLength = 16;
-        setNvmeRecord(plan, target, kNvmeDatasetManagement, job.has("ns") ? job.nsid : 1, false);
-        plan->nvme.setDword(11, 1u << 2);  // deallocate; CDW10 0: one range
-    } else {
-        plan->step = CmdStep::HostTrim;
-    }
-    return {};
-}
-
-void planFlush(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
-    plan->label = "flush";
-    plan->failureCode = err::kFlushFailed;
-    if (plan->family == CmdFamily::Ata) {
-        setAtaShortcut(plan, 0xEA, 0, 0, CmdDirection::None, 0);
-    } else if (plan->family == CmdFamily::Scsi) {
-        setScsiShortcut(plan, {0x35, 0, 0, 0, 0, 0, 0, 0, 0, 0}, CmdDirection::None, 0);
-    } else if (isNvmePortRoute(plan->route)) {
-        plan->direction = CmdDirection::None;
-        setNvmeRecord(plan, target, kNvmeFlush, job.has("ns") ? job.nsid : 1, false);
-    } else {
-        plan->step = CmdStep::HostFlush;
-    }
-}
-
-// ---- dumps -----------------------------------------------------------------
-
-Result notForFamily(const CmdPlan& plan, const CmdTarget& target, const char* what, const char* family) {
-    return refuse(err::kFunctionNotSupported, "%s is an %s command; disk %u takes %s commands", what, family,
-                  target.diskNumber, familyName(plan.family));
-}
-
-Result planSmartDump(const CmdTarget& target, CmdPlan* plan) {
-    if (plan->family == CmdFamily::Nvme) {
-        setNvmeLogPage(plan, target, 0x02, 512);
-        return {};
-    }
-    // SMART READ DATA; a SCSI route wraps it for the ATA drive behind the bridge.
-    setAtaShortcut(plan, 0xB0, 0xD0, 0xC24F00, CmdDirection::In, 512);
-    if (plan->family == CmdFamily::Scsi) plan->route = ProtocolCode::kAtaOverUsb;
-    plan->family = CmdFamily::Ata;
-    return {};
-}
-
-Result planLogPageDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
-    if (plan->family != CmdFamily::Nvme) return notForFamily(*plan, target, "Get Log Page", "NVMe");
-    if (!job.has("lid")) return missing("lid");
-    const uint32_t bytes = job.has("lpsize") ? job.logPageBytes : 512;
-    if (bytes == 0 || bytes % 4 != 0)
-        return refuse(err::kWrongArguments, "--lpsize %u is not a whole number of dwords", bytes);
-    setNvmeLogPage(plan, target, static_cast<uint8_t>(job.logId), bytes);
-    return {};
-}
-
-Result planSizedDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
-    plan->dumpBytes = job.dumpBytes ? job.dumpBytes : target.sectorSize;
-    if (plan->dumpType != DumpType::Lba) {
-        plan->step = CmdStep::Generate;
-        return {};
-    }
-    if (plan->dumpBytes % target.sectorSize != 0)
-        return refuse(err::kWrongArguments, "--dumpsize %u is not a whole number of %u-byte sectors", plan->dumpBytes,
-                      target.sectorSize);
-    plan->step = CmdStep::ReadLba;
-    plan->range = Transfer{job.lba, plan->dumpBytes / target.sectorSize};
-    return checkRange(plan->range, target);
-}
-
-Result planDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
-    plan->label = toLower(job.dumpType);
-    plan->dataPath = job.dumpPath.empty() ? job.outBin : job.dumpPath;
-    switch (plan->dumpType) {
-        case DumpType::Identify: planIdentify(plan, target); plan->label = "identify"; return {};
-        case DumpType::Smart: return planSmartDump(target, plan);
-        case DumpType::LogPage: return planLogPageDump(job, target, plan);
-        case DumpType::IdentifyNs:
-            if (plan->family != CmdFamily::Nvme) return notForFamily(*plan, target, "Identify namespace", "NVMe");
-            setNvmeRead(plan, target, kNvmeIdentify, job.has("ns") ? job.nsid : 1, 0, 4096);
-            return {};
-        default: return planSizedDump(job, target, plan);
-    }
 }
 
 Result planCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
