@@ -20,7 +20,7 @@ public:
     size_t attributeCount() const override { return config_.attributes.size(); }
 
     // Set by "skip_2cf4": the SMART RETURN STATUS signature is not checked.
-    bool skipThresholdStatus() const { return config_.skip2cf4; }
+    bool skipThresholdStatus() const override { return config_.skip2cf4; }
 
 private:
     SataConfig config_;

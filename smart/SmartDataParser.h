@@ -34,6 +34,8 @@ public:
     // The log page of every attribute, -1 where pages do not apply.
     virtual std::vector<int32_t> attributePages() const = 0;
     virtual size_t attributeCount() const = 0;
+    // Whether the drive's own threshold verdict is left unasked.
+    virtual bool skipThresholdStatus() const { return false; }
 
     // Checks the readings against the limits, logs the warnings, keeps the
     // power-on check time in the registry, and prints the table to the log

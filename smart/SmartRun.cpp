@@ -123,7 +123,7 @@ private:
         if (isNvmeDisk(disk_)) {
             exceeded = page.logId == kSmartHealthLogPage && page.offset == 0 && !data.empty() &&
                        (data[0] & kCriticalThresholdBits);
-        } else if (!static_cast<const SataSmartDataParser&>(*parser_).skipThresholdStatus()) {
+        } else if (!parser_->skipThresholdStatus()) {
             const ErrorCode code = disk_.smartReturnStatus(&exceeded);
             if (code != err::kOk) logDebug("[ActionSmart] SMART RETURN STATUS: %s", errorText(code).c_str());
         }
