@@ -18,6 +18,16 @@ const char* levelTag(int level) {
     }
 }
 
+// Both sinks are text streams that turn "\n" into "\r\n" themselves;
+// a message carrying a child's "\r\n" output would otherwise end "\r\r\n".
+std::string withBareLineFeeds(const std::string& text) {
+    std::string out;
+    out.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i)
+        if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) out.push_back(text[i]);
+    return out;
+}
+
 }  // namespace
 
 Logger& Logger::instance() {
@@ -46,7 +56,7 @@ void Logger::open(const std::string& path) {
 void Logger::log(int level, const std::string& message) {
     if (!enabled(level)) return;
     const std::string line =
-        formatText("%s %s %s", timeStampText(nowMilliseconds()).c_str(), levelTag(level), message.c_str());
+        formatText("%s %s %s", timeStampText(nowMilliseconds()).c_str(), levelTag(level), withBareLineFeeds(message).c_str());
     std::lock_guard<std::mutex> guard(lineLock_);
     if (consoleEcho_) std::cout << line << std::endl;
     if (file_.is_open()) file_ << line << std::endl;
