@@ -85,12 +85,6 @@ TEST_F(EndToEnd, ActionsCheckTheirRequiredOptions) {
                            "list for this application.)"));
 }
 
-TEST_F(EndToEnd, WkldIsAcceptedAlthoughHelpDoesNotListIt) {
-    auto run = runLogged("-a wkld -d 1 --path w.txt");
-    EXPECT_FALSE(has(run.output, "No action found!"));
-    EXPECT_NE(run.exitCode, 0x20000004u);
-}
-
 TEST_F(EndToEnd, GlobalCommandsAnswerBeforeActions) {
     auto monitor = runLogged("--monitor -a rw");
     EXPECT_EQ(monitor.exitCode, 1u) << "monitor without a disk";

@@ -75,7 +75,3 @@ TEST(OptionTable, ParseKeepsLongNamesAndTextValues) {
     EXPECT_EQ(args.integer("pwrid", -1), -1);
     EXPECT_EQ(args.text("pattern", "rand"), "rand");
 }
-
-TEST(OptionTable, UnknownOptionRaisesTheParserError) {
-    EXPECT_THROW(parse({"--bogus"}), cxxopts::exceptions::exception);
-}

@@ -141,13 +141,19 @@ TEST(DatalessDisk, DiscardsWritesReadsZerosAndCountsTraffic) {
 }
 
 // The write-and-trim vendor command: CDW10 is the dword count minus one,
-// namespace 1; the layout is checked on every route by the host tests.
-TEST(WriteTrimRanges, AnswerLengthAndNamespace) {
+// namespace 1. Every route carries it like any vendor admin command
+// (tests/protocol); a run on it is checked by RwEndToEnd.
+TEST(WriteTrimRanges, AnswerLayoutLengthAndNamespace) {
     DiskDescription description = described("nvme");
     description.answersWriteTrimRanges = true;
     description.writeTrimRanges = {{100, 8, 1}, {200, 16, 2}};
     Disk d(description);
     std::vector<uint8_t> data(4096, 0xEE);
+    ASSERT_EQ(nvmeCommand(d.disk, true, {0xC6, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1023}, data), 0);
+    std::vector<uint32_t> answer(10);  // count, reserved, then {lba (2 dwords), sectors, op} per range
+    std::memcpy(answer.data(), data.data(), 40);
+    EXPECT_EQ(answer, (std::vector<uint32_t>{2, 0, 100, 0, 8, 1, 200, 0, 16, 2}));
+    data.assign(4096, 0xEE);
     ASSERT_EQ(nvmeCommand(d.disk, true, {0xC6, 1, 0, 0, 0, 0, 0, 0, 0, 0, 3}, data), 0);
     EXPECT_EQ(data[0], 2) << "the count";
     EXPECT_EQ(data[15], 0) << "the dwords asked for";

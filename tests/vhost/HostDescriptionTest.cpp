@@ -21,68 +21,42 @@ std::string problemOf(const std::string& text) {
 
 }  // namespace
 
-TEST(HostDescription, DefaultsFollowBusAndProvider) {
+// Routes by bus and provider, ports by number, and the fields a run reads
+// back (identity, PCI ids and link, health, faults, latency, trim, power
+// switches) are checked through ZelCli.exe; here the rest and the defaults.
+TEST(HostDescription, DefaultsAndFieldsNoRunReadsBack) {
     std::string problem;
     const HostDescription host = parsed(R"({"disks": [
-        {"number": 0, "busType": 11, "sectorCount": 1000},
-        {"number": 1, "busType": 17, "sectorCount": "1k", "driver": {"provider": "Microsoft Corporation"}},
-        {"number": 2, "busType": 8, "capacityBytes": "0x100000", "driver": {"provider": "Intel Corporation"}},
+        {"number": 1, "busType": 17, "sectorCount": "1k"},
         {"number": 3, "busType": 17, "sectorCount": 8, "driver": {"provider": "Vendor", "nvmeRoute": "stornvme"}},
         {"number": 4, "busType": 7, "sectorCount": 8, "logicalSectorSize": 4096},
-        {"number": 7, "busType": 17, "sectorCount": 8}
+        {"number": 2, "busType": 17, "capacityBytes": "0x100000",
+         "driver": {"provider": "P", "infPath": "oem1.inf", "instanceId": "PCI\\X"},
+         "pci": {"vendorId": "0x1AB2", "deviceId": 258, "linkSpeed": 4, "linkWidth": 2, "maxLinkWidth": 4},
+         "identifyWords": {"217": 7200},
+         "nvmeLogPages": {"0xC0": "01 02 ff", "2": {"size": 1024, "fill": "0xFF", "bytes": {"0x10": "AA"}}},
+         "health": {"temperatureKelvin": 320, "availableSpareThreshold": 20, "criticalWarning": "0x04"},
+         "smartAttributes": [{"id": 232, "currentFrom": "availableSpare"}],
+         "vendorAnswers": [{"opcode": "0xC1", "status": "0x0102"}], "faults": [{"kind": "media_error", "lba": 10}],
+         "media": "none", "trim": {"readsZeros": false}, "shutdownAttempts": 3, "hostMemoryBuffer": true}
     ]})", &problem);
     ASSERT_EQ(problem, "");
-    ASSERT_EQ(host.disks.size(), 6u);
-    EXPECT_TRUE(host.disks[0].isAta());
-    EXPECT_EQ(host.disks[0].capacityBytes, 512000u);
-    EXPECT_EQ(host.disks[0].scsiAddress.port, 0) << "port defaults to the disk number";
-    EXPECT_TRUE(host.disks[1].isNvme());
-    EXPECT_EQ(host.disks[1].driver.nvmeRoute, "stornvme");
-    EXPECT_EQ(host.disks[1].sectorCount(), 1024u) << "number syntax of the tool";
-    EXPECT_TRUE(host.disks[2].isNvme()) << "RAID bus: an NVMe disk behind RST";
-    EXPECT_EQ(host.disks[2].driver.nvmeRoute, "irst");
-    EXPECT_EQ(host.disks[2].capacityBytes, 0x100000u);
-    EXPECT_EQ(host.disks[3].driver.nvmeRoute, "stornvme") << "explicit route wins";
-    EXPECT_TRUE(host.disks[4].isScsi());
-    EXPECT_EQ(host.disks[4].physicalSectorSize, 4096u) << "physical defaults to logical";
-    EXPECT_EQ(host.disks[4].capacityBytes, 8u * 4096);
-    EXPECT_EQ(host.disks[5].driver.nvmeRoute, "stornvme") << "no provider: the inbox driver, as the tool sees it";
-    EXPECT_EQ(host.disks[5].scsiAddress.port, 7);
-    EXPECT_NE(host.disk(7), nullptr);
-    EXPECT_EQ(host.disk(6), nullptr);
-}
+    ASSERT_EQ(host.disks.size(), 4u);
+    EXPECT_EQ(host.disks[0].sectorCount(), 1024u) << "number syntax of the tool";
+    EXPECT_EQ(host.disks[1].driver.nvmeRoute, "stornvme") << "explicit route wins";
+    EXPECT_TRUE(host.disks[2].isScsi());
+    EXPECT_EQ(host.disks[2].physicalSectorSize, 4096u) << "physical defaults to logical";
+    EXPECT_EQ(host.disks[2].capacityBytes, 8u * 4096);
+    EXPECT_NE(host.disk(4), nullptr);
+    EXPECT_EQ(host.disk(5), nullptr);
 
-TEST(HostDescription, EveryDescribedFieldIsRead) {
-    std::string problem;
-    const HostDescription host = parsed(R"({"disks": [{
-        "number": 2, "busType": 17, "vendor": "NVMe", "model": "M", "firmware": "F", "serial": "S",
-        "driver": {"provider": "P", "version": "1.2", "infPath": "oem1.inf", "instanceId": "PCI\\X"},
-        "sectorCount": 64, "physicalSectorSize": 4096,
-        "scsiAddress": {"port": 3, "path": 1, "target": 2, "lun": 4},
-        "pci": {"vendorId": "0x1AB2", "deviceId": 258, "bus": 5, "device": 1, "function": 2, "linkSpeed": 4,
-                "linkWidth": 2, "maxLinkWidth": 4},
-        "identifyWords": {"217": 7200},
-        "nvmeLogPages": {"0xC0": "01 02 ff", "2": {"size": 1024, "fill": "0xFF", "bytes": {"0x10": "AA"}}},
-        "health": {"temperatureKelvin": 320, "percentageUsed": 3, "availableSpare": 90,
-                   "availableSpareThreshold": 20, "criticalWarning": "0x04"},
-        "smartAttributes": [{"id": 9, "rawFrom": "powerOnHours", "threshold": 5},
-                            {"id": 232, "currentFrom": "availableSpare"}],
-        "vendorAnswers": [{"opcode": "0xC1", "dword0": 5, "status": "0x0102", "data": "AA BB"}],
-        "faults": [{"kind": "media_error", "lba": 10, "count": 2, "times": 1}, {"kind": "write_error"},
-                   {"kind": "vanish", "after": 3}],
-        "media": "none", "latencyMicros": {"min": 10, "max": 200}, "trim": {"readsZeros": false},
-        "writeTrimRanges": [{"lba": 8, "sectors": 8, "op": "trim"}],
-        "shutdownAttempts": 3, "powerOnDelayMs": 250, "hostMemoryBuffer": true
-    }], "powerSwitches": [{"kind": "PcieHX410V2", "disk": 2, "port": "COM3", "powers": [2], "failCommands": true,
-                           "millivolts": 5000, "milliamps": 120}]})", &problem);
-    ASSERT_EQ(problem, "");
-    const auto& d = host.disks.at(0);
+    const auto& d = host.disks[3];
+    EXPECT_EQ(d.capacityBytes, 0x100000u);
     EXPECT_EQ(d.driver.infPath, "oem1.inf");
     EXPECT_EQ(d.driver.instanceId, "PCI\\X");
-    EXPECT_EQ(d.scsiAddress.lun, 4);
     EXPECT_EQ(d.pci.deviceId, 258);
     EXPECT_EQ(d.pci.subsystemVendorId, 0x1AB2) << "defaults to the vendor id";
-    EXPECT_EQ(d.pci.maxLinkSpeed, 4);
+    EXPECT_EQ(d.pci.maxLinkSpeed, 4) << "defaults to the link speed";
     EXPECT_EQ(d.pci.maxLinkWidth, 4);
     EXPECT_EQ(d.identifyWords.at(217), 7200);
     EXPECT_EQ(d.nvmeLogPages.at(0xC0), (std::vector<uint8_t>{1, 2, 0xFF}));
@@ -93,68 +67,42 @@ TEST(HostDescription, EveryDescribedFieldIsRead) {
     EXPECT_EQ(d.temperatureKelvin, 320);
     EXPECT_EQ(d.availableSpareThreshold, 20);
     EXPECT_EQ(d.criticalWarning, 4);
-    EXPECT_EQ(d.smartAttributes.at(0).rawFrom, "powerOnHours");
-    EXPECT_EQ(d.smartAttributes.at(1).currentFrom, "availableSpare");
+    EXPECT_EQ(d.smartAttributes.at(0).currentFrom, "availableSpare");
     EXPECT_EQ(d.vendorAnswers.at(0).status, 0x0102);
     EXPECT_EQ(d.faults.at(0).opcode, -1);
-    EXPECT_EQ(d.faults.at(1).windowsError, 29u) << "ERROR_WRITE_FAULT unless given";
-    EXPECT_EQ(d.faults.at(2).after, 3u);
     EXPECT_TRUE(d.dataless);
-    EXPECT_EQ(d.latencyMinMicros, 10u);
-    EXPECT_EQ(d.latencyMaxMicros, 200u);
     EXPECT_TRUE(d.trim.supported);
-    EXPECT_FALSE(d.trim.readsZeros);
     EXPECT_TRUE(d.trim.deterministic);
-    ASSERT_EQ(d.writeTrimRanges.size(), 1u);
-    EXPECT_EQ(d.writeTrimRanges[0].op, 2u);
-    EXPECT_EQ(d.writeCache, "none");
     EXPECT_EQ(d.shutdownAttempts, 3u);
-    EXPECT_EQ(d.powerOnDelayMs, 250u);
     EXPECT_TRUE(d.hostMemoryBuffer);
-    ASSERT_EQ(host.powerSwitches.size(), 1u);
-    const auto& board = host.powerSwitches[0];
-    EXPECT_EQ(board.kind, "PcieHX410V2");
-    EXPECT_EQ(board.diskNumber, 2);
-    EXPECT_EQ(board.powers, std::vector<int>{2});
-    EXPECT_TRUE(board.failCommands);
-    EXPECT_EQ(board.millivolts, 5000u);
-    EXPECT_EQ(board.milliamps, 120u);
 }
 
 TEST(HostDescription, ProblemsNameTheKeyAtFault) {
-    EXPECT_EQ(problemOf("{"), "not valid JSON");
-    EXPECT_EQ(problemOf("[]"), "host: expected an object at the top");
-    EXPECT_EQ(problemOf(R"({"disks": {}})"), "host.disks: expected a list");
-    EXPECT_EQ(problemOf(R"({"disks": [{"number": 0}]})"), "disks[0]: capacityBytes or sectorCount is required");
-    EXPECT_EQ(problemOf(R"({"disks": [{"number": -1, "sectorCount": 1}]})"),
-              "disks[0].number: expected a non-negative number");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "model": 5}]})"), "disks[0].model: expected text");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "faults": [{"kind": "gremlins"}]}]})"),
-              "disks[0].faults[0].kind: unknown fault kind \"gremlins\"");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "nvmeLogPages": {"2": "0"}}]})"),
-              "disks[0].nvmeLogPages.2: odd number of hex digits");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "logicalSectorSize": 520}]})"),
-              "disks[0].logicalSectorSize: expected 512 or 4096");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "volumes": [{"letter": "EF"}]}]})"),
-              "disks[0].volumes[0].letter: expected one drive letter");
-    EXPECT_EQ(problemOf(R"({"disks": [{"number": 1, "sectorCount": 1}, {"number": 1, "sectorCount": 1}]})"),
-              "disks[1].number: disk number 1 is given twice");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "driver": {"nvmeRoute": "magic"}}]})"),
-              "disks[0].driver.nvmeRoute: expected stornvme, miniport or irst");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "writeCache": "lazy"}]})"),
-              "disks[0].writeCache: expected none, volatile or torn");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1, "media": "none", "writeCache": "torn"}]})"),
-              "disks[0].writeCache: a data-less disk keeps no data");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1}], "powerSwitches": [{"kind": "sata", "disk": 0}]})"),
-              "powerSwitches[0].kind: unknown power-switch kind \"sata\"");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1}], "powerSwitches": [{"kind": "SataHX410V1"}]})"),
-              "powerSwitches[0].disk: a power switch answers on its own disk");
-    EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 1}], "powerSwitches": [{"kind": "SataHX410V1", "disk": 4}]})"),
-              "powerSwitches[0].disk: no disk 4 is described");
-    EXPECT_EQ(problemOf(R"({"disks": [{"number": 0, "sectorCount": 1}, {"number": 1, "sectorCount": 1}],
-        "powerSwitches": [{"kind": "SataHX410V1", "disk": 0, "powers": [1]},
-                          {"kind": "PcieHX410V1", "disk": 0, "powers": [1]}]})"),
-              "powerSwitches[1].powers: disk 1 is powered by two switches");
+    const std::pair<const char*, const char*> cases[] = {
+        {"{", "not valid JSON"},
+        {"[]", "host: expected an object at the top"},
+        {R"({"disks": {}})", "host.disks: expected a list"},
+        {R"({"disks": [{"number": 0}]})", "disks[0]: capacityBytes or sectorCount is required"},
+        {R"({"disks": [{"number": -1, "sectorCount": 1}]})", "disks[0].number: expected a non-negative number"},
+        {R"({"disks": [{"number": 1, "sectorCount": 1}, {"number": 1, "sectorCount": 1}]})",
+         "disks[1].number: disk number 1 is given twice"},
+        {R"({"disks": [{"sectorCount": 1}], "powerSwitches": [{"kind": "sata", "disk": 0}]})",
+         "powerSwitches[0].kind: unknown power-switch kind \"sata\""},
+        {R"({"disks": [{"sectorCount": 1}], "powerSwitches": [{"kind": "SataHX410V1"}]})",
+         "powerSwitches[0].disk: a power switch answers on its own disk"},
+        {R"({"disks": [{"sectorCount": 1}], "powerSwitches": [{"kind": "SataHX410V1", "disk": 4}]})",
+         "powerSwitches[0].disk: no disk 4 is described"},
+        {R"({"disks": [{"number": 0, "sectorCount": 1}, {"number": 1, "sectorCount": 1}],
+            "powerSwitches": [{"kind": "SataHX410V1", "disk": 0, "powers": [1]},
+                              {"kind": "PcieHX410V1", "disk": 0, "powers": [1]}]})",
+         "powerSwitches[1].powers: disk 1 is powered by two switches"},
+        {R"({"portIoDriver": "no"})", "host.portIoDriver: expected true or false"},
+        {R"({"clockOffsetSeconds": "99999999999"})", "host.clockOffsetSeconds: 99999999999 is outside 0..31622400000"},
+        {R"({"disks": [{"number": 1, "sectorCount": 8, "driver": {"provider": "A", "instanceId": "PCI\\X\\1"}},
+            {"number": 2, "sectorCount": 8, "driver": {"provider": "B", "instanceId": "PCI\\X\\12"}}]})",
+         "disks[1].driver.instanceId: contains the controller id of disk 1, \"PCI\\X\\1\""},
+    };
+    for (const auto& [text, problem] : cases) EXPECT_EQ(problemOf(text), problem) << text;
 }
 
 TEST(HostDescription, ValuesOutsideTheirFieldAreRejected) {
@@ -204,20 +152,24 @@ TEST(HostDescription, ValuesOutsideTheirFieldAreRejected) {
          "disks[0].writeTrimRanges[0]: the range runs past the last LBA 7"},
         {R"("sectorCount": 8, "busType": 17, "writeTrimRanges": [{"sectors": 1, "op": "erase"}])",
          "disks[0].writeTrimRanges[0].op: expected write or trim"},
+        {R"("sectorCount": 8, "model": 5)", "disks[0].model: expected text"},
+        {R"("sectorCount": 8, "faults": [{"kind": "gremlins"}])",
+         "disks[0].faults[0].kind: unknown fault kind \"gremlins\""},
+        {R"("sectorCount": 8, "nvmeLogPages": {"2": "0"})", "disks[0].nvmeLogPages.2: odd number of hex digits"},
+        {R"("sectorCount": 8, "logicalSectorSize": 520)", "disks[0].logicalSectorSize: expected 512 or 4096"},
+        {R"("sectorCount": 8, "volumes": [{"letter": "EF"}])", "disks[0].volumes[0].letter: expected one drive letter"},
+        {R"("sectorCount": 8, "driver": {"nvmeRoute": "magic"})",
+         "disks[0].driver.nvmeRoute: expected stornvme, miniport or irst"},
+        {R"("sectorCount": 8, "writeCache": "lazy")", "disks[0].writeCache: expected none, volatile or torn"},
+        {R"("sectorCount": 8, "media": "none", "writeCache": "torn")",
+         "disks[0].writeCache: a data-less disk keeps no data"},
     };
     for (const Case& c : cases)
         EXPECT_EQ(problemOf(std::string(R"({"disks": [{)") + c.fields + "}]}"), c.problem) << c.fields;
-    EXPECT_EQ(problemOf(R"({"portIoDriver": "no"})"), "host.portIoDriver: expected true or false");
     std::string attributes;
     for (int i = 0; i < 31; ++i) attributes += std::string(i ? "," : "") + R"({"id": 5})";
     EXPECT_EQ(problemOf(R"({"disks": [{"sectorCount": 8, "smartAttributes": [)" + attributes + "]}]}"),
               "disks[0].smartAttributes: more than 30 attributes, the size of the SMART table");
-    EXPECT_EQ(problemOf(R"({"clockOffsetSeconds": "99999999999"})"),
-              "host.clockOffsetSeconds: 99999999999 is outside 0..31622400000");
     std::string problem;
     EXPECT_EQ(parsed(R"({"clockOffsetSeconds": "2k"})", &problem).clockOffsetSeconds, 2048u);
-    EXPECT_EQ(problemOf(R"({"disks": [
-        {"number": 1, "sectorCount": 8, "driver": {"provider": "A", "instanceId": "PCI\\X\\1"}},
-        {"number": 2, "sectorCount": 8, "driver": {"provider": "B", "instanceId": "PCI\\X\\12"}}]})"),
-              "disks[1].driver.instanceId: contains the controller id of disk 1, \"PCI\\X\\1\"");
 }

@@ -67,20 +67,18 @@ TEST_F(StandInTools, HardwareIdsMatchTheControllerWithoutRegardToCase) {
     EXPECT_TRUE(zel::vhost::controllerMatches(disk(1), disk(1).driver.instanceId)) << disk(1).driver.instanceId;
 }
 
-TEST_F(StandInTools, DisableHidesUntilEnableRemoveUntilRescan) {
-    auto off = devcon({"disable", "PCI\\VEN_1F2E&DEV_A809"});
-    EXPECT_EQ(off.exitCode, 0u);
-    EXPECT_NE(off.output.find(": Disabled\r\n1 device(s) disabled.\r\n"), std::string::npos) << off.output;
-    EXPECT_TRUE(reloaded().controllerOff(disk(1)));
-    EXPECT_FALSE(reloaded().controllerOff(disk(0)));
+// What a run does through the stand-ins (disable, enable, remove and
+// rescan, the driver store, formats and cleans, suspends) is checked by
+// HostToolsEndToEnd; here what ZelCli.exe never asks of them.
+TEST_F(StandInTools, RescanUndoesARemoveButNotADisable) {
+    devcon({"disable", "PCI\\VEN_1F2E&DEV_A809"});
     devcon({"rescan"});
     EXPECT_TRUE(reloaded().controllerOff(disk(1))) << "a rescan does not enable";
+    EXPECT_FALSE(reloaded().controllerOff(disk(0)));
     EXPECT_EQ(devcon({"enable", "pci\\VEN_1F2E&DEV_A809"}).exitCode, 0u);
-    EXPECT_FALSE(reloaded().controllerOff(disk(1)));
-
     EXPECT_EQ(devcon({"remove", "/r", "PCI\\VEN_1F2E&DEV_A809"}).exitCode, 0u);
     EXPECT_TRUE(reloaded().controllerOff(disk(1)));
-    EXPECT_EQ(devcon({"rescan"}).output, "Scanning for new hardware.\r\nScanning completed.\r\n");
+    devcon({"rescan"});
     EXPECT_FALSE(reloaded().controllerOff(disk(1)));
 }
 
@@ -92,67 +90,27 @@ TEST_F(StandInTools, TheOsDrivesControllerChangesOnlyOnReboot) {
     EXPECT_NE(devcon({"remove", "/r", "PCI\\VEN_1F2E&DEV_A80A"}).output.find("Removed on reboot"), std::string::npos);
 }
 
-TEST_F(StandInTools, DevconFailuresAndDriverStore) {
-    EXPECT_EQ(devcon({"enable", "PCI\\VEN_0000&DEV_0000"}).exitCode, 2u);
+TEST_F(StandInTools, MalformedOrUnmatchedCommandsFail) {
+    auto pnputil = [&](std::vector<std::string> args) { return zel::vhost::runPnputilStandIn(args, host_).exitCode; };
+    auto diskpart = [&](const char* script) { return zel::vhost::runDiskpartStandIn(script, host_).exitCode; };
     EXPECT_EQ(devcon({"enable"}).exitCode, 3u);
     EXPECT_EQ(devcon({"frobnicate"}).exitCode, 3u);
-    EXPECT_EQ(devcon({"update", "PCI\\VEN_1F2E&DEV_A809", "x.inf"}).exitCode, 0u);
     EXPECT_EQ(devcon({"update", "PCI\\VEN_0000&DEV_0000", "x.inf"}).exitCode, 2u);
-    const std::string listing = devcon({"dp_enum"}).output;
-    EXPECT_EQ(listing.find("The following 3rd party Driver Packages are on this machine:\r\noem3.inf\r\n"
-                           "    Provider: Zeltron\r\n    Class: Storage controllers\r\n"
-                           "    Driver date/version: 01/02/2024 1.2.3.4\r\n    Signer name: Signer A\r\noem9.inf\r\n"),
-              0u)
-        << listing;
+    EXPECT_EQ(pnputil({"/delete-driver", "OEM3.INF", "/force"}), 0u) << "names match without regard to case";
+    EXPECT_EQ(pnputil({"/delete-driver", "oem3.inf", "/force"}), 2u) << "gone";
+    EXPECT_EQ(pnputil({"/delete-driver", "oem9.inf", "/forced"}), 87u);
 
-    auto deleted = zel::vhost::runPnputilStandIn({"/delete-driver", "OEM3.INF", "/force"}, host_);
-    EXPECT_EQ(deleted.exitCode, 0u);
-    EXPECT_EQ(deleted.output, "Microsoft PnP Utility\r\n\r\nDriver package deleted successfully.\r\n");
-    EXPECT_EQ(zel::vhost::runPnputilStandIn({"/delete-driver", "oem3.inf", "/force"}, host_).exitCode, 2u)
-        << "gone";
-    EXPECT_EQ(zel::vhost::runPnputilStandIn({"/delete-driver", "oem9.inf", "/forced"}, host_).exitCode, 87u);
-    EXPECT_EQ(devcon({"dp_enum"}).output.find("oem3.inf"), std::string::npos);
-    SystemChanges next = reloaded();
-    EXPECT_EQ(next.deletedPackages().count("OEM3.INF"), 1u);
-}
-
-TEST_F(StandInTools, DiskpartCleansFormatsAndRefusesTheOsDisk) {
-    auto format = zel::vhost::runDiskpartStandIn(
-        "select disk 1\r\nclean\r\ncreate partition primary\r\nformat fs=ntfs quick\r\nassign letter=f\r\nexit\r\n",
-        host_);
-    EXPECT_EQ(format.exitCode, 0u) << format.output;
-    const auto volumes = reloaded().volumes(disk(1));
-    ASSERT_EQ(volumes.size(), 1u);
-    EXPECT_EQ(volumes[0].letter, 'F');
-    EXPECT_EQ(volumes[0].totalBytes, 100000u * 512 - (1 << 20));
-    EXPECT_EQ(volumes[0].freeBytes, volumes[0].totalBytes);
-
-    auto clean = zel::vhost::runDiskpartStandIn("select disk 1\nclean\nexit\n", host_);
-    EXPECT_EQ(clean.exitCode, 0u);
-    EXPECT_TRUE(reloaded().volumes(disk(1)).empty());
-
-    auto os = zel::vhost::runDiskpartStandIn("select disk 0\r\nclean\r\nexit\r\n", host_);
-    EXPECT_EQ(os.exitCode, 4u);
-    EXPECT_EQ(reloaded().volumes(disk(0)).size(), 1u);
-
+    EXPECT_EQ(diskpart("select disk 0\r\nclean\r\nexit\r\n"), 4u);
+    EXPECT_EQ(reloaded().volumes(disk(0)).size(), 1u) << "the OS disk keeps its volume";
     auto taken = zel::vhost::runDiskpartStandIn(
-        "select disk 1\r\ncreate partition primary\r\nassign letter=C\r\nexit\r\n", host_);
+        "select disk 1\r\nclean\r\ncreate partition primary\r\nassign letter=C\r\nexit\r\n", host_);
     EXPECT_EQ(taken.exitCode, 4u);
     EXPECT_NE(taken.output.find("The specified drive letter is not free to be assigned."), std::string::npos);
-    EXPECT_EQ(zel::vhost::runDiskpartStandIn("select disk 7\r\n", host_).exitCode, 4u);
-    EXPECT_EQ(zel::vhost::runDiskpartStandIn("clean\r\n", host_).exitCode, 4u) << "no disk selected";
-    EXPECT_EQ(zel::vhost::runDiskpartStandIn("select disk 1\r\nclean all\r\n", host_).exitCode, 5u);
-}
+    EXPECT_EQ(diskpart("select disk 7\r\n"), 4u);
+    EXPECT_EQ(diskpart("clean\r\n"), 4u) << "no disk selected";
+    EXPECT_EQ(diskpart("select disk 1\r\nclean all\r\n"), 5u);
 
-TEST_F(StandInTools, PssuspendAnswersForRunningProcessesOnly) {
-    auto running = [](const std::string& name) { return name == "my app.exe" || name == "x"; };
-    auto suspend = zel::vhost::runPssuspendStandIn({"-accepteula", "my app.exe"}, running);
-    EXPECT_EQ(suspend.exitCode, 0u);
-    EXPECT_EQ(suspend.output, "Process my app.exe suspended.\r\n");
-    EXPECT_EQ(zel::vhost::runPssuspendStandIn({"-r", "x"}, running).output, "Process x resumed.\r\n");
-    auto absent = zel::vhost::runPssuspendStandIn({"ghost.exe"}, running);
-    EXPECT_NE(absent.exitCode, 0u);
-    EXPECT_EQ(absent.output, "Process ghost.exe is not running.\r\n");
+    auto running = [](const std::string& name) { return name == "x"; };
     EXPECT_NE(zel::vhost::runPssuspendStandIn({"-r"}, running).exitCode, 0u);
     EXPECT_NE(zel::vhost::runPssuspendStandIn({"a", "b"}, running).exitCode, 0u);
 }
