@@ -41,15 +41,17 @@ protected:
                                   {"ZELCLI_VHOST=" + dir_.file("host.json"), control_.environment()});
     }
     std::string log() const { return zeltest::readFile(dir_.file("run.log")); }
-    // The log file is written in text mode: a tool's "\r\n" reaches it as
-    // "\r\r\n". Both sides are compared with bare line feeds.
+    // Every line of the log file, a tool's output included, ends "\r\n";
+    // both sides are compared with bare line feeds.
     static std::string lineFeeds(std::string text) {
         for (size_t at; (at = text.find("\r\n")) != std::string::npos;) text.erase(at, 1);
         return text;
     }
     // A whole log line: level tag, text, end of line.
     bool logged(const std::string& levelAndText) const {
-        const std::string text = lineFeeds(log());
+        const std::string raw = log();
+        EXPECT_EQ(raw.find("\r\r\n"), std::string::npos) << "a doubled carriage return";
+        const std::string text = lineFeeds(raw);
         const std::string wanted = lineFeeds(levelAndText);
         for (size_t at = text.find(wanted); at != std::string::npos; at = text.find(wanted, at + 1)) {
             const size_t end = at + wanted.size();

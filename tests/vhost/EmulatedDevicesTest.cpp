@@ -159,22 +159,28 @@ TEST(EmulatedAtaData, RepeatedAttributeIdsKeepTheirSlots) {
 TEST(EmulatedNvmeData, GivenAndEditedLogPages) {
     struct Case {
         uint8_t logId;
-        NvmeLogPageEdit edit;
+        uint32_t editSize;
+        uint8_t fill;
+        uint32_t at;                // where `bytes` go
+        std::vector<uint8_t> bytes;
         size_t size;
         std::vector<std::pair<size_t, uint8_t>> expect;  // offset, byte
     } cases[] = {
-        {0xC0, {0, 0, {{4, {0xAB, 0xCD}}}}, 6, {{0, 0}, {4, 0xAB}, {5, 0xCD}}},
-        {0xC0, {512, 0xEE, {{510, {1}}}}, 512, {{0, 0xEE}, {510, 1}, {511, 0xEE}}},
-        {0x02, {0, 0, {{0, {0x08}}}}, 512, {{0, 0x08}, {3, 90}, {144, 4}}},
-        {0x02, {1024, 0x55, {}}, 1024, {{3, 90}, {512, 0x55}}},
-        {0x03, {16, 0, {}}, 16, {{0, 0x01}, {8, 'F'}}},
+        {0xC0, 0, 0, 4, {0xAB, 0xCD}, 6, {{0, 0}, {4, 0xAB}, {5, 0xCD}}},
+        {0xC0, 512, 0xEE, 510, {1}, 512, {{0, 0xEE}, {510, 1}, {511, 0xEE}}},
+        {0x02, 0, 0, 0, {0x08}, 512, {{0, 0x08}, {3, 90}, {144, 4}}},
+        {0x02, 1024, 0x55, 0, {}, 1024, {{3, 90}, {512, 0x55}}},
+        {0x03, 16, 0, 0, {}, 16, {{0, 0x01}, {8, 'F'}}},
     };
     DiskCounters counters;
     counters.unsafeShutdowns = 4;
     for (const Case& c : cases) {
         DiskDescription disk = sataDisk();
         disk.availableSpare = 90;
-        disk.nvmeLogPageEdits[c.logId] = c.edit;
+        NvmeLogPageEdit& edit = disk.nvmeLogPageEdits[c.logId];
+        edit.size = c.editSize;
+        edit.fill = c.fill;
+        if (!c.bytes.empty()) edit.bytes[c.at] = c.bytes;
         const std::vector<uint8_t> page = nvmeLogPage(disk, counters, c.logId, 0);
         ASSERT_EQ(page.size(), c.size) << int(c.logId);
         for (const auto& e : c.expect) EXPECT_EQ(page[e.first], e.second) << int(c.logId) << " @" << e.first;

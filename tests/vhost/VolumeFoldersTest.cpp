@@ -7,13 +7,13 @@ namespace {
 using Kind = zel::vhost::VolumeFolders::PathKind;
 
 struct Parsed {
-    Kind kind;
+    Kind kind = Kind::NotOnLetter;
     char letter = 0;
     std::vector<std::string> names;
 };
 
 Parsed parse(const std::string& path) {
-    Parsed p{Kind::NotOnLetter};
+    Parsed p;
     p.kind = zel::vhost::VolumeFolders::parse(path, &p.letter, &p.names);
     return p;
 }
