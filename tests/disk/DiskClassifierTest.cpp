@@ -5,52 +5,49 @@
 
 namespace {
 
-using zel::classifyDisk;
+constexpr uint32_t kZelnvme = zel::switchvalue::kForcedNvmeMiniport;
 
-void expectClass(uint32_t bus, const char* vendor, const char* product, const char* provider, uint32_t forced,
-                 int kind, int protocol) {
-    const zel::DiskClass chosen = classifyDisk(bus, vendor, product, provider, forced);
-    EXPECT_EQ(chosen.kind, kind) << bus << " '" << vendor << "' '" << product << "' '" << provider << "'";
-    EXPECT_EQ(static_cast<int>(chosen.protocolCode), protocol)
-        << bus << " '" << vendor << "' '" << product << "' '" << provider << "'";
-}
-
-TEST(DiskClassifier, SataAndPlainBuses) {
-    expectClass(3, "ATA", "Any", "", 0, 1, 1);   // ATA
-    expectClass(11, "", "Any", "", 0, 1, 1);     // SATA
-    expectClass(1, "", "Any", "", 0, 0, 0);      // SCSI: plain disk without protocol
-    expectClass(10, "", "Any", "", 0, 0, 0);     // SAS
-    expectClass(0, "", "", "", 0, 0, 0);
-}
-
-TEST(DiskClassifier, NvmeProtocolFollowsProviderAndSwitch) {
-    expectClass(17, "", "N", "Microsoft", 0, 2, 6);
-    expectClass(17, "", "N", "Microsoft Corporation", 0, 2, 6);
-    expectClass(17, "", "N", "Intel Corporation", 0, 2, 8);
-    expectClass(17, "", "N", "Samsung Electronics", 0, 2, 7);
-    expectClass(17, "", "N", "", 0, 2, 7);
-    expectClass(17, "", "N", "microsoft", 0, 2, 7);  // case matters
-    const uint32_t zelnvme = zel::switchvalue::kForcedNvmeMiniport;
-    expectClass(17, "", "N", "Microsoft", zelnvme, 2, 7);  // wins over any provider
-    expectClass(17, "", "N", "Intel Corporation", zelnvme, 2, 7);
-    // A disk behind a RAID-mode controller is taken for NVMe.
-    expectClass(8, "", "SATA SSD", "Intel Corporation", 0, 2, 8);
-}
-
-TEST(DiskClassifier, UsbRowsCompareWholeIds) {
-    expectClass(7, "", "HXPWR410 Virtual", "", 0, 20, 4);
-    expectClass(7, "", "HXPWR410 Virtual ", "", 0, 3, 4);
-    expectClass(7, "", "HX410   Reader", "", 0, 17, 4);
-    expectClass(7, "", "HX410     Reader", "", 0, 17, 4);
-    expectClass(7, "", "HX410 Reader", "", 0, 3, 4);
-    expectClass(7, "Rovan", "USB DISK", "", 0, 17, 4);
-    expectClass(7, "Generic", "USB DISK", "", 0, 3, 4);
-    expectClass(7, "Rovan ", "USB DISK", "", 0, 3, 4);
-    expectClass(7, "JMicron", "Generic USB", "", 0, 22, 4);
-    expectClass(7, "JMicronX", "Generic USB", "", 0, 3, 4);
-    expectClass(7, "JMicron", "Generic USB3", "", 0, 3, 4);
-    // never the ATA-over-USB route
-    expectClass(7, "Kingston", "DataTraveler", "Microsoft", zel::switchvalue::kForcedNvmeMiniport, 3, 4);
+// Kind and protocol by bus, ids and driver provider. USB rows compare
+// whole ids: a trailing space or an extra character falls to a plain UFD.
+TEST(DiskClassifier, KindAndProtocolOfEachRow) {
+    struct Case {
+        uint32_t bus;
+        const char *vendor, *product, *provider;
+        uint32_t forced;
+        int kind, protocol;
+    } cases[] = {
+        {3, "ATA", "Any", "", 0, 1, 1},  {11, "", "Any", "", 0, 1, 1},
+        {1, "", "Any", "", 0, 0, 0},  // SCSI: a plain disk without protocol
+        {10, "", "Any", "", 0, 0, 0},    {0, "", "", "", 0, 0, 0},
+        {17, "", "N", "Microsoft", 0, 2, 6},
+        {17, "", "N", "Microsoft Corporation", 0, 2, 6},
+        {17, "", "N", "Intel Corporation", 0, 2, 8},
+        {17, "", "N", "Samsung Electronics", 0, 2, 7},
+        {17, "", "N", "", 0, 2, 7},
+        {17, "", "N", "microsoft", 0, 2, 7},  // case matters
+        {17, "", "N", "Microsoft", kZelnvme, 2, 7},  // the switch wins over any provider
+        {17, "", "N", "Intel Corporation", kZelnvme, 2, 7},
+        {8, "", "SATA SSD", "Intel Corporation", 0, 2, 8},  // behind a RAID-mode controller
+        {7, "", "HXPWR410 Virtual", "", 0, 20, 4},
+        {7, "", "HXPWR410 Virtual ", "", 0, 3, 4},
+        {7, "", "HX410   Reader", "", 0, 17, 4},
+        {7, "", "HX410     Reader", "", 0, 17, 4},
+        {7, "", "HX410 Reader", "", 0, 3, 4},
+        {7, "Rovan", "USB DISK", "", 0, 17, 4},
+        {7, "Generic", "USB DISK", "", 0, 3, 4},
+        {7, "Rovan ", "USB DISK", "", 0, 3, 4},
+        {7, "JMicron", "Generic USB", "", 0, 22, 4},
+        {7, "JMicronX", "Generic USB", "", 0, 3, 4},
+        {7, "JMicron", "Generic USB3", "", 0, 3, 4},
+        {7, "Kingston", "DataTraveler", "Microsoft", kZelnvme, 3, 4},  // never the ATA-over-USB route
+    };
+    for (const Case& c : cases) {
+        const zel::DiskClass chosen = zel::classifyDisk(c.bus, c.vendor, c.product, c.provider, c.forced);
+        const std::string name = std::to_string(c.bus) + " '" + c.vendor + "' '" + c.product + "' '" + c.provider +
+                                 "' " + std::to_string(c.forced);
+        EXPECT_EQ(chosen.kind, c.kind) << name;
+        EXPECT_EQ(static_cast<int>(chosen.protocolCode), c.protocol) << name;
+    }
 }
 
 TEST(DiskClassifier, VendorCutAtFirstControlCharacter) {

@@ -10,25 +10,12 @@ namespace {
 uint32_t at16(const uint8_t* bytes, size_t offset) { return bytes[offset] | bytes[offset + 1] << 8; }
 uint32_t at32(const uint8_t* bytes, size_t offset) { return at16(bytes, offset) | at16(bytes, offset + 2) << 16; }
 
-TEST(BmpHeader, FieldsAtTheirOffsets) {
-    const auto headers = zel::bmpHeaders(1023, 767);
-    const uint8_t* b = headers.data();
-    EXPECT_EQ(b[0], 'B');
-    EXPECT_EQ(b[1], 'M');
-    EXPECT_EQ(at32(b, 2), 0u) << "the file size is left zero";
-    EXPECT_EQ(at32(b, 6), 0u);
-    EXPECT_EQ(at32(b, 10), 54u);
-    EXPECT_EQ(at32(b, 14), 40u);
-    EXPECT_EQ(at32(b, 18), 1023u);
-    EXPECT_EQ(at32(b, 22), 767u) << "positive: rows bottom-up";
-    EXPECT_EQ(at16(b, 26), 1u);
-    EXPECT_EQ(at16(b, 28), 24u);
-    for (size_t offset = 30; offset < 54; ++offset) EXPECT_EQ(b[offset], 0) << "offset " << offset;
-
-    // Every byte of a large size lands in place.
-    const auto wide = zel::bmpHeaders(0x01020304, 0x05060708);
-    EXPECT_EQ(at32(wide.data(), 18), 0x01020304u);
-    EXPECT_EQ(at32(wide.data(), 22), 0x05060708u);
+// Each field of a screen-sized header is checked in the file a screenshot
+// run writes (ScreenshotTest.cpp); here that every byte of a large size lands.
+TEST(BmpHeader, EveryByteOfALargeSizeLandsInPlace) {
+    const auto headers = zel::bmpHeaders(0x01020304, 0x05060708);
+    EXPECT_EQ(at32(headers.data(), 18), 0x01020304u);
+    EXPECT_EQ(at32(headers.data(), 22), 0x05060708u);
 }
 
 TEST(BmpHeader, RowsPadToFourBytes) {

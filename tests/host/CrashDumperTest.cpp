@@ -117,13 +117,6 @@ TEST_F(CrashDumper, WritesAFullMinidumpBesideTheExecutableAndPassesTheCrashOn) {
     EXPECT_GT(std::filesystem::file_size(dir_.file(dumps[0])), 1u << 20) << "full memory, not a stack-only dump";
 }
 
-TEST_F(CrashDumper, NothingWithoutTheDumper) {
-    auto run = zeltest::runProgram(exe_, "", dir_.path());
-    EXPECT_EQ(run.exitCode, 0xC0000005u);
-    EXPECT_EQ(run.output.find("*** Exception ***"), std::string::npos) << run.output;
-    EXPECT_TRUE(dumpsIn(dir_.path()).empty());
-}
-
 // ZelCli.exe installs the dumper in debug mode only.
 TEST_F(CrashDumper, ZelCliAnnouncesItsDumpInDebugModeOnly) {
     crashZelCli(dir_, "--debug");

@@ -21,7 +21,7 @@ std::string usbDisk(int number, const std::string& vendor, const std::string& mo
 }
 
 // Boards on disks 1..5, each powering one SATA drive on disks 6..10.
-std::string boardsHost(const std::string& pcieV2Extra = "") {
+std::string boardsHost() {
     std::string disks = usbDisk(1, "", "HX410   Reader", "1.08") + "," + usbDisk(2, "", "HX410     Reader", "2.00") +
                         "," + usbDisk(3, "", "HXPWR410 Virtual", "1.00") + "," +
                         usbDisk(4, "", "HXPWR410 Virtual", "2.10") + "," + usbDisk(5, "JMicron", "Generic USB", "0509");
@@ -32,7 +32,7 @@ std::string boardsHost(const std::string& pcieV2Extra = "") {
     return R"({"disks": [)" + disks + R"(], "powerSwitches": [
       {"kind": "SataHX410V1", "disk": 1, "powers": [6]}, {"kind": "SataHX410V2", "disk": 2, "powers": [7]},
       {"kind": "PcieHX410V1", "disk": 3, "powers": [8]},
-      {"kind": "PcieHX410V2", "disk": 4, "powers": [9], "millivolts": 4001, "milliamps": 50)" + pcieV2Extra + R"(},
+      {"kind": "PcieHX410V2", "disk": 4, "powers": [9], "millivolts": 4001, "milliamps": 50},
       {"kind": "JMicronS583", "disk": 5, "powers": [10]}]})";
 }
 
@@ -45,6 +45,7 @@ DiskBase& listed(int number) {
     return *list.get(false).disks().front();
 }
 
+// The second SATA generation's bytes are checked end to end (PowerEndToEndTest.cpp).
 struct BoardCase {
     BoardClass board;
     int disk;
@@ -56,8 +57,6 @@ struct BoardCase {
 const BoardCase kCases[] = {
     {BoardClass::SataHX410V1, 1, 6, "disk 1 SataHX410V1 off F0 F1 00 00 00 00 00 00 00 00 00 00 00 00 00 00",
      "disk 1 SataHX410V1 on F0 F1 FF 00 00 00 00 00 00 00 00 00 00 00 00 00"},
-    {BoardClass::SataHX410V2, 2, 7, "disk 2 SataHX410V2 off F1 41 FF FF 00 00 00 00 00 00 00 00 00 00 00 00",
-     "disk 2 SataHX410V2 on F1 41 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
     {BoardClass::PcieHX410V1, 3, 8, "disk 3 PcieHX410V1 off marker@3584 48 58 50 57 52 34 31 30 4F 46",
      "disk 3 PcieHX410V1 on marker@3584 48 58 50 57 52 34 31 30 4F 4E"},
     {BoardClass::PcieHX410V2, 4, 9, "disk 4 PcieHX410V2 off C0 52 02 00 00 00 00 00 00 00 00 08 00 00 00 00",
@@ -78,49 +77,31 @@ TEST(BoardRoutes, EveryClassSwitchesItsDutWithTheBytesTheBoardExpects) {
         ASSERT_TRUE(power->powerOff()) << errorText(lastError());
         EXPECT_EQ(host.board(c.disk)->decoded().back(), c.off);
         EXPECT_TRUE(host.disk(c.dut)->hidden());
-        if (c.board == BoardClass::PcieHX410V1)
+        if (c.board == BoardClass::PcieHX410V1) {
             EXPECT_EQ(host.lastRequest().openFlags, 0x20000000u) << "opened unbuffered";
+        }
         ASSERT_TRUE(power->powerOn()) << errorText(lastError());
         EXPECT_EQ(host.board(c.disk)->decoded().back(), c.on);
         EXPECT_FALSE(host.disk(c.dut)->hidden());
         EXPECT_EQ(host.disk(c.dut)->counters().powerCycles, 1u);
         EXPECT_EQ(host.disk(c.dut)->counters().unsafeShutdowns, 1u);
-        for (const BoardCase& other : kCases)
-            if (other.dut != c.dut) EXPECT_EQ(host.disk(other.dut)->counters().powerCycles, other.dut < c.dut ? 1u : 0u);
+        for (const BoardCase& other : kCases) {
+            if (other.dut == c.dut) continue;
+            EXPECT_EQ(host.disk(other.dut)->counters().powerCycles, other.dut < c.dut ? 1u : 0u);
+        }
     }
 }
 
-TEST(BoardRoutes, OnlyTheSecondPcieGenerationMeasuresAndSetsItsVoltage) {
+// The values read and the refusal of the other boards are checked end to
+// end; here the bytes of the two commands.
+TEST(BoardRoutes, SecondPcieGenerationMeasureAndVoltageBytes) {
     zeltest::InstalledHost installed(boardsHost());
     std::unique_ptr<PowerSwitch> pcie = createPowerSwitch(BoardClass::PcieHX410V2, listed(4));
     double mv = 0, ma = 0, mw = 0;
     ASSERT_TRUE(pcie->measure(&mv, &ma, &mw));
-    EXPECT_DOUBLE_EQ(mv, 4001.0);
-    EXPECT_DOUBLE_EQ(ma, 50.0);
-    EXPECT_NEAR(mw, 200.05, 1e-9);
     EXPECT_EQ(installed.host().board(4)->decoded().back(),
               "disk 4 PcieHX410V2 measure C0 41 01 00 00 00 00 00 00 00 00 80 00 00 00 00");
     ASSERT_TRUE(pcie->setVoltage(3550));
     EXPECT_EQ(installed.host().board(4)->decoded().back(),
               "disk 4 PcieHX410V2 voltage 3550 C0 56 01 00 0D DE 00 00 00 00 00 08 00 00 00 00");
-    ASSERT_TRUE(pcie->measure(&mv, &ma, &mw));
-    EXPECT_NEAR(mv, 3550.0, 1.25) << "the measurement follows the voltage, in 1.25 mV steps";
-
-    std::unique_ptr<PowerSwitch> sata = createPowerSwitch(BoardClass::SataHX410V2, listed(2));
-    setLastError(0);
-    EXPECT_FALSE(sata->measure(&mv, &ma, &mw));
-    EXPECT_EQ(lastError(), err::kNotSupported);
-    EXPECT_FALSE(sata->setVoltage(3300));
-}
-
-TEST(BoardRoutes, FailingBoardLeavesThePowerAlone) {
-    zeltest::InstalledHost installed(boardsHost(R"(, "failCommands": true)"));
-    std::unique_ptr<PowerSwitch> pcie = createPowerSwitch(BoardClass::PcieHX410V2, listed(4));
-    EXPECT_FALSE(pcie->powerOff());
-    EXPECT_EQ(lastError(), err::kScsiStatus);
-    EXPECT_FALSE(installed.host().disk(9)->hidden());
-    EXPECT_EQ(installed.host().board(4)->decoded().back(),
-              "disk 4 PcieHX410V2 off C0 52 02 00 00 00 00 00 00 00 00 08 00 00 00 00 failed");
-    double mv = 0, ma = 0, mw = 0;
-    EXPECT_FALSE(pcie->measure(&mv, &ma, &mw));
 }

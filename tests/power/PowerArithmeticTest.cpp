@@ -1,27 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "power/BoardCommands.h"
 #include "power/PowerRecords.h"
 
 using namespace zel;
 
-TEST(PowerMeasurement, BoardBytesGiveMillivoltsMilliampsAndMilliwatts) {
+// A board's reading and its line are checked end to end; here the bytes
+// around the measurement and the padding of small values.
+TEST(PowerMeasurement, OnlyItsFourBytesCountAndSmallValuesArePadded) {
     uint8_t answer[512] = {};
-    const uint8_t raw[] = {0x01, 0x90, 0x0C, 0x80};
-    std::memcpy(answer + 4, raw, 4);
-    answer[3] = 0xFF;  // outside the measurement
+    answer[3] = 0xFF;
     answer[8] = 0xFF;
-    const PowerMeasurement m = measurementFromBytes(answer);
-    EXPECT_DOUBLE_EQ(m.millivolts, 4001.0);
-    EXPECT_DOUBLE_EQ(m.milliamps, 50.0);
-    EXPECT_NEAR(m.milliwatts, 200.05, 1e-9);
-    EXPECT_EQ(measurementLine(m), "Voltage:4001.00mV, Current: 50.00mA, Power:200.05mW");
-
-    std::memset(answer, 0, sizeof answer);
-    const PowerMeasurement none = measurementFromBytes(answer);
-    EXPECT_EQ(measurementLine(none), "Voltage:  0.00mV, Current:  0.00mA, Power:  0.00mW");
+    EXPECT_EQ(measurementLine(measurementFromBytes(answer)), "Voltage:  0.00mV, Current:  0.00mA, Power:  0.00mW");
 }
 
 TEST(PowerMeasurement, MarkerSectorSaysOnOrOffAndNothingElse) {
@@ -72,10 +62,8 @@ TEST(VoltageCondition, MeasuredVoltageIsJudgedByTheComparison) {
 // What the smart action's limits then expect: $pwrcycle "diff<=k+1" for k
 // above 0, else "diff==k+1"; $ugsd likewise for k of 1 and up.
 TEST(PowerCounters, FlowsLeaveTheRetriesTheirLimitsExpect) {
-    const auto plainUgsd = smartCountersAfterFlow(PowerControl::Ugsd, 1, 0);
-    EXPECT_EQ(plainUgsd.pwrcycleRetry, 0);
-    EXPECT_EQ(plainUgsd.ugsdRetry, 0);
-    EXPECT_FALSE(plainUgsd.gsdRetry.has_value());
+    // A plain ugsd's 0 and 0 reach the registry end to end.
+    EXPECT_FALSE(smartCountersAfterFlow(PowerControl::Ugsd, 1, 0).gsdRetry.has_value());
 
     const auto retriedGsd = smartCountersAfterFlow(PowerControl::Gsd, 3, 0);
     EXPECT_EQ(retriedGsd.pwrcycleRetry, 2);

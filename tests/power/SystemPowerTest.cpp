@@ -7,7 +7,6 @@
 
 #include "core/ErrorCodes.h"
 #include "core/TextFormat.h"
-#include "disk/PortIoDriver.h"
 #include "power/ColdBoot.h"
 #include "power/ShutdownNotification.h"
 #include "power/SystemPower.h"
@@ -62,43 +61,28 @@ protected:
 
 }  // namespace
 
-// The host decodes the alarm from the CMOS writes; the exact 86400 stays hour 24.
-TEST_F(SystemPower, ColdBootArmsTheRtcAlarmAndEntersS5) {
+// Every port write in order, for times a run cannot choose: the alarm past
+// midnight, then the exact 86400 (hour 24) after a wake by the alarm, when
+// RTC_STS (bit 10) reads set and is written back, which clears it. What the
+// host makes of the writes is checked end to end.
+TEST_F(SystemPower, ColdBootWritesTheRtcAlarmAndEntersS5) {
     struct Case {
         zel::TimeOfDay now;
-        const char* alarm;
-        const char* sec;
-        const char* min;
-        const char* hour;
-        const char* pm1;
+        const char *sec, *min, *hour, *pm1;
     } cases[] = {
-        {{23, 59, 10}, "00:00:10", "71=10", "71=0", "71=0", "1800=4000000"},
-        // After a wake by the alarm RTC_STS (bit 10) reads set and is written back, which clears it.
-        {{23, 59, 0}, "24:00:00", "71=0", "71=0", "71=24", "1800=4000400"},
-        {{12, 34, 56}, "12:35:56", "71=56", "71=35", "71=12", "1800=4000400"},
+        {{23, 59, 10}, "71=10", "71=0", "71=0", "1800=4000000"},
+        {{23, 59, 0}, "71=0", "71=0", "71=24", "1800=4000400"},
     };
-    int cycles = 0;
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.alarm);
+        SCOPED_TRACE(c.hour);
         portWrites();
         EXPECT_EQ(zel::runColdBoot(60, c.now), 0u);
         const std::vector<std::string> expected = {
             "70=1", c.sec, "70=3", c.min, "70=5", c.hour, "70=C", "70=B", "70=B", "71=22",
             "A1=FE", "21=FB", c.pm1, "1804=3C01"};
         EXPECT_EQ(portWrites(), expected);
-        const json last = events().back();
-        EXPECT_EQ(last["event"], "S5");
-        EXPECT_EQ(last["rtcAlarm"], c.alarm);
-        EXPECT_EQ(last["alarmArmed"], true);
-        EXPECT_EQ(last["powerCycled"], json({0, 1, 2, 3}));
-        EXPECT_EQ(last["unsafeShutdowns"], json({0, 1, 2, 3}));
-        ++cycles;
-        for (int disk = 0; disk < 4; ++disk) {
-            EXPECT_EQ(counters(disk).powerCycles, static_cast<uint64_t>(cycles));
-            EXPECT_EQ(counters(disk).unsafeShutdowns, static_cast<uint64_t>(cycles));
-        }
     }
-    EXPECT_EQ(events().size(), 3u);
+    EXPECT_EQ(events().size(), 2u);
 }
 
 TEST_F(SystemPower, NotifiedNvmeDiskIsNotAnUnsafeShutdown) {
@@ -119,30 +103,19 @@ TEST_F(SystemPower, NotifiedNvmeDiskIsNotAnUnsafeShutdown) {
     EXPECT_EQ(counters(2).unsafeShutdowns, 1u);
 }
 
-// D3hot and back through the disk's PM capability; the controller's
-// registers read all ones meanwhile, and no disk loses power.
+// D3hot and back through the PM capability of the disk asked for; the
+// events' names are checked end to end.
 TEST_F(SystemPower, D3HotAndBackToD0) {
     zeltest::LogCapture log;
     EXPECT_EQ(run(zel::PowerControl::D3Hot, 0.1, 2), 0u);
     const std::vector<json> all = events();
     ASSERT_EQ(all.size(), 2u);
-    EXPECT_EQ(all[0]["event"], "D3hot");
     EXPECT_EQ(all[0]["disk"], 2);
     EXPECT_EQ(all[0]["from"], "D0");
-    EXPECT_EQ(all[1]["event"], "D0");
     EXPECT_EQ(all[1]["from"], "D3hot");
-    EXPECT_FALSE(all[0].contains("powerCycled"));
-    EXPECT_EQ(counters(2).powerCycles, 0u);
+    EXPECT_EQ(counters(2).powerCycles, 0u) << "the disk keeps its power";
     EXPECT_TRUE(log.contains("INFO     Write PCI 03:00.0 0x44 B, set D3hot"));
     EXPECT_TRUE(log.contains("INFO     Write PCI 03:00.0 0x44 8, set D0"));
-
-    zel::PortIoDriver& driver = zel::PortIoDriver::instance();
-    uint32_t cc = 0;
-    ASSERT_TRUE(driver.writePciConfig(3, 0, 0, 0x44, 0x0B));
-    ASSERT_TRUE(driver.readPhysicalDword(0xC0200014, &cc));
-    EXPECT_EQ(cc, 0xFFFFFFFFu);
-    ASSERT_TRUE(driver.readPhysicalDword(0xC0100014, &cc));
-    EXPECT_NE(cc, 0xFFFFFFFFu) << "the other controller stays in D0";
 }
 
 TEST_F(SystemPower, RefusalsAndOtherControls) {

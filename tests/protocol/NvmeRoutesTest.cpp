@@ -1,16 +1,16 @@
+// What each NVMe route puts in its block. Identify, log-page and vendor data
+// on every route are checked through ZelCli.exe (tests/io/CmdEndToEndTest.cpp);
+// here the block fields, the refusals and the failure lines.
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <cstring>
+#include <functional>
 #include <vector>
 
 #include "core/DriveOpener.h"
 #include "core/ErrorCodes.h"
-#include "protocol/AtaProtocolOverAta.h"
 #include "protocol/CommandRecords.h"
-#include "protocol/NvmeProtocols.h"
 #include "protocol/ProtocolRegistry.h"
-#include "protocol/ScsiProtocol.h"
 #include "tests/support/InstalledHost.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestHosts.h"
@@ -33,114 +33,59 @@ NvmeCommand adminCommand(uint8_t opcode, uint32_t nsid, uint32_t cdw10, uint8_t 
 }
 
 NvmeCommand identifyController(uint32_t disk) { return adminCommand(0x06, 0, 1, nvmedir::kFromDevice, disk); }
-NvmeCommand identifyNamespace(uint32_t disk) { return adminCommand(0x06, 1, 0, nvmedir::kFromDevice, disk); }
 NvmeCommand healthLog(uint32_t disk) {
     return adminCommand(0x02, 0xFFFFFFFF, 0x007F0002, nvmedir::kFromDevice, disk);
 }
 
-uint16_t le16(const std::vector<uint8_t>& data, size_t at) { return static_cast<uint16_t>(data[at] | data[at + 1] << 8); }
-uint64_t le64(const std::vector<uint8_t>& data, size_t at) {
-    uint64_t value;
-    std::memcpy(&value, &data[at], 8);
-    return value;
-}
-std::string textAt(const std::vector<uint8_t>& data, size_t at, size_t width) {
-    std::string text(reinterpret_cast<const char*>(&data[at]), width);
-    return text.substr(0, text.find_last_not_of(' ') + 1);
-}
-
-uint8_t controllerOpcode(InstalledHost& installed, int disk) {
-    return installed.host().disk(disk)->nvme()->lastCommand()[0];
-}
-
 }  // namespace
 
-TEST(NvmeProtocolByStornvme, IdentifyAndLogPagesThroughStorageQueries) {
+TEST(NvmeProtocolByStornvme, QueriesAndProtocolCommands) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
     auto route = createProtocol(ProtocolCode::kNvmeByStornvme);
     std::vector<uint8_t> data(4096);
+    auto request = [&] { return installed.host().lastRequest(); };
 
     NvmeCommand controller = identifyController(1);
     ASSERT_TRUE(route->sendCommand(1u, data.data(), 4096, &controller));
-    EXPECT_EQ(le16(data, 0), 0x1AB2) << "PCI vendor id";
-    EXPECT_EQ(textAt(data, 24, 40), "Test NVMe Inbox");
-    EXPECT_EQ(textAt(data, 4, 20), "NVME0001");
     EXPECT_EQ(+controller.timeout, 30u);
-    vhost::DecodedRequest request = installed.host().lastRequest();
-    EXPECT_EQ(request.ioctl, 0x2D1400u);
-    EXPECT_EQ(request.inSize, 4144u);
-    EXPECT_EQ(request.propertyId, 49u);
-    EXPECT_EQ(request.dataType, 1u);
-    EXPECT_EQ(request.requestValue, 1u);
-    EXPECT_EQ(request.requestSubValue, 0u);
-    EXPECT_EQ(request.protocolDataLength, 4096u);
+    EXPECT_EQ(request().inSize, 4144u);
     EXPECT_TRUE(log.contains("DEBUG    [NvmeProtocolByStornvme] Send command: OPC=6, NS=0, CDW10=1, CDW11=0, "
                              "CDW12=0, datasize=4096\n"));
 
-    NvmeCommand ns = identifyNamespace(1);
+    NvmeCommand ns = adminCommand(0x06, 1, 0, nvmedir::kFromDevice, 1);
     ASSERT_TRUE(route->sendCommand(1u, data.data(), 4096, &ns));
-    EXPECT_EQ(le64(data, 0), 131072u) << "namespace size in blocks";
-    EXPECT_EQ(data[128 + 2], 9) << "LBA format 0: 512-byte blocks";
-    EXPECT_EQ(installed.host().lastRequest().requestValue, 0u);
-    EXPECT_EQ(installed.host().lastRequest().requestSubValue, 1u);
-
-    std::vector<uint8_t> page(512);
-    NvmeCommand health = healthLog(1);
-    ASSERT_TRUE(route->sendCommand(1u, page.data(), 512, &health));
-    EXPECT_EQ(le16(page, 1), 308) << "composite temperature in kelvin";
-    EXPECT_EQ(page[3], 100) << "available spare";
-    request = installed.host().lastRequest();
-    EXPECT_EQ(request.dataType, 2u);
-    EXPECT_EQ(request.requestValue, 2u);
-    EXPECT_EQ(request.protocolDataLength, 512u);
-    const uint8_t* sqe = installed.host().disk(1)->nvme()->lastCommand();
-    EXPECT_EQ(sqe[0], 0x02);
-    EXPECT_EQ(sqe[40], 0x02) << "log identifier in CDW10";
-    EXPECT_EQ(sqe[42] | sqe[43] << 8, 127) << "NUMDL: 128 dwords";
+    EXPECT_EQ(request().requestValue, 0u) << "CNS 0 with the namespace id as sub-value";
+    EXPECT_EQ(request().requestSubValue, 1u);
 
     NvmeCommand telemetry = adminCommand(0x02, 0xFFFFFFFF, 0x007F0E07, nvmedir::kFromDevice, 1);
-    ASSERT_TRUE(route->sendCommand(1u, page.data(), 512, &telemetry));
+    ASSERT_TRUE(route->sendCommand(1u, data.data(), 512, &telemetry));
     EXPECT_EQ(telemetry.dword(10), 0x007F0107u) << "bit 8 set, bits 11..9 cleared";
-    EXPECT_EQ(page[0], 0x07);
-    EXPECT_EQ(installed.host().lastRequest().requestValue, 7u) << "the query carries only the identifier";
-}
-
-TEST(NvmeProtocolByStornvme, FeaturesAndVendorOpcodes) {
-    InstalledHost installed(zeltest::routeHost());
-    LogCapture log;
-    auto route = createProtocol(ProtocolCode::kNvmeByStornvme);
-    std::vector<uint8_t> data(4096);
+    EXPECT_EQ(data[0], 0x07);
+    EXPECT_EQ(request().requestValue, 7u) << "the query carries only the identifier";
 
     NvmeCommand queues = adminCommand(0x0A, 0, 0x07, nvmedir::kFromDevice, 1);
     ASSERT_TRUE(route->sendCommand(1u, data.data(), 4096, &queues));
     EXPECT_EQ(queues.completionDword(0), 0x003F003Fu);
-    EXPECT_EQ(installed.host().lastRequest().propertyId, 50u);
-    EXPECT_EQ(installed.host().lastRequest().dataType, 3u);
+    EXPECT_EQ(request().propertyId, 50u);
+    EXPECT_EQ(request().dataType, 3u);
 
-    std::vector<uint8_t> answer(16, 0xEE);
     NvmeCommand vendor = adminCommand(0xC2, 0, 0x11, nvmedir::kFromDevice, 1);
-    ASSERT_TRUE(route->sendCommand(1u, answer.data(), 16, &vendor));
-    EXPECT_EQ(answer, (std::vector<uint8_t>{0xDE, 0xAD, 0xBE, 0xEF, 1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(vendor.completionDword(0), 0x12345678u);
-    EXPECT_EQ(vendor.status() & 0x1FE, 0);
-    vhost::DecodedRequest request = installed.host().lastRequest();
-    EXPECT_EQ(request.ioctl, 0x2DD3C0u);
-    EXPECT_EQ(request.inSize, 16u + 208u);
-    EXPECT_EQ(request.commandSpecific, 1u);
-    EXPECT_EQ(request.timeout, 30u);
-    EXPECT_EQ(controllerOpcode(installed, 1), 0xC2);
+    ASSERT_TRUE(route->sendCommand(1u, data.data(), 16, &vendor));
+    EXPECT_EQ(request().inSize, 16u + 208u);
+    EXPECT_EQ(request().commandSpecific, 1u);
+    EXPECT_EQ(request().timeout, 30u);
     EXPECT_EQ(installed.host().disk(1)->nvme()->lastCommand()[40], 0x11) << "CDW10 at byte 40 of the command";
 
     NvmeCommand unknown = adminCommand(0xC5, 0, 0, nvmedir::kFromDevice, 1);
     unknown.setStatus(0x0001);
-    EXPECT_FALSE(route->sendCommand(1u, answer.data(), 16, &unknown));
+    EXPECT_FALSE(route->sendCommand(1u, data.data(), 16, &unknown));
     EXPECT_EQ(lastError(), err::kNvmeFailed);
     EXPECT_EQ(unknown.status(), 0x0003) << "code 1 (invalid opcode) in bits 8..1, phase kept";
     EXPECT_TRUE(log.contains("WARNING  [NvmeProtocolByStornvme] command failed. ReturnStatus=2, LE=0x"));
 
     NvmeCommand dataOut = adminCommand(0xC2, 0, 0, nvmedir::kToDevice, 1);
-    EXPECT_FALSE(route->sendCommand(1u, answer.data(), 16, &dataOut)) << "outgoing data overwrites the head";
+    EXPECT_FALSE(route->sendCommand(1u, data.data(), 16, &dataOut)) << "outgoing data overwrites the head";
     EXPECT_EQ(lastError(), static_cast<ErrorCode>(ERROR_INVALID_PARAMETER));
     EXPECT_TRUE(log.contains("WARNING  [NvmeProtocolByStornvme] command failed. returnedLength=0, LE=0x57.\n"));
 }
@@ -182,19 +127,13 @@ TEST(NvmeProtocolByScsiMiniport, AdminAndIoCommandsThroughTheNvmeMiniBlock) {
     auto route = createProtocol(ProtocolCode::kNvmeByScsiMiniport);
     std::vector<uint8_t> data(4096);
     const size_t handlesBefore = installed.host().openHandleCount();
+    auto request = [&] { return installed.host().lastRequest(); };
 
     NvmeCommand controller = identifyController(3);
     ASSERT_TRUE(route->sendCommand(3u, data.data(), 4096, &controller));
-    EXPECT_EQ(textAt(data, 24, 40), "Test NVMe Mini");
-    vhost::DecodedRequest request = installed.host().lastRequest();
-    EXPECT_EQ(request.ioctl, 0x4D008u);
-    EXPECT_EQ(request.signature, "NvmeMini");
-    EXPECT_EQ(request.controlCode, 0xE0002000u);
-    EXPECT_EQ(request.queueId, 0u);
-    EXPECT_EQ(request.inSize, 4096u + 152u);
-    EXPECT_EQ(request.dataIn, 2) << "direction from the record";
-    EXPECT_EQ(controller.status() >> 1 & 0xFF, 0) << "completion copied back";
-    EXPECT_EQ(controller.status() & 1, 1) << "phase bit of the completion";
+    EXPECT_EQ(request().inSize, 4096u + 152u);
+    EXPECT_EQ(request().dataIn, 2) << "direction from the record";
+    EXPECT_EQ(controller.status() & 1, 1) << "phase bit of the completion copied back";
     EXPECT_TRUE(log.contains("DEBUG    [NvmeProtocolByScsiMiniport] Send command: OPC=6, NS=0, CDW10=1, CDW11=0, "
                              "CDW12=0, datasize=4096\n"));
     EXPECT_EQ(installed.host().openHandleCount(), handlesBefore + 1) << "the port handle stays open";
@@ -203,13 +142,12 @@ TEST(NvmeProtocolByScsiMiniport, AdminAndIoCommandsThroughTheNvmeMiniBlock) {
     NvmeCommand health = healthLog(3);
     ASSERT_TRUE(route->sendCommand(static_cast<HANDLE>(nullptr), page.data(), 512, &health))
         << "the handle form ignores the handle and uses the record's disk number";
-    EXPECT_EQ(le16(page, 1), 308);
+    EXPECT_EQ(page[1] | page[2] << 8, 308);
 
     NvmeCommand read = adminCommand(0x02, 1, 0, nvmedir::kFromDevice, 3);
     read.admin = 0;
-    read.setDword(12, 0);  // one block
     ASSERT_TRUE(route->sendCommand(3u, page.data(), 512, &read));
-    EXPECT_EQ(installed.host().lastRequest().queueId, 1u) << "an I/O command goes to queue 1";
+    EXPECT_EQ(request().queueId, 1u) << "an I/O command goes to queue 1";
     EXPECT_FALSE(installed.host().disk(3)->nvme()->lastWasAdmin());
 }
 
@@ -221,9 +159,8 @@ TEST(NvmeProtocolByScsiMiniport, PortsThatCannotBeFoundOrFailAreSilent) {
     SetLastError(0);
     EXPECT_FALSE(createProtocol(ProtocolCode::kNvmeByScsiMiniport)->sendCommand(9u, data.data(), 4096, &controller));
     EXPECT_NE(lastError(), 0u) << "the open's Windows error is kept";
-    EXPECT_FALSE(log.contains("WARNING"));
     EXPECT_FALSE(createProtocol(ProtocolCode::kNvmeByIrst)->sendCommand(9u, data.data(), 4096, &controller));
-    EXPECT_EQ(log.text().find("WARNING"), std::string::npos);
+    EXPECT_FALSE(log.contains("WARNING"));
     NvmeCommand wrongDriver = identifyController(1);
     EXPECT_FALSE(createProtocol(ProtocolCode::kNvmeByScsiMiniport)->sendCommand(1u, data.data(), 4096, &wrongDriver))
         << "the inbox driver's port does not take NvmeMini blocks";
@@ -244,24 +181,17 @@ TEST(NvmeProtocolByIrst, CommandsThroughTheIntelNvmBlock) {
     std::vector<uint8_t> data(4096);
     NvmeCommand controller = identifyController(2);
     ASSERT_TRUE(route->sendCommand(2u, data.data(), 4096, &controller));
-    EXPECT_EQ(textAt(data, 24, 40), "Test NVMe RST");
-    vhost::DecodedRequest request = installed.host().lastRequest();
-    EXPECT_EQ(request.signature, "IntelNvm");
-    EXPECT_EQ(request.controlCode, 0xF0002808u);
+    const vhost::DecodedRequest request = installed.host().lastRequest();
     EXPECT_EQ(request.inSize, 4260u);
-    EXPECT_EQ(request.pathId, 1) << "path id from the address lookup";
     EXPECT_EQ(request.targetId, 0);
-    EXPECT_EQ(request.transferLength, 4096u);
     EXPECT_TRUE(log.contains("DEBUG    [NvmeProtocolByIrst] Send command: OPC=6, NS=0, CDW10=1"));
 
-    std::vector<uint8_t> page(512);
     NvmeCommand telemetry = adminCommand(0x02, 0xFFFFFFFF, 0x007F0107, nvmedir::kFromDevice, 2);
-    ASSERT_TRUE(route->sendCommand(2u, page.data(), 512, &telemetry));
-    EXPECT_EQ(page[0], 0x07);
-    EXPECT_EQ(page[383], 1) << "the create bit reached the controller: generation 1";
+    ASSERT_TRUE(route->sendCommand(2u, data.data(), 512, &telemetry));
+    EXPECT_EQ(data[383], 1) << "the create bit reached the controller: generation 1";
 
     NvmeCommand vendor = adminCommand(0xC7, 0, 0, nvmedir::kFromDevice, 2);
-    EXPECT_TRUE(route->sendCommand(2u, page.data(), 16, &vendor)) << "the completion status is not examined";
+    EXPECT_TRUE(route->sendCommand(2u, data.data(), 16, &vendor)) << "the completion status is not examined";
     EXPECT_EQ(vendor.status() >> 1 & 0xFF, 0x01) << "invalid opcode in the completion";
 }
 
@@ -272,28 +202,25 @@ TEST(NvmeRoutes, OversizedDataIsRefusedBeforeAnythingIsSent) {
     InstalledHost installed(zeltest::routeHost());
     struct Case {
         ProtocolCode route;
+        const char* name;
         uint32_t disk;
         uint8_t opcode, direction;
-        uint32_t dataSize;
-        const char* line;
+        uint32_t dataSize, limit;
     };
     const Case cases[] = {
-        {ProtocolCode::kNvmeByStornvme, 1, 0x06, nvmedir::kFromDevice, 8192,
-         "WARNING  [NvmeProtocolByStornvme] datasize=8192 is more than 4096 bytes, not sent.\n"},
-        {ProtocolCode::kNvmeByStornvme, 1, 0x02, nvmedir::kToDevice, 4097,
-         "WARNING  [NvmeProtocolByStornvme] datasize=4097 is more than 4096 bytes, not sent.\n"},
-        {ProtocolCode::kNvmeByStornvme, 1, 0xC2, nvmedir::kNone, 0xFFFFFFFF,
-         "WARNING  [NvmeProtocolByStornvme] datasize=4294967295 is more than 4294967087 bytes, not sent.\n"},
-        {ProtocolCode::kNvmeByIrst, 2, 0x06, nvmedir::kFromDevice, 8192,
-         "WARNING  [NvmeProtocolByIrst] datasize=8192 is more than 4096 bytes, not sent.\n"},
-        {ProtocolCode::kNvmeByIrst, 2, 0x02, nvmedir::kToDevice, 4097,
-         "WARNING  [NvmeProtocolByIrst] datasize=4097 is more than 4096 bytes, not sent.\n"},
-        {ProtocolCode::kNvmeByScsiMiniport, 3, 0x06, nvmedir::kNone, 0xFFFFFFFF,
-         "WARNING  [NvmeProtocolByScsiMiniport] datasize=4294967295 is more than 4294967143 bytes, not sent.\n"},
+        {ProtocolCode::kNvmeByStornvme, "NvmeProtocolByStornvme", 1, 0x06, nvmedir::kFromDevice, 8192, 4096},
+        {ProtocolCode::kNvmeByStornvme, "NvmeProtocolByStornvme", 1, 0x02, nvmedir::kToDevice, 4097, 4096},
+        {ProtocolCode::kNvmeByStornvme, "NvmeProtocolByStornvme", 1, 0xC2, nvmedir::kNone, 0xFFFFFFFF, 4294967087},
+        {ProtocolCode::kNvmeByIrst, "NvmeProtocolByIrst", 2, 0x06, nvmedir::kFromDevice, 8192, 4096},
+        {ProtocolCode::kNvmeByIrst, "NvmeProtocolByIrst", 2, 0x02, nvmedir::kToDevice, 4097, 4096},
+        {ProtocolCode::kNvmeByScsiMiniport, "NvmeProtocolByScsiMiniport", 3, 0x06, nvmedir::kNone, 0xFFFFFFFF,
+         4294967143},
     };
     std::vector<uint8_t> data(8192, 0x5A);
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.line);
+        const std::string line = "WARNING  [" + std::string(c.name) + "] datasize=" + std::to_string(c.dataSize) +
+                                 " is more than " + std::to_string(c.limit) + " bytes, not sent.\n";
+        SCOPED_TRACE(line);
         LogCapture log;
         // Opening a drive leaves the host's request record without an IOCTL.
         const SharedHandle drive = openPhysicalDrive(c.disk, FILE_ATTRIBUTE_NORMAL);
@@ -306,19 +233,13 @@ TEST(NvmeRoutes, OversizedDataIsRefusedBeforeAnythingIsSent) {
         EXPECT_EQ(installed.host().lastRequest().ioctl, 0u) << "no IOCTL";
         EXPECT_EQ(installed.host().openHandleCount(), handles) << "no port opened";
         EXPECT_EQ(installed.host().disk(c.disk)->nvme()->commandCount(), commands);
-        EXPECT_TRUE(log.contains(c.line));
+        EXPECT_TRUE(log.contains(line));
     }
 }
 
-// By number: scripts see these codes.
-TEST(ProtocolRegistry, CodesAndTheirRoutes) {
-    auto route = [](uint32_t code) { return createProtocol(static_cast<ProtocolCode>(code)); };
-    EXPECT_NE(dynamic_cast<AtaProtocolOverAta*>(route(1).get()), nullptr);
-    EXPECT_NE(dynamic_cast<AtaProtocolOverUsb*>(route(2).get()), nullptr);
-    EXPECT_NE(dynamic_cast<ScsiProtocol*>(route(4).get()), nullptr);
-    EXPECT_NE(dynamic_cast<NvmeProtocolByStornvme*>(route(6).get()), nullptr);
-    EXPECT_NE(dynamic_cast<NvmeProtocolByScsiMiniport*>(route(7).get()), nullptr);
-    EXPECT_NE(dynamic_cast<NvmeProtocolByIrst*>(route(8).get()), nullptr);
-    EXPECT_THROW(route(3), std::bad_function_call);
-    EXPECT_THROW(route(0), std::bad_function_call);
+// Codes the registry has no route for; the others are reached through
+// each disk's route in tests/io/CmdEndToEndTest.cpp.
+TEST(ProtocolRegistry, CodesWithoutARouteThrow) {
+    EXPECT_THROW(createProtocol(static_cast<ProtocolCode>(3)), std::bad_function_call);
+    EXPECT_THROW(createProtocol(static_cast<ProtocolCode>(0)), std::bad_function_call);
 }

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <cstring>
 #include <vector>
 
 #include "core/ErrorCodes.h"
@@ -30,40 +29,28 @@ ScsiCommand cdbOf(std::initializer_list<uint8_t> bytes, uint8_t direction) {
     return command;
 }
 
-uint32_t bigEndian32(const uint8_t* at) { return uint32_t(at[0]) << 24 | at[1] << 16 | at[2] << 8 | at[3]; }
-
 std::vector<uint8_t> satCdb(vhost::VirtualHost& host, int disk) { return host.disk(disk)->scsi()->lastCdb(); }
 
 }  // namespace
 
-TEST(ScsiProtocol, InquiryCapacityAndMediaAccess) {
+// Inquiry data and its send line are also checked through ZelCli.exe
+// (tests/io/CmdEndToEndTest.cpp); here the block and data going out.
+TEST(ScsiProtocol, BlockFieldsDataBothWaysAndACheckCondition) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
     auto route = createProtocol(ProtocolCode::kScsi);
-    std::vector<uint8_t> data(96);
-
+    std::vector<uint8_t> data(512);
     ScsiCommand inquiry = cdbOf({0x12, 0, 0, 0, 96, 0}, scsidir::kIn);
     ASSERT_TRUE(route->sendCommand(5u, data.data(), 96, &inquiry));
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(&data[8]), 8), "Stick   ");
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(&data[16]), 16), "USB DISK        ");
     EXPECT_EQ(+inquiry.timeout, 30u);
     EXPECT_EQ(+inquiry.scsiStatus, 0);
-    vhost::DecodedRequest request = installed.host().lastRequest();
-    EXPECT_EQ(request.ioctl, 0x4D014u);
+    const vhost::DecodedRequest request = installed.host().lastRequest();
     EXPECT_EQ(request.inSize, 92u);
     EXPECT_EQ(request.targetId, 1) << "the route sends TargetId 1";
     EXPECT_EQ(request.dataIn, 1);
     EXPECT_EQ(request.timeout, 30u);
     EXPECT_TRUE(log.contains("DEBUG    [ScsiProtocol] Send CDB(6): 12 00 00 00 60 00 00 00 00 00 00 00 00 00 00 00, "
                              "dataSize=96\n"));
-
-    ScsiCommand capacity = cdbOf({0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, scsidir::kIn);
-    ASSERT_TRUE(route->sendCommand(5u, data.data(), 8, &capacity));
-    EXPECT_EQ(bigEndian32(&data[0]), 65535u) << "last LBA";
-    EXPECT_EQ(bigEndian32(&data[4]), 512u);
-    ScsiCommand capacity16 = cdbOf({0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0}, scsidir::kIn);
-    ASSERT_TRUE(route->sendCommand(5u, data.data(), 32, &capacity16));
-    EXPECT_EQ(bigEndian32(&data[4]), 65535u);
 
     std::vector<uint8_t> out(1024), in(1024);
     for (size_t i = 0; i < out.size(); ++i) out[i] = static_cast<uint8_t>(i * 13 + 1);
@@ -74,15 +61,11 @@ TEST(ScsiProtocol, InquiryCapacityAndMediaAccess) {
     EXPECT_EQ(in, out);
     ScsiCommand sync = cdbOf({0x35, 0, 0, 0, 0, 0, 0, 0, 0, 0}, scsidir::kUnspecified);
     EXPECT_TRUE(route->sendCommand(5u, nullptr, 0, &sync));
-}
 
-TEST(ScsiProtocol, CheckConditionIsStatusTwoAndADebugLine) {
-    InstalledHost installed(zeltest::routeHost());
-    LogCapture log;
-    std::vector<uint8_t> data(512);
+    // A check condition is status 2 and a DEBUG line, not a Windows error.
     ScsiCommand unsupported = cdbOf({0xA1, 0x08, 0x0E, 0, 1, 0, 0, 0, 0xA0, 0xEC, 0, 0}, scsidir::kIn);
     SetLastError(1234);
-    EXPECT_FALSE(createProtocol(ProtocolCode::kScsi)->sendCommand(5u, data.data(), 512, &unsupported))
+    EXPECT_FALSE(route->sendCommand(5u, data.data(), 512, &unsupported))
         << "a stick without a SAT bridge rejects ATA PASS-THROUGH";
     EXPECT_EQ(+unsupported.scsiStatus, 2);
     EXPECT_EQ(lastError(), 0u) << "the IOCTL itself succeeded";
@@ -100,9 +83,10 @@ TEST(ScsiProtocol, ShortCdbIsLoggedWithAllSixteenBytesOnTheConsole) {
                               "dataSize=0\n");
 }
 
+// The CDB bytes themselves are checked in BuilderTest.cpp; here that they
+// reach the bridged drive and its data comes and goes.
 TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
     InstalledHost installed(zeltest::routeHost());
-    LogCapture log;
     auto route = createProtocol(ProtocolCode::kAtaOverUsb);
     std::vector<uint8_t> sector(512);
     AtaCommand identify = zeltest::identifyCommand();
@@ -110,33 +94,23 @@ TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
     EXPECT_EQ(satCdb(installed.host(), 4),
               (std::vector<uint8_t>{0xA1, 0x08, 0x0E, 0x00, 0x01, 0x00, 0x00, 0x00, 0xA0, 0xEC, 0x00, 0x00}));
     EXPECT_EQ(installed.host().lastRequest().dataIn, 1);
-    EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().command, 0xEC);
-    EXPECT_EQ(sector[2 * 27 + 1], 'S') << "model \"SATA Enclosure\" starts in word 27, high byte first";
-    EXPECT_EQ(sector[2 * 27], 'A');
+    EXPECT_EQ(zeltest::ataString(sector.data(), 27, 20), "SATA Enclosure");
     EXPECT_EQ(+identify.command, 0xEC) << "no registers come back on this route";
-    EXPECT_TRUE(log.contains("[ScsiProtocol] Send CDB(12): A1 08 0E 00 01 00 00 00 A0 EC 00 00 00 00 00 00, "
-                             "dataSize=512"));
 
     std::vector<uint8_t> data(1024, 0x5C), back(1024);
     AtaCommand writeExt = ataCommand(0x35, ataflags::kDataOut | ataflags::k48Bit | ataflags::kDma, 0x10203, 2, 0x40);
     ASSERT_TRUE(route->sendCommand(4u, data.data(), 1024, &writeExt));
+    EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().lba, 0x10203u);
+    EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().count, 2);
     AtaCommand readExt = writeExt;
     readExt.command = 0x25;
     readExt.flags = ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma;
     ASSERT_TRUE(route->sendCommand(4u, back.data(), 1024, &readExt));
     EXPECT_EQ(back, data);
-    const std::vector<uint8_t> cdb = satCdb(installed.host(), 4);
-    ASSERT_EQ(cdb.size(), 16u);
-    EXPECT_EQ(cdb[0], 0x85);
-    EXPECT_EQ(cdb[1], 0x15);
-    EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().lba, 0x10203u);
-    EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().count, 2);
 
     AtaCommand flushExt = ataCommand(0xEA, ataflags::k48Bit, 0, 0, 0x40);
     ASSERT_TRUE(route->sendCommand(4u, nullptr, 0, &flushExt));
-    EXPECT_EQ(satCdb(installed.host(), 4)[1], 0x01) << "protocol 0 with EXTEND for a non-data command";
-    EXPECT_EQ(satCdb(installed.host(), 4)[2], 0x00);
-    EXPECT_EQ(installed.host().lastRequest().dataIn, 0);
+    EXPECT_EQ(installed.host().lastRequest().dataIn, 0) << "no data direction for a non-data command";
 }
 
 TEST(AtaProtocolOverUsb, StrictBridgeAndAtaErrorBehindIt) {
