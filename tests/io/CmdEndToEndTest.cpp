@@ -2,16 +2,14 @@
 #include <windows.h>
 
 #include <fstream>
-#include <memory>
 
 #include "io/Pattern.h"
-#include "tests/support/ChildProcess.h"
-#include "tests/support/TempDir.h"
+#include "tests/io/VhostFixture.h"
 #include "tests/support/TestHosts.h"
 
 namespace {
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+using zeltest::contains;
 
 // ATA strings are byte-swapped per word.
 std::string ataString(const std::string& data, size_t firstWord, size_t words) {
@@ -26,21 +24,14 @@ uint32_t le(const std::string& data, size_t at, size_t bytes) {
     return value;
 }
 
-class CmdEndToEnd : public testing::Test {
+class CmdEndToEnd : public zeltest::VhostFixture {
 protected:
     void SetUp() override { useHost(zeltest::routeHost()); }
-    void useHost(const std::string& description) {
-        dir_ = std::make_unique<zeltest::TempDir>();
-        std::ofstream(dir_->file("host.json"), std::ios::binary) << description;
-    }
     // Each run starts with a fresh INI so that keys of an earlier run cannot pass for this one's.
     zeltest::ChildResult run(const std::string& args) {
         DeleteFileA(dir_->file("r.ini").c_str());
-        return zeltest::runZelCli("-a cmd " + args + " --out-ini r.ini --debug --logdir \"" + dir_->path() +
-                                      "\" --logfile run.log",
-                                  dir_->path(), {"ZELCLI_VHOST=" + dir_->file("host.json")});
+        return VhostFixture::run("-a cmd " + args + " --out-ini r.ini --debug");
     }
-    std::string file(const std::string& name) const { return zeltest::readFile(dir_->file(name)); }
     std::string ini(const char* key) const {
         char value[256] = {};
         GetPrivateProfileStringA("cmd", key, "<none>", value, sizeof value, dir_->file("r.ini").c_str());
@@ -54,8 +45,6 @@ protected:
         in.read(&data[0], static_cast<std::streamsize>(bytes));
         return data;
     }
-
-    std::unique_ptr<zeltest::TempDir> dir_;
 };
 
 }  // namespace

@@ -2,17 +2,15 @@
 #include <windows.h>
 
 #include <fstream>
-#include <memory>
 #include <regex>
 
 #include "tests/io/Sha256.h"
+#include "tests/io/VhostFixture.h"
 #include "tests/io/data/pattern_vectors.h"
-#include "tests/support/ChildProcess.h"
-#include "tests/support/TempDir.h"
 
 namespace {
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+using zeltest::contains;
 
 // Disk 0 holds the Windows folder's letter, disk 1 is a small NVMe disk.
 std::string host(const std::string& disk1Extra = "", const std::string& disk2Extra = "") {
@@ -27,21 +25,7 @@ std::string host(const std::string& disk1Extra = "", const std::string& disk2Ext
            disk1Extra + R"(}]})";
 }
 
-// A folder with a host description, its state and the run's log and files.
-class RwEndToEnd : public testing::Test {
-protected:
-    void useHost(const std::string& description) {
-        dir_ = std::make_unique<zeltest::TempDir>();
-        std::ofstream(dir_->file("host.json"), std::ios::binary) << description;
-    }
-    zeltest::ChildResult run(const std::string& args) {
-        return zeltest::runZelCli(args + " --logdir \"" + dir_->path() + "\" --logfile run.log", dir_->path(),
-                                  {"ZELCLI_VHOST=" + dir_->file("host.json")});
-    }
-    std::string file(const std::string& name) const { return zeltest::readFile(dir_->file(name)); }
-
-    std::unique_ptr<zeltest::TempDir> dir_;
-};
+using RwEndToEnd = zeltest::VhostFixture;
 
 }  // namespace
 

@@ -60,21 +60,18 @@ TEST(RwSetup, CoverageAlignmentBlockAndQueueDepth) {
         << "the aligned start passes the disk";
 }
 
-TEST(RwSetup, ThreadsAndSlices) {
+TEST(RwSetup, ThreadsPerProcessorUnlessTheRangeFitsOneBlock) {
     zel::RwJob many = job(0, {kSectors, 4096});
     many.threadCount = 0;
     zel::RwSetup setup;
     ASSERT_TRUE(zel::normaliseRw(many, 512, 10000, 0, 4, &setup));
     EXPECT_EQ(setup.threadCount, 4u) << "0 means one per processor";
-    auto slices = zel::sliceRange(setup);
+    const auto slices = zel::sliceRange(setup);
     ASSERT_EQ(slices.size(), 1u) << "the first slice takes the whole range";
-    EXPECT_EQ(slices[0].start, 0u);
     EXPECT_EQ(slices[0].end, 4096u);
-
-    ASSERT_TRUE(zel::normaliseRw(job(0, {kSectors, 100}), 512, 10000, 0, 4, &setup));
-    EXPECT_EQ(setup.blockSectors, 100u) << "a range shorter than a block shrinks the block";
     many.size = {kSectors, 100};
     ASSERT_TRUE(zel::normaliseRw(many, 512, 10000, 0, 4, &setup));
+    EXPECT_EQ(setup.blockSectors, 100u) << "a range shorter than a block shrinks the block";
     EXPECT_EQ(setup.threadCount, 1u) << "and forces one thread";
 }
 
@@ -107,20 +104,13 @@ TEST(TransferPlan, SequentialGapAndRandomVisitTheRange) {
     EXPECT_EQ(collect(onePass).size(), 8u) << "no limit: one pass worth of blocks";
 }
 
-TEST(VendorRanges, ParsedFromTheAnswer) {
+// Good answers are run end to end (DmaAndVendorWriteTrim); here the refusals.
+TEST(VendorRanges, ACountPastTheDataOrAnUnknownOpIsRefused) {
     uint8_t data[8 + 2 * 16] = {2};
-    data[8] = 0x10;   // lba 16
-    data[16] = 8;     // 8 sectors
-    data[20] = 1;     // write
-    data[24 + 1] = 1;  // lba 256
-    data[32] = 4;
+    data[20] = 1;  // write
     data[36] = 2;  // trim
     std::vector<zel::VendorRange> ranges;
     ASSERT_TRUE(zel::parseVendorRanges(data, sizeof data, &ranges));
-    ASSERT_EQ(ranges.size(), 2u);
-    EXPECT_EQ(ranges[0].lba, 16u);
-    EXPECT_EQ(ranges[1].lba, 256u);
-    EXPECT_EQ(ranges[1].op, zel::VendorRange::Op::Trim);
     data[0] = 3;
     EXPECT_FALSE(zel::parseVendorRanges(data, sizeof data, &ranges)) << "a count past the data";
     data[0] = 2;

@@ -12,12 +12,12 @@ using zel::WorkloadKind;
 using zel::WorkloadLine;
 
 // Records what it is given; the first command starting with failOn fails.
+// The written pattern is read back end to end; here its alignment for
+// unbuffered writes.
 class FakeDisk : public zel::IWorkloadDisk {
 public:
     bool writeSectors(uint64_t lba, uint32_t sectors, const uint8_t* data) override {
-        patternKept = patternKept && reinterpret_cast<uintptr_t>(data) % 4096 == 0;
-        for (uint64_t i = 0; i < uint64_t{sectors} * 512; ++i)
-            patternKept = patternKept && data[i] == (i % 2 ? 0x55 : 0xAA);
+        aligned = aligned && reinterpret_cast<uintptr_t>(data) % 4096 == 0;
         return record("write " + std::to_string(lba) + " " + std::to_string(sectors));
     }
     bool trimSectors(uint64_t lba, uint32_t sectors) override {
@@ -28,7 +28,7 @@ public:
     std::vector<std::string> calls;
     std::string failOn = "none";
     zel::ErrorCode failure = 0;
-    bool patternKept = true;
+    bool aligned = true;
 
 private:
     bool record(const std::string& call) {
@@ -82,31 +82,27 @@ TEST(WorkloadPlacement, WrapsPastTheEndAndBucketsByHundredths) {
     for (const auto& b : buckets) EXPECT_EQ(zel::workloadBucket(b[0], b[1]), b[2]) << b[0] << "/" << b[1];
 }
 
+// The console shares and the main counts are run end to end; here the log,
+// every key in its order and the distributions.
 TEST(WorkloadAnalysis, SharesAndWorkloadInfo) {
     zeltest::LogCapture log;
     std::istringstream file("# trace\n$write 10 8\n$write 995 32\n$trims 20 4\n$read 0 64\n\n$flush\n");
     zel::WorkloadRunner runner(file);
     ASSERT_TRUE(runner.analyze(1000));
-    for (const char* line : {"INFO     Analyzing workload file...", "INFO     Total write cmds = 2 (40.0%)",
-                             "INFO     Total trim cmds = 1 (20.0%)", "INFO     Total flush cmds = 1 (20.0%)"})
-        EXPECT_TRUE(log.contains(line)) << line;
+    EXPECT_TRUE(log.contains("INFO     Analyzing workload file..."));
+    EXPECT_TRUE(log.contains("INFO     Total trim cmds = 1 (20.0%)"));
     EXPECT_FALSE(log.contains("Parsing line")) << "console only";
 
-    const zel::Json info = runner.workloadInfo(false);
-    const std::pair<const char*, uint64_t> expected[] = {
-        {"total_write_cmds", 2}, {"total_sectors_written", 40}, {"max_write_size", 32}, {"min_write_size", 0},
-        {"total_trim_cmds", 1},  {"total_sectors_trimmed", 4},  {"max_trim_size", 4},   {"min_trim_size", 0},
-        {"total_flush_cmds", 1}, {"total_lines", 5}};
-    auto item = info.begin();
-    for (const auto& [key, value] : expected) {
-        EXPECT_EQ(item.key(), key);
-        EXPECT_TRUE(item->is_number_unsigned() && *item++ == value) << key;
-    }
-    EXPECT_EQ(item.key(), "write_cmd_dist");
+    zel::Json info = runner.workloadInfo(false);
     std::vector<uint32_t> writes(100), trims(100);
     writes[1] = writes[99] = trims[2] = 1;
     EXPECT_EQ(info["write_cmd_dist"].get<std::vector<uint32_t>>(), writes);
     EXPECT_EQ(info["trim_cmd_dist"].get<std::vector<uint32_t>>(), trims);
+    info.erase("write_cmd_dist");
+    info.erase("trim_cmd_dist");
+    EXPECT_EQ(info.dump(), R"({"total_write_cmds":2,"total_sectors_written":40,"max_write_size":32,"min_write_size":0,)"
+                           R"("total_trim_cmds":1,"total_sectors_trimmed":4,"max_trim_size":4,"min_trim_size":0,)"
+                           R"("total_flush_cmds":1,"total_lines":5})");
 }
 
 TEST(WorkloadAnalysis, OnlyFlushesNeedNoBuffer) {
@@ -121,17 +117,17 @@ TEST(WorkloadAnalysis, OnlyFlushesNeedNoBuffer) {
     EXPECT_EQ(disk.calls, (std::vector<std::string>{"flush", "flush"}));
 }
 
+// Each rejected line is in the table above; here the file line counts comments
+// and nothing is counted.
 TEST(WorkloadAnalysis, ParseFailureNamesTheFileLine) {
-    for (const char* bad : {"$trim 0 8", "$write 100", "$erase 1 1"}) {
-        zeltest::LogCapture log;
-        std::istringstream file(std::string("$write 1 8\n# note\n") + bad + "\n$flush\n");
-        zel::WorkloadRunner runner(file);
-        EXPECT_FALSE(runner.analyze(1000)) << bad;
-        EXPECT_EQ(zel::lastError(), 0x20000140u) << bad;
-        EXPECT_TRUE(log.contains("WARNING  Failed to parse workloads, err line # = 3")) << bad;
-        EXPECT_FALSE(log.contains("Total write cmds")) << bad;
-        EXPECT_EQ(runner.stats().totalLines, 0u) << bad;
-    }
+    zeltest::LogCapture log;
+    std::istringstream file("$write 1 8\n# note\n$erase 1 1\n$flush\n");
+    zel::WorkloadRunner runner(file);
+    EXPECT_FALSE(runner.analyze(1000));
+    EXPECT_EQ(zel::lastError(), 0x20000140u);
+    EXPECT_TRUE(log.contains("WARNING  Failed to parse workloads, err line # = 3")) << log.text();
+    EXPECT_FALSE(log.contains("Total write cmds"));
+    EXPECT_EQ(runner.stats().totalLines, 0u);
 }
 
 TEST(WorkloadExecution, WrapsIssuesAndCountsWhatWasExecuted) {
@@ -141,7 +137,7 @@ TEST(WorkloadExecution, WrapsIssuesAndCountsWhatWasExecuted) {
     FakeDisk disk;
     ASSERT_TRUE(runner.execute(disk, {1000, 512}));
     EXPECT_EQ(disk.calls, (std::vector<std::string>{"write 7 8", "trim 3 4", "flush", "write 0 2"}));
-    EXPECT_TRUE(disk.patternKept);
+    EXPECT_TRUE(disk.aligned);
     EXPECT_EQ(runner.bufferBytes(), 8u * 512);
     EXPECT_EQ(runner.workloadInfo(true)["total_sectors_written"], 10u);
     EXPECT_EQ(runner.workloadInfo(true)["total_sectors_trimmed"], 4u);

@@ -90,8 +90,6 @@ TEST(SmartConfig, RefusedConfigurations) {
     } cases[] = {
         {"[global]\ntest_sections=a\n[a]\nprotocol=nvme\nattr_amount=1\nattr_id_1=1", false,
          "Assigned section is not for SATA"},
-        {"[global]\ntest_sections=a\n[a]\nprotocol=ata\nattr_amount=1\nattr_id_1=1", true,
-         "Assigned section is not for NVMe"},
         {"[global]\ntest_sections=a,b\n[a]\nprotocol=ata\nattr_amount=1\nattr_id_1=1\n[b]\nprotocol=ATA", false,
          "Assigned section is not for SATA"},
         {"[global]\ntest_sections=a,b\n[a]\nprotocol=ata\nattr_amount=1\nattr_id_1=1\n[b]\nprotocol=ata", false,

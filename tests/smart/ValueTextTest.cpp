@@ -13,13 +13,10 @@ TEST(ValueText, SataValues) {
         const char* text;
     } cases[] = {
         {{0x02, 0x01}, {9, 0, 2}, 16, "0102"},
-        {{0x02, 0x01}, {9, 0, 2}, 10, "258"},
-        {{0xC8}, {0xC2, 0, 1}, 10, "200"},
         {{0xFF, 0xFF, 0xFF, 0xFF}, {9, 0, 4}, 10, "-1"},
         {{1, 0, 0, 0, 0, 1}, {9, 0, 6}, 10, "1099511627777"},
         {{1, 2, 3, 4, 5, 6, 7}, {9, 0, 7}, 16, "07060504030201"},
         {{1, 2, 3, 4, 5, 6, 7}, {9, 1, 8}, 10, ""},
-        {{}, {9, 0, 6}, 10, ""},
     };
     for (const auto& c : cases) EXPECT_EQ(zel::sataValueText(c.bytes, c.slice, c.base), c.text) << c.text;
 }
@@ -32,7 +29,6 @@ TEST(ValueText, NvmeValues) {
         uint8_t code;
         const char* text;
     } cases[] = {
-        {{0x2C, 0x01}, 10, false, zel::kSpecialTempC, "27"},
         {{0x2C, 0x01}, 16, false, zel::kSpecialTempC, "001B"},
         {{0x2C, 0x01}, 10, false, zel::kSpecialNone, "300"},
         {{'1', '.', '0', 0, ' '}, 10, true, 0, "1.0"},
@@ -42,20 +38,15 @@ TEST(ValueText, NvmeValues) {
     for (const auto& c : cases) EXPECT_EQ(zel::nvmeValueText(c.bytes, c.base, c.isString, c.code), c.text) << c.text;
 }
 
-TEST(ValueText, LabelsConflictLinesAndHeadings) {
+// Labels in the tables, conflict lines and CSV headings are compared whole in
+// SmartCompareTest and end to end; here the reserved byte and hex ranges.
+TEST(ValueText, Labels) {
     const struct {
         SataSelector slice;
         bool reservedByte;
         const char* label;
-    } labels[] = {{{0xC2, 0, 1}, false, "0xC2[0]"},   {{9, 0, 7}, true, "0x09"},   {{9, 0, 7}, false, "0x09[6:0]"},
-                  {{9, 0, 6}, true, "0x09"},         {{9, 0, 6}, false, "0x09"},  {{9, 0, 4}, false, "0x09[3:0]"},
+    } labels[] = {{{9, 0, 7}, true, "0x09"}, {{9, 0, 7}, false, "0x09[6:0]"}, {{9, 0, 6}, true, "0x09"},
                   {{9, 2, 3}, false, "0x09[2]"}};
     for (const auto& c : labels) EXPECT_EQ(zel::sataLabel(c.slice, c.reservedByte), c.label) << c.label;
-
-    EXPECT_EQ(zel::nvmeLabel({1, 3}), "2:1");
     EXPECT_EQ(zel::nvmeLabel({0x10, 0x20}), "1F:10");
-    EXPECT_EQ(zel::sataConflictLine({0xC2, 0, 1}, "val<5"), "  -ID: 0xC2[0:0], Limit: val<5\n");
-    EXPECT_EQ(zel::nvmeConflictLine(0xC0, {0x10, 0x20}, "val<5"), "  -Offset: [C0]1F:10, Limit: val<5\n");
-    EXPECT_EQ(zel::sataCsvHeading("Power on hours", {9, 0, 4}, false), "(Power on hours) 0x09[3:0]");
-    EXPECT_EQ(zel::nvmeCsvHeading(2, {1, 3}, "Temperature"), "(2)2:1 Temperature");
 }

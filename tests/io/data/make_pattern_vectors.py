@@ -95,7 +95,6 @@ _g = Sfc64(0)
 assert [_g.next() for _ in range(5)] == [5420579327082221045, 12601856710328663849, 3486099297865454798,
                                          9209813893562929851, 13082810583377980795]
 
-SEEDS = [0, 1, 0x0123456789ABCDEF, 0xFFFFFFFFFFFFFFFF, 1700000000]
 
 # (seed, phase, length). Full bytes: every branch and its boundaries (16
 # words exactly goes to groups of four; 17 words is one block and a word).
@@ -133,13 +132,6 @@ def main():
     w("// Expected bytes of the data pattern from an independent implementation\n")
     w("// of the generator and the data pattern.\n#pragma once\n\n#include <cstddef>\n#include <cstdint>\n\n")
     w("namespace pattern_vectors {\n\n")
-    w("// First eight outputs after seeding.\nstruct Outputs {\n    uint64_t seed;\n    uint64_t out[8];\n};\n")
-    w("inline const Outputs kOutputs[] = {\n")
-    for s in SEEDS:
-        g = Sfc64(s)
-        outs = ", ".join("0x%016XULL" % g.next() for _ in range(8))
-        w("    {0x%016XULL, {%s}},\n" % (s, outs))
-    w("};\n\n")
     w("// Expansion over `length` bytes at an address that is `phase` modulo 8.\n")
     w("struct Fill {\n    uint64_t seed;\n    unsigned phase;\n    size_t length;\n    const char* bytes;\n};\n")
     w("inline const Fill kShortFills[] = {\n")
