@@ -2,8 +2,12 @@
 #include "disk/DiskKinds.h"
 
 #include "core/Logger.h"
+#include <algorithm>
+
 #include "protocol/CommandRecords.h"
 #include "protocol/IProtocol.h"
+#include "protocol/JMicronTunnel.h"
+#include "protocol/NvmeProtocolOverJMicron.h"
 #include "protocol/ProtocolRegistry.h"
 
 namespace zel {
@@ -48,14 +52,46 @@ AtaCommand smartReadDataCommand() {
     return command;
 }
 
-ErrorCode sendNvmeAdmin(const DiskBase& disk, NvmeCommand& command, std::vector<uint8_t>* data, uint32_t size) {
-    if (!disk.protocol()) return noProtocol(disk);
-    data->assign(size, 0);
+ErrorCode sendNvmeAdminOn(IProtocol& route, const DiskBase& disk, NvmeCommand& command, uint8_t* data,
+                          uint32_t size) {
     command.direction = nvmedir::kFromDevice;
     command.admin = 1;
     command.diskNumber = static_cast<uint32_t>(disk.number());
-    if (disk.protocol()->sendCommand(command.diskNumber, data->data(), size, &command)) return 0;
+    if (route.sendCommand(command.diskNumber, data, size, &command)) return 0;
     return lastError() ? lastError() : err::kNvmeFailed;
+}
+
+ErrorCode sendNvmeAdmin(const DiskBase& disk, NvmeCommand& command, std::vector<uint8_t>* data, uint32_t size) {
+    if (!disk.protocol()) return noProtocol(disk);
+    data->assign(size, 0);
+    return sendNvmeAdminOn(*disk.protocol(), disk, command, data->data(), size);
+}
+
+NvmeCommand identifyCommand(uint32_t cns, uint32_t nsid) {
+    NvmeCommand command;
+    command.command[0] = kNvmeIdentify;
+    command.setDword(1, nsid);
+    command.setDword(10, cns);
+    return command;
+}
+
+// NUMD counts dwords less one, split over CDW10 (low 16 bits) and CDW11.
+NvmeCommand logPageCommand(uint8_t logId, uint32_t size, uint64_t offset) {
+    NvmeCommand command;
+    command.command[0] = kNvmeGetLogPage;
+    command.setDword(1, 0xFFFFFFFF);
+    const uint32_t numd = (size + 3) / 4 - 1;
+    command.setDword(10, uint32_t(logId) | (numd & 0xFFFF) << 16);
+    command.setDword(11, numd >> 16);
+    command.setDword(12, static_cast<uint32_t>(offset));
+    command.setDword(13, static_cast<uint32_t>(offset >> 32));
+    return command;
+}
+
+ErrorCode sendThroughBridge(const DiskBase& disk, NvmeCommand command, std::vector<uint8_t>* data, uint32_t size) {
+    NvmeProtocolOverJMicron tunnel;
+    data->assign(size, 0);
+    return sendNvmeAdminOn(tunnel, disk, command, data->data(), size);
 }
 
 }  // namespace
@@ -91,30 +127,17 @@ ErrorCode Ufd::readSmartData(std::vector<uint8_t>* sector) {
 }
 
 ErrorCode NvmeSsd::identify(std::vector<uint8_t>* data) {
-    NvmeCommand command;
-    command.command[0] = kNvmeIdentify;
-    command.setDword(10, kCnsController);
+    NvmeCommand command = identifyCommand(kCnsController, 0);
     return sendNvmeAdmin(*this, command, data, 4096);
 }
 
 ErrorCode NvmeSsd::identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data) {
-    NvmeCommand command;
-    command.command[0] = kNvmeIdentify;
-    command.setDword(1, nsid);
-    command.setDword(10, kCnsNamespace);
+    NvmeCommand command = identifyCommand(kCnsNamespace, nsid);
     return sendNvmeAdmin(*this, command, data, 4096);
 }
 
-// NUMD counts dwords less one, split over CDW10 (low 16 bits) and CDW11.
 ErrorCode NvmeSsd::getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data) {
-    NvmeCommand command;
-    command.command[0] = kNvmeGetLogPage;
-    command.setDword(1, 0xFFFFFFFF);
-    const uint32_t numd = (size + 3) / 4 - 1;
-    command.setDword(10, uint32_t(logId) | (numd & 0xFFFF) << 16);
-    command.setDword(11, numd >> 16);
-    command.setDword(12, static_cast<uint32_t>(offset));
-    command.setDword(13, static_cast<uint32_t>(offset >> 32));
+    NvmeCommand command = logPageCommand(logId, size, offset);
     return sendNvmeAdmin(*this, command, data, size);
 }
 
@@ -124,6 +147,26 @@ ErrorCode NvmeSsd::readVendorData(uint8_t opcode, uint32_t size, std::vector<uin
     command.setDword(1, 1);
     command.setDword(10, (size + 3) / 4 - 1);
     return sendNvmeAdmin(*this, command, data, size);
+}
+
+ErrorCode JMicronS583::identify(std::vector<uint8_t>* data) {
+    return sendThroughBridge(*this, identifyCommand(kCnsController, 0), data, 4096);
+}
+
+ErrorCode JMicronS583::identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data) {
+    return sendThroughBridge(*this, identifyCommand(kCnsNamespace, nsid), data, 4096);
+}
+
+ErrorCode JMicronS583::getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data) {
+    NvmeProtocolOverJMicron tunnel;
+    data->assign(size, 0);
+    for (uint32_t done = 0; done < size;) {
+        const uint32_t piece = std::min(size - done, kJMicronMaxTransfer);
+        NvmeCommand command = logPageCommand(logId, piece, offset + done);
+        if (const ErrorCode code = sendNvmeAdminOn(tunnel, *this, command, data->data() + done, piece)) return code;
+        done += piece;
+    }
+    return 0;
 }
 
 }  // namespace zel

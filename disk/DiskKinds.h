@@ -49,10 +49,18 @@ public:
     using DiskBase::DiskBase;
 };
 
-// An NVMe SSD behind the JMicron USB bridge.
+// An NVMe SSD behind the JMicron USB bridge: admin commands go through the
+// bridge's vendor tunnel over SCSI pass-through, at most 4096 bytes each.
 class JMicronS583 : public DiskBase {
 public:
     using DiskBase::DiskBase;
+    // Identify controller (CNS 1), 4096 bytes.
+    ErrorCode identify(std::vector<uint8_t>* data) override;
+    // Identify namespace (CNS 0), 4096 bytes.
+    ErrorCode identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data);
+    using DiskBase::getLogPage;
+    // A page longer than one tunnel transfer is read in pieces at rising offsets.
+    ErrorCode getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data) override;
 };
 
 }  // namespace zel

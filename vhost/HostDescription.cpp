@@ -100,6 +100,10 @@ void readIdentity(Reader& in, const json& disk, const std::string& where, DiskDe
     if (!out->isAta() && !out->isNvme() && !out->isScsi()) in.fail(where + ".interface", "expected ata, nvme or scsi");
     out->satBridge = in.flag(disk, "satBridge", false, where);
     out->satStrict = in.flag(disk, "satStrict", false, where);
+    const bool jmicron = out->busType == 7 && out->vendor == "JMicron" && out->model == "Generic USB";
+    out->nvmeBridge = in.flag(disk, "nvmeBridge", jmicron && !out->satBridge, where);
+    if (out->nvmeBridge && (out->satBridge || !out->isScsi()))
+        in.fail(where + ".nvmeBridge", "a USB bridge to an NVMe drive: needs interface scsi and no satBridge");
     out->absent = in.flag(disk, "absent", false, where);
 }
 

@@ -133,6 +133,9 @@ struct DiskDescription {
     // protocol 0 as a hardware reset, as the SAT standard says.
     bool satBridge = false;
     bool satStrict = false;
+    // A USB disk with an NVMe drive behind the JMicron bridge's vendor tunnel
+    // (CDB A1h); by default on for vendor "JMicron", product "Generic USB".
+    bool nvmeBridge = false;
     std::vector<uint8_t> ataIdentifyData;         // 512 bytes given verbatim, else generated
     std::map<unsigned, uint16_t> identifyWords;  // overrides of single IDENTIFY words
     std::vector<uint8_t> nvmeIdentifyController;  // 4096 bytes when given

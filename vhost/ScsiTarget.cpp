@@ -4,6 +4,7 @@
 #include <string>
 
 #include "vhost/AtaDevice.h"
+#include "vhost/NvmeBridge.h"
 #include "vhost/PowerBoard.h"
 #include "vhost/VirtualDisk.h"
 
@@ -80,6 +81,9 @@ ScsiResult ScsiTarget::execute(const uint8_t* cdb, uint8_t cdbLength, uint8_t* d
             if (!(cdb[4] & 0x01)) disk_.standby();
             return good(0);
         case 0xA1:
+            if (nvmeBridge_) return nvmeBridge_->execute(cdb, data, size);
+            if (bridged_) return ataPassThrough(cdb, data, size);
+            break;
         case 0x85:
             if (bridged_) return ataPassThrough(cdb, data, size);
             break;

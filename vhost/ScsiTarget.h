@@ -8,6 +8,7 @@ namespace zel {
 namespace vhost {
 
 class AtaDevice;
+class NvmeBridge;
 class PowerBoard;
 class VirtualDisk;
 
@@ -19,10 +20,12 @@ struct ScsiResult {
 };
 
 // A USB disk's SCSI target; with a SAT bridge, ATA PASS-THROUGH (12) and
-// (16) reach the ATA device behind it.
+// (16) reach the ATA device behind it; with an NVMe bridge, CDB A1h is its
+// tunnel.
 class ScsiTarget {
 public:
-    ScsiTarget(VirtualDisk& disk, AtaDevice* bridged) : disk_(disk), bridged_(bridged) {}
+    ScsiTarget(VirtualDisk& disk, AtaDevice* bridged, NvmeBridge* nvmeBridge)
+        : disk_(disk), bridged_(bridged), nvmeBridge_(nvmeBridge) {}
 
     ScsiResult execute(const uint8_t* cdb, uint8_t cdbLength, uint8_t* data, uint32_t size);
     // A power-switch board answering on this disk takes its commands first.
@@ -39,6 +42,7 @@ private:
 
     VirtualDisk& disk_;
     AtaDevice* bridged_;
+    NvmeBridge* nvmeBridge_;
     PowerBoard* board_ = nullptr;
     std::vector<uint8_t> last_;
 };

@@ -5,6 +5,7 @@
 
 #include "vhost/AtaDevice.h"
 #include "vhost/DeviceData.h"
+#include "vhost/NvmeBridge.h"
 #include "vhost/NvmeController.h"
 #include "vhost/PowerBoard.h"
 #include "vhost/ScsiTarget.h"
@@ -30,10 +31,11 @@ VirtualDisk::VirtualDisk(const DiskDescription& description, HostState& state)
                                                   ".unflushed",
                                               description_.logicalSectorSize, description_.writeCache == "torn");
     if (description_.isAta() || description_.satBridge) ata_ = std::make_unique<AtaDevice>(*this);
+    if (description_.isNvme() || description_.nvmeBridge) nvme_ = std::make_unique<NvmeController>(*this);
+    if (description_.nvmeBridge) nvmeBridge_ = std::make_unique<NvmeBridge>(*nvme_);
     // Every disk answers SCSI pass-through: the port drivers translate for
-    // ATA and NVMe disks, a USB bridge may carry ATA PASS-THROUGH.
-    scsi_ = std::make_unique<ScsiTarget>(*this, ata_.get());
-    if (description_.isNvme()) nvme_ = std::make_unique<NvmeController>(*this);
+    // ATA and NVMe disks, a USB bridge may carry ATA PASS-THROUGH or an NVMe tunnel.
+    scsi_ = std::make_unique<ScsiTarget>(*this, ata_.get(), nvmeBridge_.get());
 }
 
 VirtualDisk::~VirtualDisk() = default;

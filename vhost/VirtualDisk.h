@@ -16,6 +16,7 @@ namespace vhost {
 
 class AtaDevice;
 class ScsiTarget;
+class NvmeBridge;
 class NvmeController;
 class PowerBoard;
 
@@ -76,6 +77,7 @@ public:
     AtaDevice* ata() { return ata_.get(); }
     ScsiTarget* scsi() { return scsi_.get(); }
     NvmeController* nvme() { return nvme_.get(); }
+    NvmeBridge* nvmeBridge() { return nvmeBridge_.get(); }
 
     // Media access shared by every route, in bytes; applies the media faults
     // and what trimmed sectors read as. A write fault names its Windows error.
@@ -103,6 +105,7 @@ private:
     std::unique_ptr<AtaDevice> ata_;
     std::unique_ptr<ScsiTarget> scsi_;
     std::unique_ptr<NvmeController> nvme_;
+    std::unique_ptr<NvmeBridge> nvmeBridge_;
     uint64_t requests_ = 0;
     bool vanished_ = false;
     bool controllerOff_ = false;
