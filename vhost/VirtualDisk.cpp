@@ -24,8 +24,8 @@ VirtualDisk::VirtualDisk(const DiskDescription& description, HostState& state)
       state_(state),
       image_(state.imagePath(description.number), description.capacityBytes),
       faults_(description.faults),
-      random_(static_cast<unsigned>(description.number) + 1),
-      registers_(description.shutdownAttempts) {
+      registers_(description.shutdownAttempts),
+      random_(static_cast<unsigned>(description.number) + 1) {
     if (description_.writeCache != "none" && !description_.dataless)
         cache_ = std::make_unique<WriteCache>(state.folder() + "/disk" + std::to_string(description.number) +
                                                   ".unflushed",
