@@ -9,10 +9,12 @@
 #include "core/Logger.h"
 #include "core/Paths.h"
 #include "disk/DiskBase.h"
+#include "disk/DiskTypes.h"
 #include "io/CmdAnswer.h"
 #include "io/CmdTranslate.h"
 #include "io/DiskIo.h"
 #include "io/Pattern.h"
+#include "protocol/NvmeProtocolOverJMicron.h"
 #include "protocol/ProtocolRegistry.h"
 #include "protocol/ScsiProtocol.h"
 
@@ -55,6 +57,9 @@ void send(CmdPlan& plan, const DiskBase& disk, uint8_t* buffer, CmdAnswer* answe
     setLastError(0);
     if (plan.family == CmdFamily::Scsi) {
         answer->routeOk = sendScsi(plan, disk, buffer, answer);
+    } else if (plan.viaTunnel) {
+        answer->routeOk = NvmeProtocolOverJMicron().sendCommand(static_cast<uint32_t>(disk.number()), buffer,
+                                                                plan.dataLength, &plan.nvme);
     } else {
         void* record = plan.family == CmdFamily::Ata ? static_cast<void*>(&plan.ata) : static_cast<void*>(&plan.nvme);
         answer->routeOk = createProtocol(plan.route)->sendCommand(static_cast<uint32_t>(disk.number()), buffer,
@@ -127,7 +132,8 @@ ErrorCode runCmd(const CmdJob& job, DiskBase& disk) {
     if (!loadInBin(job, &inBin))
         return fail(err::kWrongArguments, "[ActionCommand] Cannot read --in-bin " + job.inBin);
     const CmdTarget target{static_cast<ProtocolCode>(disk.protocolType()), static_cast<uint32_t>(disk.number()),
-                           disk.logicalSectorSize() ? disk.logicalSectorSize() : 512, disk.sectorCount()};
+                           disk.logicalSectorSize() ? disk.logicalSectorSize() : 512, disk.sectorCount(),
+                           disk.diskKind() == disk_kind::kJMicronNvme};
     CmdPlan plan;
     if (auto problem = translateCmd(job, target, inBin, &plan)) return fail(problem->code, problem->line);
 

@@ -30,8 +30,9 @@ std::vector<uint8_t> nvmeTrimRange(const Transfer& range) {
     return data;
 }
 
-bool isNvmePortRoute(ProtocolCode route) {
-    return route == ProtocolCode::kNvmeByScsiMiniport || route == ProtocolCode::kNvmeByIrst;
+// The inbox driver's route takes no I/O commands: trim and flush go through Windows there.
+bool carriesNvmeIo(const CmdPlan& plan) {
+    return plan.viaTunnel || plan.route == ProtocolCode::kNvmeByScsiMiniport || plan.route == ProtocolCode::kNvmeByIrst;
 }
 
 Result checkRange(const Transfer& range, const CmdTarget& target) {
@@ -106,7 +107,7 @@ Result planTrim(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
         plan->dataOut = ataTrimRanges(plan->range);
         plan->dataLength = static_cast<uint32_t>(plan->dataOut.size());
         plan->ata.count = static_cast<uint16_t>(plan->dataLength / kAtaBlock);
-    } else if (plan->family == CmdFamily::Nvme && isNvmePortRoute(plan->route)) {
+    } else if (plan->family == CmdFamily::Nvme && carriesNvmeIo(*plan)) {
         plan->direction = CmdDirection::Out;
         plan->dataOut = nvmeTrimRange(plan->range);
         plan->dataLength = 16;
@@ -125,7 +126,7 @@ void planFlush(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
         setAtaShortcut(plan, 0xEA, 0, 0, CmdDirection::None, 0);
     } else if (plan->family == CmdFamily::Scsi) {
         setScsiShortcut(plan, {0x35, 0, 0, 0, 0, 0, 0, 0, 0, 0}, CmdDirection::None, 0);
-    } else if (isNvmePortRoute(plan->route)) {
+    } else if (carriesNvmeIo(*plan)) {
         plan->direction = CmdDirection::None;
         setNvmeRecord(plan, target, kNvmeFlush, job.has("ns") ? job.nsid : 1, false);
     } else {

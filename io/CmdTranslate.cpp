@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "io/CmdPlanParts.h"
+#include "protocol/JMicronTunnel.h"
 
 namespace zel {
 namespace {
@@ -12,9 +13,23 @@ using namespace cmdplan;
 
 // ---- route -----------------------------------------------------------
 
+// NVMe through the bridge's tunnel when asked for; the NVMe-only dumps take
+// it by themselves, since the disk's own SCSI route cannot make them.
+bool takesTunnel(const std::string& asked, const CmdTarget& target, const CmdPlan& plan) {
+    if (!target.nvmeTunnel) return false;
+    if (asked == "nvme") return true;
+    return asked.empty() && (plan.dumpType == DumpType::LogPage || plan.dumpType == DumpType::IdentifyNs);
+}
+
 Result resolveRoute(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
     std::string asked = toLower(job.protocol);
     if (asked == "zelnvme") asked = "nvme";  // the switch already chose the disk's NVMe route
+    if (takesTunnel(asked, target, *plan)) {
+        plan->family = CmdFamily::Nvme;
+        plan->route = ProtocolCode::kScsi;
+        plan->viaTunnel = true;
+        return {};
+    }
     if (asked == "scsi") {
         plan->family = CmdFamily::Scsi;
         plan->route = ProtocolCode::kScsi;
@@ -294,6 +309,14 @@ Result checkStornvmeRoute(const CmdPlan& plan) {
     return {};
 }
 
+// One tunnel command moves what one transfer of the bridge holds; longer
+// pages are the smart action's, which reads them in pieces.
+Result checkTunnelLimits(const CmdPlan& plan) {
+    if (!plan.viaTunnel || plan.step != CmdStep::Send || plan.dataLength <= kJMicronMaxTransfer) return {};
+    return refuse(err::kNvmeNotSupported, "The JMicron bridge's tunnel moves at most %u bytes per command, not %u",
+                  kJMicronMaxTransfer, plan.dataLength);
+}
+
 Result translateNvmeCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
     if (!job.has("opc")) return missing("opc");
     const std::string queue = toLower(job.queue);
@@ -395,6 +418,7 @@ std::optional<CmdProblem> translateCmd(const CmdJob& job, const CmdTarget& targe
     if (auto p = refuseStrayOptions(job, mode, plan->family, plan->dumpType)) return p;
     if (auto p = readTimeout(job, &timeout)) return p;
     if (auto p = planMode(mode, job, target, inBin, plan)) return p;
+    if (auto p = checkTunnelLimits(*plan)) return p;
     applyTimeout(plan, timeout);
     return {};
 }

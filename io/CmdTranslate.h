@@ -39,12 +39,17 @@ struct CmdTarget {
     uint32_t diskNumber = 0;
     uint32_t sectorSize = 512;
     uint64_t sectorCount = 0;
+    // The JMicron bridge's NVMe tunnel (disk kind 22) behind a SCSI route.
+    bool nvmeTunnel = false;
 };
 
 struct CmdPlan {
     CmdStep step = CmdStep::Send;
     CmdFamily family = CmdFamily::Ata;
     ProtocolCode route = ProtocolCode::kNone;
+    // NVMe through the JMicron tunnel: `route` stays the SCSI route that
+    // carries it, since the tunnel has no protocol code of its own.
+    bool viaTunnel = false;
     std::string label;  // "identify", "trim", "flush", "command" or the dump type
     CmdDirection direction = CmdDirection::None;
     AtaCommand ata;
