@@ -10,7 +10,7 @@
 #include "io/CmdTranslate.h"
 
 // The cmd action's command line to device command: the first byte picks the
-// disk's route and sector size, the rest splits at NUL bytes into argv
+// disk's route, sector size and JMicron tunnel, the rest splits at NUL bytes into argv
 // entries. Every plan must stay inside what its record and data can hold.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static auto options = zel::makeOptions();
@@ -18,7 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const zel::ProtocolCode kRoutes[] = {
         zel::ProtocolCode::kNone, zel::ProtocolCode::kAtaOverAta, zel::ProtocolCode::kScsi,
         zel::ProtocolCode::kNvmeByStornvme, zel::ProtocolCode::kNvmeByScsiMiniport, zel::ProtocolCode::kNvmeByIrst};
-    const zel::CmdTarget target{kRoutes[data[0] % 6], 2, (data[0] & 0x80) ? 4096u : 512u, 1u << 20};
+    const zel::CmdTarget target{kRoutes[data[0] % 6], 2, (data[0] & 0x80) ? 4096u : 512u, 1u << 20,
+                                (data[0] & 0x40) != 0};
     FuzzArgv argv(data + 1, size - 1);
     try {
         zel::ParseResult args = zel::parseCommandLine(*options, argv.argc(), argv.argv());
@@ -30,6 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (plan.step == zel::CmdStep::Send && plan.direction == zel::CmdDirection::Out &&
             plan.dataOut.size() != plan.dataLength)
             __builtin_trap();
+        if (plan.viaTunnel && (plan.family != zel::CmdFamily::Nvme || plan.dataLength > 4096)) __builtin_trap();
         if (plan.step == zel::CmdStep::ReadLba && plan.range.lba + plan.range.sectors > target.sectorCount)
             __builtin_trap();
         (void)zel::requestLine(plan);

@@ -234,3 +234,56 @@ TEST_F(CmdEndToEnd, MalformedInputIsRefusedBeforeAnythingIsSent) {
         EXPECT_FALSE(contains(result.output, "Send ")) << c.args;
     }
 }
+
+namespace {
+
+// Disk 0: an NVMe drive behind the JMicron bridge (kind 22) that takes
+// Dataset Management, with byte 16 of vendor page CAh set; disk 1: a USB
+// stick without the tunnel.
+class CmdJMicronEndToEnd : public CmdEndToEnd {
+protected:
+    void SetUp() override {
+        useHost(R"({"disks": [{"number": 0, "busType": 7, "vendor": "JMicron", "model": "Generic USB",
+  "serial": "JMB00001", "sectorCount": 65536, "trim": {"supported": true},
+  "nvmeLogPages": {"0xCA": {"size": 512, "bytes": {"16": "A5"}}}},
+  {"number": 1, "busType": 7, "vendor": "Stick", "model": "USB DISK", "sectorCount": 65536}]})");
+    }
+};
+
+}  // namespace
+
+TEST_F(CmdJMicronEndToEnd, NvmeCommandsAndDumpsThroughTheTunnel) {
+    auto identify = run("-d 0 --protocol nvme --identify --out-bin idc.bin");
+    ASSERT_EQ(identify.exitCode, 0u) << identify.output;
+    EXPECT_EQ(file("idc.bin").substr(4, 8), "JMB00001");
+    EXPECT_EQ(file("idc.bin").substr(24, 11), "Generic USB");
+    EXPECT_EQ(ini("status"), "0x0000");
+    EXPECT_TRUE(contains(file("run.log"), "[NvmeProtocolOverJMicron] Send command: OPC=6, NS=0, CDW10=1"));
+
+    auto page = run("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00CA --io in --datalen 512 --out-bin ca.bin");
+    ASSERT_EQ(page.exitCode, 0u) << page.output;
+    EXPECT_EQ(uint8_t(file("ca.bin")[16]), 0xA5);
+    // Without --protocol the NVMe-only dumps take the tunnel by themselves.
+    ASSERT_EQ(run("-d 0 --dumptype logpage --lid 0xCA --lpsize 32 --dump d.bin").exitCode, 0u);
+    EXPECT_EQ(file("d.bin"), file("ca.bin").substr(0, 32));
+
+    auto invalid = run("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00AB --io in --datalen 512");
+    EXPECT_EQ(invalid.exitCode, 0x20000125u) << invalid.output;
+    EXPECT_EQ(ini("sc"), "0x09");
+    EXPECT_EQ(ini("sct"), "0x1");
+    ASSERT_EQ(run("-d 0 --protocol nvme --trim --lba 64").exitCode, 0u);
+    EXPECT_TRUE(contains(file("run.log"), "[NvmeProtocolOverJMicron] Send command: OPC=9, NS=1, CDW10=0, CDW11=4"));
+}
+
+TEST_F(CmdJMicronEndToEnd, OversizeIsRefusedAndOtherRunsStayScsi) {
+    auto big = run("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x07FF00CA --io in --datalen 8192");
+    EXPECT_EQ(big.exitCode, 0x20000126u) << big.output;
+    EXPECT_TRUE(contains(big.output, "tunnel moves at most 4096 bytes per command, not 8192")) << big.output;
+    EXPECT_FALSE(contains(file("run.log"), "Send ")) << "refused before anything is sent";
+
+    auto inquiry = run("-d 0 --identify --out-bin inq.bin");
+    ASSERT_EQ(inquiry.exitCode, 0u) << inquiry.output;
+    EXPECT_EQ(file("inq.bin").substr(8, 8), "JMicron ");
+    EXPECT_EQ(ini("protocol"), "scsi");
+    EXPECT_EQ(run("-d 1 --protocol nvme --identify").exitCode, 0x20000008u) << "no tunnel on a plain stick";
+}
