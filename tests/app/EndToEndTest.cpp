@@ -10,6 +10,8 @@ using zeltest::runZelCli;
 
 namespace {
 
+using zeltest::contains;
+
 class EndToEnd : public testing::Test {
 protected:
     // Runs ZelCli.exe with the log file "run.log" in the temp folder.
@@ -17,7 +19,6 @@ protected:
         return runZelCli(args + " --logdir \"" + dir_.path() + "\" --logfile run.log", dir_.path());
     }
     std::string log() const { return zeltest::readFile(dir_.file("run.log")); }
-    static bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
     zeltest::TempDir dir_;
 };
@@ -27,8 +28,8 @@ protected:
 TEST_F(EndToEnd, HelpPrintsUsageAndSkipsLoggingSetUp) {
     auto run = runZelCli("--logdir \"" + dir_.path() + "\" --logfile run.log -a rw -h");
     EXPECT_EQ(run.exitCode, 0u);
-    EXPECT_TRUE(has(run.output, "Usage:\r\n  ZelCli.exe [OPTION...]")) << run.output.substr(0, 200);
-    EXPECT_TRUE(has(run.output, "--analyze"));
+    EXPECT_TRUE(contains(run.output, "Usage:\r\n  ZelCli.exe [OPTION...]")) << run.output.substr(0, 200);
+    EXPECT_TRUE(contains(run.output, "--analyze"));
     EXPECT_FALSE(zeltest::fileExists(dir_.file("run.log")));
 }
 
@@ -36,8 +37,8 @@ TEST_F(EndToEnd, UnknownOrMissingActionExitsWithWrongArguments) {
     for (const char* args : {"-a PWR", "", "--action \"\""}) {
         auto run = runLogged(args);
         EXPECT_EQ(run.exitCode, 0x20000004u) << args;
-        EXPECT_TRUE(has(run.output, "[ZelCli] No action found!")) << args;
-        EXPECT_TRUE(has(run.output, "Usage:")) << "help follows the warning";
+        EXPECT_TRUE(contains(run.output, "[ZelCli] No action found!")) << args;
+        EXPECT_TRUE(contains(run.output, "Usage:")) << "help follows the warning";
     }
     std::regex line(R"((^|\n)\d{4}-\d\d-\d\d \d\d:\d\d:\d\d,\d{3} WARNING  \[ZelCli\] No action found!\r?\n)");
     EXPECT_TRUE(std::regex_search(log(), line)) << log();
@@ -54,7 +55,8 @@ TEST_F(EndToEnd, LogFilePlacement) {
     zeltest::TempDir other;
     auto run = runZelCli("-a x --logdir \"" + dir_.path() + "\\unused\" --logfile \"" + other.file("abs.log") + "\"");
     EXPECT_EQ(run.exitCode, 0x20000004u);
-    EXPECT_TRUE(has(zeltest::readFile(other.file("abs.log")), "No action found!")) << "an absolute path ignores the folder";
+    EXPECT_TRUE(contains(zeltest::readFile(other.file("abs.log")), "No action found!"))
+        << "an absolute path ignores the folder";
     EXPECT_FALSE(zeltest::fileExists(dir_.file("unused\\abs.log")));
     runZelCli("-a x --logdir \"" + dir_.path() + "\\quiet\"", dir_.path());
     const bool quietFolder = std::filesystem::exists(dir_.file("quiet"));
@@ -78,10 +80,10 @@ TEST_F(EndToEnd, ActionsCheckTheirRequiredOptions) {
     for (const Case& c : cases) {
         auto run = runLogged(c.args);
         EXPECT_EQ(run.exitCode, 0x20000004u) << c.args;
-        EXPECT_TRUE(has(run.output, std::string("WARNING  ") + c.warning)) << c.args << "\n" << run.output;
-        EXPECT_TRUE(has(run.output, "Failed to initialize action")) << c.args;
+        EXPECT_TRUE(contains(run.output, std::string("WARNING  ") + c.warning)) << c.args << "\n" << run.output;
+        EXPECT_TRUE(contains(run.output, "Failed to initialize action")) << c.args;
     }
-    EXPECT_TRUE(has(log(), "ERROR    [ZelCli] Failed to initialize action rw... (LE=0x20000004, Wrong argument "
+    EXPECT_TRUE(contains(log(), "ERROR    [ZelCli] Failed to initialize action rw... (LE=0x20000004, Wrong argument "
                            "list for this application.)"));
 }
 
@@ -97,7 +99,7 @@ TEST_F(EndToEnd, GlobalCommandsAnswerBeforeActions) {
 TEST_F(EndToEnd, ParserErrorsAreNotCaught) {
     auto run = runZelCli("--no-such-option");
     EXPECT_NE(run.exitCode, 0u);
-    EXPECT_TRUE(has(run.output, "no-such-option")) << run.output;
+    EXPECT_TRUE(contains(run.output, "no-such-option")) << run.output;
 }
 
 // A value that cannot be read, or a file option naming a device, stops the
@@ -119,12 +121,12 @@ TEST_F(EndToEnd, RefusedValuesEndTheRunFirst) {
     for (const Case& c : cases) {
         auto run = runLogged(c.args);
         EXPECT_EQ(run.exitCode, 0x20000004u) << c.args;
-        EXPECT_TRUE(has(run.output, std::string("WARNING  ") + c.line)) << c.args << "\n" << run.output;
-        EXPECT_FALSE(has(run.output, "Disk Information")) << c.args;
+        EXPECT_TRUE(contains(run.output, std::string("WARNING  ") + c.line)) << c.args << "\n" << run.output;
+        EXPECT_FALSE(contains(run.output, "Disk Information")) << c.args;
     }
-    EXPECT_TRUE(has(log(), "--diskid is not a valid number")) << "the line reaches the log file";
+    EXPECT_TRUE(contains(log(), "--diskid is not a valid number")) << "the line reaches the log file";
 
     auto device = runZelCli("-a x --logfile \\\\.\\PhysicalDrive1", dir_.path());
     EXPECT_EQ(device.exitCode, 0x20000004u);
-    EXPECT_TRUE(has(device.output, "--logfile names a device, not a file")) << device.output;
+    EXPECT_TRUE(contains(device.output, "--logfile names a device, not a file")) << device.output;
 }

@@ -10,6 +10,8 @@
 
 namespace {
 
+using zeltest::contains;
+
 using nlohmann::json;
 using zeltest::StandInControl;
 using Args = std::vector<std::string>;
@@ -59,7 +61,6 @@ protected:
         }
         return false;
     }
-    static bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
     std::string systemState() const { return zeltest::readFile(dir_.file("host.json.state/system.json")); }
     std::vector<std::string> tools() const {
         std::vector<std::string> names;
@@ -75,10 +76,10 @@ TEST_F(HostToolsEndToEnd, RescanRunsDevconAndAnswersByItsResult) {
     auto ok = run("--rescan --debug");
     EXPECT_EQ(ok.exitCode, 0u) << ok.output;
     EXPECT_EQ(control_.args(0), Args{"rescan"});
-    EXPECT_TRUE(has(control_.calls()[0]["commandLine"], "vhost-tools\\devcon_amd64.exe\" rescan"));
-    EXPECT_TRUE(has(log(), "INFO     rescan done, elapsed time: 0."));
+    EXPECT_TRUE(contains(control_.calls()[0]["commandLine"], "vhost-tools\\devcon_amd64.exe\" rescan"));
+    EXPECT_TRUE(contains(log(), "INFO     rescan done, elapsed time: 0."));
     EXPECT_TRUE(logged("DEBUG    Rescan result=1"));
-    EXPECT_TRUE(has(log(), "DEBUG    ProcUtil::runAsync()...\""));
+    EXPECT_TRUE(contains(log(), "DEBUG    ProcUtil::runAsync()...\""));
 
     control_.answer({{"tool", "devcon_amd64.exe"}, {"exit", 2}, {"output", "devcon.exe failed.\r\n"}});
     auto failed = run("--rescan --debug");
@@ -90,9 +91,9 @@ TEST_F(HostToolsEndToEnd, RescanRunsDevconAndAnswersByItsResult) {
 TEST_F(HostToolsEndToEnd, AHostWithoutToolsCannotStartThem) {
     std::ofstream(dir_.file("host.json"), std::ios::binary | std::ios::trunc) << hostJson(false);
     EXPECT_EQ(run("--rescan").exitCode, 0x2000000Au);
-    EXPECT_TRUE(has(log(), "WARNING  Failed to run rescan, error: (LE=0x2, ")) << log();
+    EXPECT_TRUE(contains(log(), "WARNING  Failed to run rescan, error: (LE=0x2, ")) << log();
     EXPECT_EQ(run("--enablepci --vid 1 --did 2").exitCode, 0x2000000Bu);
-    EXPECT_TRUE(has(log(), "WARNING  Failed to enable device, error: (LE=0x2, "));
+    EXPECT_TRUE(contains(log(), "WARNING  Failed to enable device, error: (LE=0x2, "));
     EXPECT_EQ(run("--suspend-proc app.exe").exitCode, 0x2000001Bu);
     EXPECT_TRUE(logged("WARNING  suspend process error code: 2"));
     EXPECT_EQ(run("--cleand -d 2").exitCode, 0x20000011u);
@@ -104,7 +105,7 @@ TEST_F(HostToolsEndToEnd, DisableHidesTheControllersDisksUntilEnabled) {
     auto off = run("--disablepci --vid 7982 --did 43017 --debug");
     EXPECT_EQ(off.exitCode, 0u) << off.output;
     EXPECT_EQ(control_.args(0), (Args{"disable", "PCI\\VEN_1F2E&DEV_A809"}));
-    EXPECT_TRUE(has(log(), "INFO     disable device done, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     disable device done, elapsed time: 0."));
     EXPECT_TRUE(logged("DEBUG    Disable PCI device result=1"));
     EXPECT_EQ(run("--exist -d 1").exitCode, 0xC0380011u) << "disk 1 is gone with its controller";
     EXPECT_EQ(run("--exist -d 2").exitCode, 0u);
@@ -121,7 +122,7 @@ TEST_F(HostToolsEndToEnd, DisableHidesTheControllersDisksUntilEnabled) {
 TEST_F(HostToolsEndToEnd, OnRebootCountsAsDoneEvenWithAFailingCode) {
     control_.answer({{"verb", "disable"}, {"exit", 1}, {"output", "PCI\\VEN_1F2E: Disabled on reboot\r\n"}});
     EXPECT_EQ(run("--disablepci --vid 7982 --did 43017").exitCode, 0u);
-    EXPECT_TRUE(has(log(), "INFO     disable device done, skip on reboot message, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     disable device done, skip on reboot message, elapsed time: 0."));
     // Exit code 0 wins over the text; any other code without it fails,
     // and the whole output follows the code, however long.
     control_.answer({{"verb", "enable"}, {"exit", 3}, {"output", "head\r\n"}, {"outputBytes", 9000}});
@@ -139,16 +140,16 @@ TEST_F(HostToolsEndToEnd, FormatAssignsALetterThenRunsTheAction) {
               "select disk 2\r\nclean\r\ncreate partition primary\r\nformat fs=ntfs quick\r\nassign letter=D\r\n"
               "exit\r\n");
     EXPECT_FALSE(zeltest::fileExists(dir_.file("diskpart_format.txt")));
-    EXPECT_TRUE(has(log(), "INFO     format disk done, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     format disk done, elapsed time: 0."));
     EXPECT_TRUE(logged("INFO     Format disk... done"));
-    ASSERT_TRUE(has(format.output, "[100%]")) << "the rw action ran";
+    ASSERT_TRUE(contains(format.output, "[100%]")) << "the rw action ran";
     EXPECT_LT(format.output.find("Format disk... done"), format.output.find("[100%]"));
     auto info = run("--info -d 2");
-    EXPECT_TRUE(has(info.output, "Drive letter: D")) << info.output;
+    EXPECT_TRUE(contains(info.output, "Drive letter: D")) << info.output;
 
     // A disk with a letter keeps it.
     EXPECT_EQ(run("--formatd -d 1").exitCode, 0u);
-    EXPECT_TRUE(has(control_.calls().back()["script"], "assign letter=E\r\n"));
+    EXPECT_TRUE(contains(control_.calls().back()["script"], "assign letter=E\r\n"));
 }
 
 TEST_F(HostToolsEndToEnd, AFailedFormatEndsTheRunBeforeTheAction) {
@@ -157,7 +158,7 @@ TEST_F(HostToolsEndToEnd, AFailedFormatEndsTheRunBeforeTheAction) {
     EXPECT_EQ(failed.exitCode, 0x20000010u);
     EXPECT_TRUE(logged("WARNING  format disk error code: 0x4"));
     EXPECT_TRUE(logged("INFO     Format disk... failed"));
-    EXPECT_FALSE(has(failed.output, "%]")) << "no action";
+    EXPECT_FALSE(contains(failed.output, "%]")) << "no action";
     EXPECT_EQ(run("--formatd -d 9").exitCode, 0x20000007u);
     EXPECT_EQ(control_.calls().size(), 1u);
 }
@@ -166,12 +167,12 @@ TEST_F(HostToolsEndToEnd, CleanRemovesTheVolumesAndCanGoOnToTheAction) {
     EXPECT_EQ(run("--cleand -d 1").exitCode, 0u);
     EXPECT_EQ(control_.calls()[0]["script"], "select disk 1\r\nclean\r\nexit\r\n");
     EXPECT_FALSE(zeltest::fileExists(dir_.file("diskpart_clean.txt")));
-    EXPECT_TRUE(has(log(), "INFO     clean disk done, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     clean disk done, elapsed time: 0."));
     EXPECT_TRUE(logged("INFO     Clean disk... done"));
-    EXPECT_FALSE(has(run("--info -d 1").output, "Drive letter")) << "its letter E is gone";
+    EXPECT_FALSE(contains(run("--info -d 1").output, "Drive letter")) << "its letter E is gone";
 
     auto action = run("--cleand -d 2 -a wkld");
-    EXPECT_TRUE(has(action.output, "Miss some options (diskid / path)!")) << "the run reached the action";
+    EXPECT_TRUE(contains(action.output, "Miss some options (diskid / path)!")) << "the run reached the action";
     control_.answer({{"tool", "diskpart.exe"}, {"exit", 5}});
     EXPECT_EQ(run("--cleand -d 2 -a wkld").exitCode, 0x20000011u);
     EXPECT_TRUE(logged("WARNING  clean disk error code: 5")) << "decimal for clean";
@@ -184,7 +185,7 @@ TEST_F(HostToolsEndToEnd, TheOsDriveIsRefusedAndNothingChanges) {
     }
     EXPECT_TRUE(control_.calls().empty());
     EXPECT_FALSE(zeltest::fileExists(dir_.file("host.json.state/system.json")));
-    EXPECT_TRUE(has(run("--info -d 0").output, "Drive letter: C"));
+    EXPECT_TRUE(contains(run("--info -d 0").output, "Drive letter: C"));
 }
 
 TEST_F(HostToolsEndToEnd, SuspendAndResumePassTheNameAsOneArgument) {
@@ -202,12 +203,12 @@ TEST_F(HostToolsEndToEnd, SuspendAndResumePassTheNameAsOneArgument) {
         EXPECT_EQ(suspend.exitCode, 0u) << name;
         ASSERT_EQ(control_.calls().size(), before + 1) << name;
         EXPECT_EQ(control_.args(before), (Args{"-accepteula", name}));
-        EXPECT_TRUE(has(log(), "INFO     suspend process " + name + " done, elapsed time: 0.")) << name;
+        EXPECT_TRUE(contains(log(), "INFO     suspend process " + name + " done, elapsed time: 0.")) << name;
     }
     // ZelCli.exe itself runs while it waits for the stand-in.
     EXPECT_EQ(run("--resume-proc ZelCli.exe").exitCode, 0u);
     EXPECT_EQ(control_.args(control_.calls().size() - 1), (Args{"-accepteula", "-r", "ZelCli.exe"}));
-    EXPECT_TRUE(has(log(), "INFO     resume process ZelCli.exe done, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     resume process ZelCli.exe done, elapsed time: 0."));
     EXPECT_EQ(run("--suspend-proc ghost.exe").exitCode, 0x2000001Bu) << "no process of that name";
     EXPECT_TRUE(logged("WARNING  suspend process error code: -1"));
 
@@ -228,17 +229,17 @@ TEST_F(HostToolsEndToEnd, UpdateDriverOutsideTheInfFolderAnswersInverted) {
     EXPECT_EQ(updated.exitCode, 0x2000001Eu) << "a successful update answers the failure code";
     ASSERT_EQ(control_.calls().size(), 1u);
     EXPECT_EQ(control_.args(0), (Args{"update", "PCI\\VEN_1F2E&DEV_A809", "D:\\pkg\\zel nvme.inf"}));
-    EXPECT_TRUE(has(log(), "devcon_amd64.exe update \"PCI\\VEN_1F2E&DEV_A809\" \"D:\\pkg\\zel nvme.inf\""));
-    EXPECT_TRUE(has(log(), "INFO     Execute... "));
+    EXPECT_TRUE(contains(log(), "devcon_amd64.exe update \"PCI\\VEN_1F2E&DEV_A809\" \"D:\\pkg\\zel nvme.inf\""));
+    EXPECT_TRUE(contains(log(), "INFO     Execute... "));
     EXPECT_TRUE(logged("INFO     Updating drivers for PCI\\VEN_1F2E&DEV_A809 from D:\\pkg\\zel nvme.inf.\r\n"
                        "Drivers installed successfully.\r\n"));
-    EXPECT_TRUE(has(updated.output, "4. rc=0\r\n"));
-    EXPECT_FALSE(has(updated.output, "1. rc="));
+    EXPECT_TRUE(contains(updated.output, "4. rc=0\r\n"));
+    EXPECT_FALSE(contains(updated.output, "1. rc="));
 
     control_.answer({{"verb", "update"}, {"exit", 2}});
     auto failed = run("--update-driver \"C:\\drivers\\\\\" -d 1");
     EXPECT_EQ(failed.exitCode, 0u) << "and a failed one answers 0";
-    EXPECT_TRUE(has(failed.output, "4. rc=2\r\n"));
+    EXPECT_TRUE(contains(failed.output, "4. rc=2\r\n"));
     EXPECT_EQ(control_.args(1), (Args{"update", "PCI\\VEN_1F2E&DEV_A809", "C:\\drivers\\"}));
 }
 
@@ -250,7 +251,8 @@ TEST_F(HostToolsEndToEnd, UpdateDriverFromTheInfFolderRestartsTheDevice) {
     EXPECT_EQ(control_.args(2), (Args{"disable", "PCI\\VEN_1F2E&DEV_A809"}));
     EXPECT_EQ(control_.args(3), (Args{"enable", "PCI\\VEN_1F2E&DEV_A809"}));
     const std::string& out = updated.output;
-    EXPECT_TRUE(has(out, "1. rc=0\r\n") && has(out, "2. rc=0\r\n") && has(out, "3. rc=0\r\n") && has(out, "4. rc=0\r\n"));
+    for (const char* line : {"1. rc=0\r\n", "2. rc=0\r\n", "3. rc=0\r\n", "4. rc=0\r\n"})
+        EXPECT_TRUE(contains(out, line)) << line;
     EXPECT_LT(out.find("3. rc="), out.find("4. rc="));
 
     // A reboot request (1) still counts as done; a failed disable stops.
@@ -258,9 +260,9 @@ TEST_F(HostToolsEndToEnd, UpdateDriverFromTheInfFolderRestartsTheDevice) {
     control_.answer({{"verb", "disable"}, {"exit", 2}});
     auto stopped = run("--update-driver c:\\windows\\inf\\oem3.inf -d 1");
     EXPECT_EQ(stopped.exitCode, 0x2000001Eu);
-    EXPECT_TRUE(has(stopped.output, "2. rc=1\r\n"));
-    EXPECT_TRUE(has(stopped.output, "3. rc=2\r\n"));
-    EXPECT_FALSE(has(stopped.output, "4. rc="));
+    EXPECT_TRUE(contains(stopped.output, "2. rc=1\r\n"));
+    EXPECT_TRUE(contains(stopped.output, "3. rc=2\r\n"));
+    EXPECT_FALSE(contains(stopped.output, "4. rc="));
     EXPECT_EQ(control_.calls().size(), 7u) << "no enable";
     // The folder test is case-sensitive.
     run("--update-driver C:\\Windows\\INF\\oem3.inf -d 1");
@@ -290,8 +292,8 @@ TEST_F(HostToolsEndToEnd, DeleteDriverRemovesTheKeywordsPackagesAndTheDevice) {
     EXPECT_EQ(control_.args(4), Args{"rescan"});
     EXPECT_TRUE(logged("INFO     Going to delete driver oem3.inf"));
     EXPECT_TRUE(logged("INFO     Execute... pnputil /delete-driver oem8.inf /force"));
-    EXPECT_TRUE(has(log(), "devcon_amd64.exe remove /r \"PCI\\VEN_1F2E&DEV_A809\""));
-    EXPECT_TRUE(has(systemState(), "\"OEM3.INF\"") && has(systemState(), "\"OEM8.INF\""));
+    EXPECT_TRUE(contains(log(), "devcon_amd64.exe remove /r \"PCI\\VEN_1F2E&DEV_A809\""));
+    EXPECT_TRUE(contains(systemState(), "\"OEM3.INF\"") && contains(systemState(), "\"OEM8.INF\""));
     EXPECT_EQ(run("--exist -d 1").exitCode, 0u) << "back after the rescan";
 
     // Deleted packages are no longer listed: only the device goes.

@@ -10,6 +10,8 @@
 
 namespace {
 
+using zeltest::contains;
+
 using zeltest::runZelCli;
 
 // Writes a host description into the folder and returns the environment
@@ -41,8 +43,6 @@ std::string smallHost(bool portIoDriver) {
    "scsiAddress": {"port": 3}}
 ]})";
 }
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 TEST(DiskCommandsEndToEnd, MissingDiskAnswers) {
     zeltest::TempDir dir;

@@ -15,6 +15,8 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
+using zeltest::contains;
+
 // The Task Scheduler's root folder, read and written beside ZelCli.exe.
 class TaskFolder {
 public:
@@ -78,7 +80,6 @@ protected:
         return zeltest::runZelCli(args + " --logdir \"" + dir_.path() + "\" --logfile run.log", dir_.path());
     }
     std::string log() const { return zeltest::readFile(dir_.file("run.log")); }
-    static bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
     zeltest::TempDir dir_;
     TaskFolder tasks_;
@@ -93,9 +94,9 @@ TEST_F(StartupTask, UnregisterRemovesTheTaskAndSucceedsWhenAbsent) {
         auto result = run("--startup --name zeltest_unreg --arg \"-a rw\" --debug");
         EXPECT_EQ(result.exitCode, 0u) << result.output;
         EXPECT_FALSE(tasks_.exists(L"zeltest_unreg")) << "pass " << pass;
-        EXPECT_TRUE(has(log(), " DEBUG    Unregister auto-run zeltest_unreg [ -a rw]\r\n")) << log();
-        EXPECT_TRUE(has(result.output, " INFO     Successfully unregister start-up action.\r\n")) << result.output;
-        EXPECT_FALSE(has(result.output, "Success! Task")) << "nothing is printed when only removing";
+        EXPECT_TRUE(contains(log(), " DEBUG    Unregister auto-run zeltest_unreg [ -a rw]\r\n")) << log();
+        EXPECT_TRUE(contains(result.output, " INFO     Successfully unregister start-up action.\r\n")) << result.output;
+        EXPECT_FALSE(contains(result.output, "Success! Task")) << "nothing is printed when only removing";
     }
 }
 
@@ -115,14 +116,15 @@ TEST_F(StartupTask, RegisterRemovesTheOldTaskFirstAndReportsTheSchedulersFailure
                        R"(INFO     Failed to set auto-run task zeltest_reg, C:\\tools\\next\.exe\r\n)");
     EXPECT_TRUE(std::regex_search(result.output, printed)) << result.output;
     const std::string text = log();
-    EXPECT_TRUE(has(text, " DEBUG    Register auto-run zeltest_reg [C:\\tools\\next.exe -a rw -d 1]\r\n")) << text;
-    EXPECT_TRUE(has(text, " INFO     Failed to set auto-run task zeltest_reg, C:\\tools\\next.exe\r\n"));
-    EXPECT_FALSE(has(text, "Cannot put")) << "the scheduler's messages stay off the log";
-    EXPECT_FALSE(has(text, "Successfully register"));
+    EXPECT_TRUE(contains(text, " DEBUG    Register auto-run zeltest_reg [C:\\tools\\next.exe -a rw -d 1]\r\n")) << text;
+    EXPECT_TRUE(contains(text, " INFO     Failed to set auto-run task zeltest_reg, C:\\tools\\next.exe\r\n"));
+    EXPECT_FALSE(contains(text, "Cannot put")) << "the scheduler's messages stay off the log";
+    EXPECT_FALSE(contains(text, "Successfully register"));
 
     result = run("--startup --name zeltest_reg --path C:\\tools\\next.exe");
     EXPECT_EQ(result.exitCode, 0x2000000Fu) << "an absent old task changes nothing";
-    EXPECT_FALSE(has(run("--startup --name zeltest_reg --path x.exe").output, "DEBUG")) << "DEBUG lines need --debug";
+    EXPECT_FALSE(contains(run("--startup --name zeltest_reg --path x.exe").output, "DEBUG"))
+        << "DEBUG lines need --debug";
 }
 
 }  // namespace

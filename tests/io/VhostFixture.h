@@ -11,8 +11,6 @@
 
 namespace zeltest {
 
-inline bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 // ZelCli.exe on a virtual host. Each host gets a fresh folder, which also
 // takes the run's log and result files, so nothing of an earlier host is seen.
 class VhostFixture : public testing::Test {

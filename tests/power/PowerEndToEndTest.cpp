@@ -12,10 +12,10 @@
 
 namespace {
 
+using zeltest::contains;
+
 const char kSmartKey[] = "SOFTWARE\\ZEL\\smart";
 const char kDutKey[] = "SOFTWARE\\ZEL\\dut";
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 // Disk 0 a SATA drive with a volatile cache behind the SATA board on disk
 // 2; disk 1 an NVMe drive behind the PCIe board on disk 3.

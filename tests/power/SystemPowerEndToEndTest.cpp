@@ -15,6 +15,8 @@
 
 namespace {
 
+using zeltest::contains;
+
 using nlohmann::json;
 
 // A pwr run of ZelCli.exe against the power test host in its own folder.
@@ -44,8 +46,6 @@ public:
 private:
     zeltest::TempDir dir_;
 };
-
-bool has(const std::string& text, const std::string& piece) { return text.find(piece) != std::string::npos; }
 
 int secondsOf(int h, int m, int s) { return h * 3600 + m * 60 + s; }
 
@@ -85,8 +85,8 @@ TEST(SystemPowerEndToEnd, ColdBootPrintsItsNineLinesAndTheHostRecordsAlarmAndS5)
                   "0x0070 0x00000001 1\n0x0071 0x%08X 1\n0x0070 0x00000003 1\n0x0071 0x%08X 1\n"
                   "0x0070 0x00000005 1\n0x0071 0x%08X 1\n",
                   hex(11), hex(10), hex(9));
-    EXPECT_TRUE(has(writes, alarmWrites)) << writes;
-    EXPECT_TRUE(has(writes, "0x1804 0x00003C01 4\n")) << "the S5 write";
+    EXPECT_TRUE(contains(writes, alarmWrites)) << writes;
+    EXPECT_TRUE(contains(writes, "0x1804 0x00003C01 4\n")) << "the S5 write";
 
     const std::vector<json> events = power.events();
     ASSERT_EQ(events.size(), 1u);
@@ -106,12 +106,12 @@ TEST(SystemPowerEndToEnd, ColdBootWithoutTheDriverStillPrintsEveryLineAndWritesN
     PowerRun power(R"("portIoDriver": false, )");
     auto run = power.run("coldboot");
     EXPECT_EQ(run.exitCode, 0u) << run.output;
-    EXPECT_TRUE(has(run.output, "alarmtime1=")) << run.output;
-    EXPECT_TRUE(has(run.output, "Write CMOS 0x70/0x71 0xB/20, enable alarm interrupt"));
-    EXPECT_TRUE(has(run.output, "Write IO 0xA1 0, unmask RTC interrupt"));
-    EXPECT_TRUE(has(run.output, "Write IO 0x21 0, unmask master to slave"));
-    EXPECT_TRUE(has(run.output, "Write IO 1800 4000000, clear RTC_STS and set RTC_EN"));
-    EXPECT_TRUE(has(run.output, "Write IO 1804 4003C01, set PM1_CNT S5")) << "the value last held";
+    EXPECT_TRUE(contains(run.output, "alarmtime1=")) << run.output;
+    EXPECT_TRUE(contains(run.output, "Write CMOS 0x70/0x71 0xB/20, enable alarm interrupt"));
+    EXPECT_TRUE(contains(run.output, "Write IO 0xA1 0, unmask RTC interrupt"));
+    EXPECT_TRUE(contains(run.output, "Write IO 0x21 0, unmask master to slave"));
+    EXPECT_TRUE(contains(run.output, "Write IO 1800 4000000, clear RTC_STS and set RTC_EN"));
+    EXPECT_TRUE(contains(run.output, "Write IO 1804 4003C01, set PM1_CNT S5")) << "the value last held";
     EXPECT_FALSE(zeltest::fileExists(power.state("port-writes.log")));
     EXPECT_FALSE(zeltest::fileExists(power.state("power-events.log")));
 }
@@ -124,8 +124,9 @@ TEST(SystemPowerEndToEnd, RebootAndShutdownFailWhenTheHostSurvives) {
     const zeltest::ChildResult shutdownRun = shutdown.run("shutdown");
     std::printf("[timing] reboot run %.2f s, shutdown run %.2f s\n", reboot.seconds, shutdown.seconds);
     EXPECT_EQ(rebootRun.exitCode, 0x20000012u) << rebootRun.output;
-    EXPECT_TRUE(has(rebootRun.output, "INFO     Rebooting system..."));
-    EXPECT_TRUE(has(rebootRun.output, "[ZelCli] Failed to execute action pwr... (LE=0x20000012, Failed to reboot system.)"));
+    EXPECT_TRUE(contains(rebootRun.output, "INFO     Rebooting system..."));
+    EXPECT_TRUE(
+        contains(rebootRun.output, "[ZelCli] Failed to execute action pwr... (LE=0x20000012, Failed to reboot system.)"));
     EXPECT_EQ(shutdownRun.exitCode, 0x20000017u) << shutdownRun.output;
     const auto rebootEvents = reboot.events(), shutdownEvents = shutdown.events();
     ASSERT_EQ(rebootEvents.size(), 1u);
@@ -141,9 +142,9 @@ TEST(SystemPowerEndToEnd, SuspendAndD3hotReturnAndAreRecorded) {
     PowerRun power;
     auto s3 = power.run("s3", "--sleepdelay 5");
     EXPECT_EQ(s3.exitCode, 0u) << s3.output;
-    EXPECT_TRUE(has(s3.output, "INFO     Entering S3...\r\n")) << s3.output;
-    EXPECT_TRUE(has(s3.output, "INFO     Wake-up timer 5 seconds"));
-    EXPECT_TRUE(has(s3.output, "INFO     Resumed from S3 after"));
+    EXPECT_TRUE(contains(s3.output, "INFO     Entering S3...\r\n")) << s3.output;
+    EXPECT_TRUE(contains(s3.output, "INFO     Wake-up timer 5 seconds"));
+    EXPECT_TRUE(contains(s3.output, "INFO     Resumed from S3 after"));
     EXPECT_EQ(power.run("s4").exitCode, 0u);
     auto d3 = power.run("d3hot", "--sleepdelay 0");
     EXPECT_EQ(d3.exitCode, 0u) << d3.output;

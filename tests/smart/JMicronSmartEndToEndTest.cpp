@@ -9,12 +9,8 @@
 
 namespace {
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-std::string clean(std::string text) {
-    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
-    return text;
-}
+using zeltest::contains;
+using zeltest::withoutCr;
 
 // Kind-22 disks: 0 bridges to its NVMe drive, 1 is a bridge without the
 // tunnel, 2 a drive whose spare fell below its threshold.
@@ -56,7 +52,7 @@ protected:
         return zeltest::runZelCli(args + " --logdir \"" + dir_.path() + "\" --logfile run.log", dir_.path(),
                                   {"ZELCLI_VHOST=" + dir_.file("host.json")});
     }
-    std::string file(const std::string& name) const { return clean(zeltest::readFile(dir_.file(name))); }
+    std::string file(const std::string& name) const { return withoutCr(zeltest::readFile(dir_.file(name))); }
 
     zeltest::TempDir dir_;
 };

@@ -14,19 +14,15 @@
 
 namespace {
 
-const char kKey[] = "SOFTWARE\\ZEL\\smart";
+using zeltest::contains;
+using zeltest::withoutCr;
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+const char kKey[] = "SOFTWARE\\ZEL\\smart";
 
 int countOf(const std::string& text, const std::string& part) {
     int n = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
     return n;
-}
-
-std::string clean(std::string text) {
-    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
-    return text;
 }
 
 // NVMe SMART/health page: data units written at 48..63, power cycles at
@@ -93,7 +89,7 @@ protected:
         return zeltest::runZelCli(args + " --logdir \"" + dir_.path() + "\" --logfile run.log", dir_.path(),
                                   {"ZELCLI_VHOST=" + dir_.file("host.json")});
     }
-    std::string file(const std::string& name) const { return clean(zeltest::readFile(dir_.file(name))); }
+    std::string file(const std::string& name) const { return withoutCr(zeltest::readFile(dir_.file(name))); }
     static std::string reg(const char* name) { return zel::WinReg::readText(kKey, name).value_or("<absent>"); }
     nlohmann::json smartInfo(int disk) const {
         auto doc = nlohmann::json::parse(zeltest::readFile(dir_.file("zelcli_actres.json")));
@@ -134,7 +130,7 @@ TEST_F(SmartEndToEnd, NvmeReadingsFollowTrafficAcrossRuns) {
     const std::string table = file("table.txt");
     EXPECT_TRUE(std::regex_search(table, marked)) << table;
     EXPECT_TRUE(std::regex_search(table, std::regex(R"(\n  77:70 +0 +0 +0 +Power cycles\n)"))) << table;
-    EXPECT_TRUE(contains(clean(second.output), "Offset          Curr Value")) << "column width 16";
+    EXPECT_TRUE(contains(withoutCr(second.output), "Offset          Curr Value")) << "column width 16";
 
     auto json = smartInfo(1);
     ASSERT_TRUE(json.is_object());
@@ -147,7 +143,7 @@ TEST_F(SmartEndToEnd, NvmeReadingsFollowTrafficAcrossRuns) {
     config(std::string(kNvmeConfig) + "attr_limit_1 = val<=300\n");  // 311 K is over
     auto third = run("-a smart -d 1 --prev-smart-bin second.bin --out-csv health.csv");
     EXPECT_EQ(third.exitCode, 0x20000102u) << third.output;
-    const std::string out = clean(third.output);
+    const std::string out = withoutCr(third.output);
     EXPECT_TRUE(contains(out, "SMART Value Conflicts:\n")) << out;
     EXPECT_TRUE(contains(out, "  -Offset: [2]2:1, Limit: val<=300\n")) << out;
     EXPECT_TRUE(contains(out, "  -Offset: [2]37:30, Limit: diff>=1\n")) << "no new traffic\n" << out;

@@ -30,4 +30,8 @@ ChildResult runZelCli(const std::string& arguments, const std::string& workDir =
 std::string readFile(const std::string& path);
 bool fileExists(const std::string& path);
 
+inline bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+// Text files the tool writes end lines "\r\n"; expectations use "\n".
+std::string withoutCr(std::string text);
+
 }  // namespace zeltest
