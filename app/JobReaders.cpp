@@ -101,16 +101,18 @@ std::optional<OptionProblem> readSmartJob(const ParseResult& args, SmartJob* job
 std::optional<OptionProblem> readPowerJob(const ParseResult& args, PowerJob* job) {
     OptionReader r(args);
     job->disk = r.diskSelector();
-    job->control = powerControlFromText(r.text("pwrctrl"));
+    job->controlName = r.text("pwrctrl");
+    job->control = powerControlFromText(job->controlName);
     job->switchId = r.decimal("pwrid", -1);
     job->switchModel = r.text("pwrmodel");
     job->switchType = r.text("pwrtype");
     job->voltageCondition = r.text("vol");
     job->offDelaySeconds = r.amount("pwroffdelay", 0);
-    job->offTimeoutSeconds = r.amount("pwroffto", 0);
+    job->offTimeoutSeconds = r.amount("pwroffto", job->offTimeoutSeconds);
     job->onDelaySeconds = r.amount("pwrondelay", 0);
-    job->onTimeoutSeconds = r.amount("pwronto", 0);
-    job->sleepDelaySeconds = r.amount("sleepdelay", job->sleepDelaySeconds);
+    job->onTimeoutSeconds = r.amount("pwronto", job->onTimeoutSeconds);
+    job->sleepDelaySeconds = static_cast<double>(
+        r.number("sleepdelay", static_cast<uint64_t>(job->sleepDelaySeconds), UINT32_MAX));
     job->commandDelaySeconds = r.amount("pwrcmddelay", 0);
     job->shortCycles = static_cast<uint32_t>(r.number("shortcycle", 0, UINT32_MAX));
     job->shortCycleIntervalMs = static_cast<uint32_t>(r.number("shortcycleintv", 0, UINT32_MAX));

@@ -6,6 +6,7 @@
 #include "core/Clock.h"
 #include "core/Logger.h"
 #include "disk/PortIoDriver.h"
+#include "power/OwnPciFunction.h"
 #include "power/PowerRegisters.h"
 
 namespace zel {
@@ -41,15 +42,16 @@ bool setPowerState(const PcieInfo& pci, uint32_t pmcsr, uint32_t state, const ch
 
 ErrorCode runD3HotCycle(const DiskBase& disk, double dwellSeconds) {
     logInfo("Entering D3hot...");
-    const std::optional<PcieInfo>& pci = disk.pcieInfo();
+    // Only the function read now for this disk: a carried-over view may
+    // name another controller.
+    const std::optional<PcieInfo> pci = readOwnPciFunction(disk);
     if (!pci || pci->pmCapOffset == 0) {
         logWarning("No PCI power management capability on disk %d", disk.number());
         return fail();
     }
     PortIoDriver& driver = PortIoDriver::instance();
     uint32_t pmcsr = 0;
-    if (!driver.open() ||
-        !driver.readPciConfig(pci->bus, pci->device, pci->function, pci->pmCapOffset + kPmcsr, &pmcsr))
+    if (!driver.readPciConfig(pci->bus, pci->device, pci->function, pci->pmCapOffset + kPmcsr, &pmcsr))
         return fail();
     if (!setPowerState(*pci, pmcsr, kD3Hot, "D3hot")) return fail();
     const uint64_t start = nowMilliseconds();

@@ -10,30 +10,15 @@
 #include "disk/DiskList.h"
 #include "disk/DiskProbe.h"
 #include "power/IPowerControl.h"
+#include "power/Waiting.h"
 #include "protocol/CommandRecords.h"
 #include "protocol/IProtocol.h"
 
 namespace zel {
 namespace {
 
-constexpr DWORD kPollMs = 200;
 constexpr uint8_t kGetFeatures = 0x0A;
 constexpr uint32_t kHostMemoryBuffer = 0x0D;
-
-void sleepSeconds(double seconds) {
-    if (seconds > 0) Sleep(static_cast<DWORD>(seconds * 1000));
-}
-
-// Until the condition holds or the limit passes (0: no limit).
-template <typename Condition>
-bool waitFor(double limitSeconds, Condition condition) {
-    const ULONGLONG start = GetTickCount64();
-    for (;;) {
-        if (condition()) return true;
-        if (limitSeconds > 0 && (GetTickCount64() - start) / 1000.0 >= limitSeconds) return false;
-        Sleep(kPollMs);
-    }
-}
 
 }  // namespace
 
@@ -42,6 +27,13 @@ PowerCycleFlow::PowerCycleFlow(const PowerJob& job, DiskBase& dut, IPowerControl
 
 ErrorCode PowerCycleFlow::run(bool graceful) {
     if (ErrorCode code = shortCycles()) return code;
+    // The drive is told at its own number, so after rapid cuts it has to be
+    // back there first.
+    if (graceful && job_.shortCycles > 0 && !waitFor(job_.onTimeoutSeconds, [&] { return dutAtItsNumber(); })) {
+        logWarning("[%s] Disk%d is not back after the short power cycles", name(), dutNumber_);
+        setLastError(err::kPowerOnTimeout);
+        return err::kPowerOnTimeout;
+    }
     for (;;) {
         ++attempts_;
         const ErrorCode code = attempt(graceful);
@@ -50,10 +42,16 @@ ErrorCode PowerCycleFlow::run(bool graceful) {
     }
 }
 
-// The drive is told only while it is there: a retry follows a DUT that did
-// not come back.
+// A graceful cycle tells the drive or does not cut. A retry follows a DUT
+// that did not come back, so it is told only if it is there after all.
 ErrorCode PowerCycleFlow::attempt(bool graceful) {
-    if (graceful && dut_.isPresent())
+    const bool reachable = graceful && dutAtItsNumber();
+    if (graceful && !reachable && attempts_ == 1) {
+        logWarning("[%s] Disk%d cannot be told of the shutdown: it is not there", name(), dutNumber_);
+        setLastError(err::kPowerCycleFlow);
+        return err::kPowerCycleFlow;
+    }
+    if (reachable)
         if (ErrorCode code = prepare()) return code;
     if (ErrorCode code = switchPower(false)) return code;
     offAt_ = nowMilliseconds();
@@ -96,6 +94,12 @@ ErrorCode PowerCycleFlow::switchPower(bool on) {
                errorText(lastError()).c_str());
     setLastError(err::kPowerCommand);
     return err::kPowerCommand;
+}
+
+// The DUT as it was found, at the number its commands go to.
+bool PowerCycleFlow::dutAtItsNumber() const {
+    const std::optional<DiskIdentity> identity = probeDisk(dut_.number());
+    return identity && (serial_.empty() || identity->serial == serial_);
 }
 
 bool PowerCycleFlow::waitUntilGone() {

@@ -43,6 +43,7 @@ private:
     bool waitUntilGone();
     bool waitForDut();
     bool dutIsBack();
+    bool dutAtItsNumber() const;
     ErrorCode checkHmb();
 
     const PowerJob& job_;

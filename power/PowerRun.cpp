@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "core/Clock.h"
@@ -13,11 +14,13 @@
 #include "core/TextFormat.h"
 #include "disk/DiskBase.h"
 #include "disk/DiskList.h"
+#include "disk/DiskProbe.h"
 #include "power/BoardCommands.h"
 #include "power/PowerCycleFlow.h"
 #include "power/PowerRecords.h"
 #include "power/PowerSwitch.h"
 #include "power/SystemPower.h"
+#include "power/Waiting.h"
 
 namespace zel {
 namespace {
@@ -35,18 +38,58 @@ std::unique_ptr<PowerSwitch> selectSwitch(const PowerJob& job) {
     const BoardChoice choice = chooseBoard(job, processSwitches().powerSwitchType, candidates);
     for (const auto& disk : list.disks()) {
         if (choice.board == BoardClass::None || disk->number() != choice.number) continue;
+        if (disk->isOsDrive()) {
+            logWarning("[PowerRun] Disk%d is the OS drive and cannot be a power switch", choice.number);
+            setLastError(err::kOsDrive);
+            return nullptr;
+        }
         logInfo("[PowerRun] Power switch %s on Disk%d", boardClassName(choice.board), choice.number);
         return createPowerSwitch(choice.board, *disk);
     }
     logWarning("[PowerRun] No power switch matches pwrid %d, pwrmodel \"%s\"", job.switchId, job.switchModel.c_str());
+    setLastError(err::kPowerSwitchNotFound);
     return nullptr;
 }
 
-ErrorCode switchOnOff(PowerSwitch& power, bool on, double commandDelaySeconds) {
+// The disk the selector names, looked for afresh: a DUT that comes back
+// may have another number.
+bool selectorFindsDisk(const DiskSelector& selector) {
+    const bool byNumber = selector.pattern.empty() && selector.serial.empty() && selector.model.empty();
+    for (int number = 0; number < kMaxDiskNumber; ++number) {
+        if (byNumber && number != selector.id) continue;
+        const std::optional<DiskIdentity> identity = probeDisk(number);
+        if (!identity) continue;
+        const bool matches = !selector.pattern.empty() ? diskMatchesPattern(DiskBase(*identity), selector.pattern)
+                             : !selector.serial.empty() ? identity->serial == selector.serial
+                             : !selector.model.empty()  ? identity->model.find(selector.model) != std::string::npos
+                                                        : true;
+        if (matches) return true;
+    }
+    return false;
+}
+
+// The board taking the command does not show that the rail it switched is
+// the DUT's: "off" is done when the DUT is gone, "on" when it is there.
+ErrorCode checkSwitched(const PowerJob& job, PowerSwitch& power, const DiskBase* dut, bool on) {
+    if (!on && dut) {
+        if (waitFor(job.offTimeoutSeconds, [&] { return !probeDisk(dut->number()).has_value(); })) return 0;
+        logWarning("[PowerRun] Disk%d is still present after power off, power switched on again", dut->number());
+        power.powerOn();  // the rail cut is some other disk's
+        return fail(err::kPowerCycleFlow);
+    }
+    if (on && !dut) {
+        if (waitFor(job.onTimeoutSeconds, [&] { return selectorFindsDisk(job.disk); })) return 0;
+        logWarning("[PowerRun] The DUT did not appear after power on");
+        return fail(err::kPowerOnTimeout);
+    }
+    return 0;
+}
+
+ErrorCode switchOnOff(const PowerJob& job, PowerSwitch& power, const DiskBase* dut, bool on) {
     logInfo("[PowerRun] Power %s", on ? "on" : "off");
     if (!(on ? power.powerOn() : power.powerOff())) return fail(err::kPowerCommand);
-    if (commandDelaySeconds > 0) Sleep(static_cast<DWORD>(commandDelaySeconds * 1000));
-    return 0;
+    sleepSeconds(job.commandDelaySeconds);
+    return checkSwitched(job, power, dut, on);
 }
 
 bool measure(PowerSwitch& power, PowerMeasurement* m) {
@@ -81,7 +124,6 @@ ErrorCode controlVoltage(PowerSwitch& power, const std::string& text) {
 const char* controlText(PowerControl control) { return control == PowerControl::Gsd ? "gsd" : "ugsd"; }
 
 ErrorCode runFlow(const PowerJob& job, DiskBase& dut, PowerSwitch& power) {
-    if (dut.refuseIfOsDrive()) return lastError();
     std::unique_ptr<PowerCycleFlow> flow = createPowerCycleFlow(job, dut, power);
     const ErrorCode code = flow->run(job.control == PowerControl::Gsd);
     FlowRecord record;
@@ -101,10 +143,10 @@ ErrorCode runFlow(const PowerJob& job, DiskBase& dut, PowerSwitch& power) {
 
 ErrorCode runWithSwitch(const PowerJob& job, DiskBase* dut) {
     std::unique_ptr<PowerSwitch> power = selectSwitch(job);
-    if (!power) return fail(err::kPowerSwitchNotFound);
+    if (!power) return lastError();
     switch (job.control) {
-        case PowerControl::On: return switchOnOff(*power, true, job.commandDelaySeconds);
-        case PowerControl::Off: return switchOnOff(*power, false, job.commandDelaySeconds);
+        case PowerControl::On: return switchOnOff(job, *power, dut, true);
+        case PowerControl::Off: return switchOnOff(job, *power, dut, false);
         case PowerControl::Measure: return measureToIni(*power, job.outIni);
         case PowerControl::Voltage: return controlVoltage(*power, job.voltageCondition);
         default: break;
@@ -120,7 +162,26 @@ bool controlNeedsOnlySwitch(PowerControl control) {
            control == PowerControl::Voltage;
 }
 
+bool controlTouchesDutPower(PowerControl control) {
+    switch (control) {
+        case PowerControl::On:
+        case PowerControl::Off:
+        case PowerControl::Voltage:
+        case PowerControl::Gsd:
+        case PowerControl::Ugsd:
+        case PowerControl::D3Hot: return true;
+        default: return false;
+    }
+}
+
 ErrorCode runPower(const PowerJob& job, DiskBase& dut) {
+    // Before the switch is even chosen: nothing may reach a board or the
+    // controller of the drive the system runs from.
+    if (controlTouchesDutPower(job.control) && dut.isOsDrive()) {
+        logWarning("[PowerRun] Disk%d is the OS drive: power control \"%s\" refused", dut.number(),
+                   job.controlName.c_str());
+        return fail(err::kOsDrive);
+    }
     switch (job.control) {
         case PowerControl::Unknown:
             logWarning("[PowerRun] Power control not supported!");

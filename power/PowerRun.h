@@ -15,6 +15,11 @@ ErrorCode runPower(const PowerJob& job, DiskBase& dut);
 // other control answers 0x20000007.
 ErrorCode runPowerWithoutDut(const PowerJob& job);
 
+// The controls that switch or change the DUT's power ("on", "off", "vol",
+// "gsd", "ugsd" with their short cycles, "d3hot"): refused for the OS drive.
+// Host transitions and "measure" are not among them.
+bool controlTouchesDutPower(PowerControl control);
+
 // True for the controls runPowerWithoutDut takes.
 bool controlNeedsOnlySwitch(PowerControl control);
 

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -19,8 +20,9 @@ const char kDutKey[] = "SOFTWARE\\ZEL\\dut";
 
 // Disk 0 a SATA drive with a volatile cache behind the SATA board on disk
 // 2; disk 1 an NVMe drive behind the PCIe board on disk 3.
-std::string powerHost(const std::string& pcieBoardExtra = "", const std::string& nvmeExtra = "") {
-    return R"({"disks": [
+std::string powerHost(const std::string& pcieBoardExtra = "", const std::string& nvmeExtra = "",
+                      const std::string& top = "") {
+    return R"({)" + top + R"("disks": [
   {"number": 0, "busType": 11, "model": "Pwr SATA", "serial": "PSATA0", "sectorCount": 8192,
    "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 0}, "writeCache": "volatile"},
   {"number": 1, "busType": 17, "model": "Pwr NVMe", "serial": "PNVME1", "sectorCount": 8192,
@@ -64,6 +66,9 @@ protected:
                                   {"ZELCLI_VHOST=" + dir_.file("host.json")});
     }
     std::string file(const std::string& name) const { return zeltest::readFile(dir_.file(name)); }
+    bool stateHas(const std::string& name) const {
+        return std::filesystem::exists(dir_.file("host.json.state\\" + name));
+    }
     nlohmann::json counters(int disk) const {
         return nlohmann::json::parse(file("host.json.state\\counters.json"))["disks"][std::to_string(disk)];
     }
@@ -192,6 +197,12 @@ TEST_F(PowerEndToEnd, SwitchProblemsHaveTheirCodes) {
     EXPECT_EQ(run("-a pwr -d 0 --pwrmodel Nothing --pwrctrl off").exitCode, 0x20000113u);
     EXPECT_EQ(run("-a pwr -d 0 --pwrid 3 --pwrctrl ugsd --pwroffto 0.5 --pwronto 0.5").exitCode, 0x20000111u)
         << "the PCIe board does not power disk 0";
+    // A board that takes the command is not enough: the DUT has to go, or come back.
+    EXPECT_EQ(run("-a pwr -d 0 --pwrid 3 --pwrctrl off --pwroffto 0.5").exitCode, 0x20000111u);
+    EXPECT_TRUE(contains(run("--info").output, "Serial number: PNVME1")) << "the cut rail was switched on again";
+    ASSERT_EQ(run("-a pwr -d 0 --pwrid 2 --pwrctrl off").exitCode, 0u);
+    EXPECT_EQ(run("-a pwr --disksn PSATA0 --pwrid 3 --pwrctrl on --pwronto 0.5").exitCode, 0x20000112u);
+    EXPECT_EQ(run("-a pwr --disksn PSATA0 --pwrid 2 --pwrctrl on --pwronto 0.5").exitCode, 0u);
     useHost(powerHost(R"(, "failCommands": true)"));
     EXPECT_EQ(run("-a pwr -d 1 --pwrid 3 --pwrctrl off").exitCode, 0x20000110u);
     EXPECT_TRUE(contains(run("--info").output, "Serial number: PNVME1"));
@@ -219,4 +230,75 @@ TEST_F(PowerEndToEnd, SataGpioSwitchesThroughTheJMicronBridge) {
     ASSERT_EQ(off.exitCode, 0u) << off.output;
     EXPECT_EQ(boardLog(), "disk 5 JMicronS583 off DF 47 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n");
     EXPECT_FALSE(contains(run("--info").output, "Serial number: GPIO0"));
+}
+
+// The OS drive (volume C) is the NVMe drive behind the PCIe board: nothing
+// that switches or changes its power reaches the board or its controller.
+TEST_F(PowerEndToEnd, OsDrivePowerIsNeverTouched) {
+    useHost(powerHost("", R"(, "volumes": [{"letter": "C", "totalBytes": 4096}])"));
+    std::filesystem::create_directories(dir_.file("host.json.state"));
+    std::string image;
+    for (int i = 0; i < 65536; ++i) image += static_cast<char>(i * 7 + 1);
+    std::ofstream(dir_.file("host.json.state\\disk1.img"), std::ios::binary) << image;
+
+    const char* controls[] = {"off", "on", "vol --vol 3.3", "gsd", "ugsd", "ugsd --shortcycle 3",
+                              "gsd --shortcycle 1", "d3hot --sleepdelay 0"};
+    for (const char* control : controls) {
+        SCOPED_TRACE(control);
+        auto refused = run(std::string("-a pwr -d 1 --pwrid 3 --pwroffto 1 --pwronto 1 --pwrctrl ") + control);
+        EXPECT_EQ(refused.exitCode, 0x20000005u) << refused.output;
+        EXPECT_TRUE(contains(refused.output, "WARNING  [PowerRun] Disk1 is the OS drive")) << refused.output;
+    }
+    EXPECT_FALSE(stateHas("power-switches.log")) << boardLog();
+    EXPECT_FALSE(stateHas("power-events.log")) << "no D3hot";
+    EXPECT_EQ(counters(1)["powerCycles"], 0);
+    EXPECT_EQ(counters(1)["unsafeShutdowns"], 0);
+    EXPECT_EQ(counters(1)["powered"], true);
+    EXPECT_EQ(file("host.json.state\\disk1.img"), image);
+    // The meter only reads.
+    EXPECT_EQ(run("-a pwr -d 1 --pwrid 3 --pwrctrl measure").exitCode, 0u);
+}
+
+// A graceful cycle that cannot tell the controller does not cut the power;
+// and the controller told is the DUT's own, whatever a loaded configuration
+// says about its BAR0 (here: the other NVMe drive's) or its PCI location.
+TEST_F(PowerEndToEnd, GracefulCycleThatCannotBeGracefulDoesNotCut) {
+    const std::string unplaced = R"({"disks": [
+  {"number": 1, "busType": 17, "model": "Pwr NVMe", "serial": "PNVME1", "sectorCount": 8192,
+   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 1}},
+  {"number": 3, "busType": 7, "model": "HXPWR410 Virtual", "firmware": "2.10", "serial": "PB3", "sectorCount": 64,
+   "scsiAddress": {"port": 3}},
+  {"number": 4, "busType": 17, "model": "Other NVMe", "serial": "ONVME4", "sectorCount": 8192,
+   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 4}, "pci": {"vendorId": "0x1AB2", "bus": 4}}],
+ "powerSwitches": [{"kind": "PcieHX410V2", "disk": 3, "powers": [1]}]})";
+    // Disk 1 as an earlier run on another host saw it: bus 4, disk 4's BAR0.
+    std::ofstream(dir_.file("cf.json"), std::ios::binary) << R"({"drive_info_list": [{"model": "Pwr NVMe",
+  "sn": "PNVME1", "fw_rev": "", "disk_type": 2, "protocol_type": 0, "bus": 4, "dev": 0, "fun": 0, "vid": 6834,
+  "did": 0, "hwid": "", "base_addr": 3225419776, "link_speed": 3, "link_width": 4, "link_str": "", "mps": 256,
+  "mps_str": "", "pxcap_offset": 112, "pmcap_offset": 64, "disk_info_list": []}]})";
+    struct Case {
+        std::string host, args;
+        uint32_t code;
+        const char* warning;
+    } cases[] = {
+        {powerHost("", "", R"("portIoDriver": false, )"), "gsd", 0x20000111u,
+         "Cannot notify the NVMe controller of disk 1: the port-I/O driver is not loaded"},
+        {unplaced, "gsd", 0x20000111u, "Cannot notify the NVMe controller of disk 1: its PCI function cannot be read"},
+        {unplaced, "gsd --commfile cf.json", 0x20000111u,
+         "Cannot notify the NVMe controller of disk 1: its PCI function cannot be read"},
+        {unplaced, "d3hot --sleepdelay 0 --commfile cf.json", 0x20000117u,
+         "No PCI power management capability on disk 1"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.args);
+        std::filesystem::remove_all(dir_.file("host.json.state"));
+        useHost(c.host);
+        auto flow = run("-a pwr -d 1 --pwrid 3 --pwroffto 5 --pwronto 5 --pwrctrl " + c.args);
+        EXPECT_EQ(flow.exitCode, c.code) << flow.output;
+        EXPECT_TRUE(contains(flow.output, std::string("WARNING  ") + c.warning)) << flow.output;
+        EXPECT_FALSE(contains(flow.output, "Set shutdown notification")) << "no register was written";
+        EXPECT_FALSE(stateHas("power-switches.log")) << boardLog();
+        EXPECT_FALSE(stateHas("power-events.log")) << "no other function changed its power state";
+        EXPECT_EQ(counters(1)["powerCycles"], 0);
+    }
 }

@@ -123,6 +123,12 @@ TEST_F(ShutdownNotification, GivesUpAfterTenAttemptsWhenShnDoesNotStick) {
     EXPECT_EQ(count(log.text(), "retryNotifyShutdown() verify CC=468001"), 10u);
     EXPECT_FALSE(log.contains("SHST=")) << "a failed verify ends the attempt before CSTS";
     EXPECT_TRUE(log.contains("WARNING  Failed to set shutdown notification"));
+    // The controller is not left shutting down.
+    uint32_t cc = 0;
+    ASSERT_TRUE(host_->VirtualHost::readPhysicalDword(0xC0100014, &cc));
+    EXPECT_EQ(cc, 0x460001u);
+    EXPECT_TRUE(log.contains("WARNING  Restored CC=460001 of disk 1 after the failed shutdown notification"))
+        << log.text();
 }
 
 TEST_F(ShutdownNotification, HungAttemptIsCutOffAndTheNextOneRuns) {
@@ -134,12 +140,23 @@ TEST_F(ShutdownNotification, HungAttemptIsCutOffAndTheNextOneRuns) {
     EXPECT_EQ(count(log.text(), "SHST=2, complete? 1"), 1u);
 }
 
-TEST_F(ShutdownNotification, OnlyNvmeDisksWithBar0AreNotified) {
+// Only the BAR0 read from the disk's own function is written: a PCIe view
+// carried over from elsewhere (here disk 2's) is not.
+TEST_F(ShutdownNotification, OnlyTheDisksOwnControllerIsNotified) {
     EXPECT_EQ(notifyDisk(0), zel::err::kFunctionNotSupported);
     zel::DiskIdentity identity;
+    identity.number = 5;
     identity.kind = zel::disk_kind::kNvme;
-    zel::NvmeSsd withoutPcie(identity);
+    zel::NvmeSsd unplaced(identity);
+    zel::PcieInfo elsewhere;
+    elsewhere.bar0 = 0xC0200000;
+    unplaced.setPcieInfo(elsewhere);
     zeltest::LogCapture log;
-    EXPECT_EQ(zel::notifyNvmeShutdown(withoutPcie), 0u) << "nothing to notify";
+    EXPECT_EQ(zel::notifyNvmeShutdown(unplaced), zel::err::kPowerCycleFlow);
+    EXPECT_TRUE(log.contains("WARNING  Cannot notify the NVMe controller of disk 5: its PCI function cannot be read"))
+        << log.text();
     EXPECT_FALSE(log.contains("Set shutdown notification"));
+    uint32_t cc = 0;
+    ASSERT_TRUE(host_->VirtualHost::readPhysicalDword(0xC0200014, &cc));
+    EXPECT_EQ(cc, 0x460001u) << "disk 2's controller untouched";
 }

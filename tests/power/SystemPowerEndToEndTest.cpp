@@ -160,3 +160,32 @@ TEST(SystemPowerEndToEnd, SuspendAndD3hotReturnAndAreRecorded) {
     EXPECT_EQ(events[3]["event"], "D0");
     EXPECT_EQ(power.counters()["disks"]["0"]["powerCycles"], 2);
 }
+
+// --sleepdelay in the tool's number syntax, whole: a value it cannot read
+// is refused before anything happens, with one WARNING line.
+TEST(SystemPowerEndToEnd, SleepDelayIsReadInTheNumberSyntax) {
+    struct Case {
+        const char* text;
+        int seconds;  // -1: refused
+    } cases[] = {{"3Ch", 60}, {"1k", 1024}, {"111b", 7}, {"0x5", 5}, {"1e2", -1}, {"1.5", -1}, {"5s", -1}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        PowerRun power;
+        auto s3 = power.run("s3", std::string("--sleepdelay ") + c.text);
+        if (c.seconds < 0) {
+            EXPECT_EQ(s3.exitCode, 0x20000004u) << s3.output;
+            size_t warnings = 0;
+            for (size_t at = s3.output.find("WARNING"); at != std::string::npos; at = s3.output.find("WARNING", at + 1))
+                ++warnings;
+            EXPECT_EQ(warnings, 1u) << s3.output;
+            EXPECT_TRUE(contains(s3.output, std::string("--sleepdelay is not a valid number: \"") + c.text + "\""))
+                << s3.output;
+            EXPECT_TRUE(zeltest::readFile(power.state("power-events.log")).empty()) << "no S3";
+            continue;
+        }
+        ASSERT_EQ(s3.exitCode, 0u) << s3.output;
+        const auto events = power.events();
+        ASSERT_EQ(events.size(), 1u);
+        EXPECT_EQ(events[0]["wakeTimerSeconds"], c.seconds);
+    }
+}
