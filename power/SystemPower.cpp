@@ -46,7 +46,8 @@ ErrorCode runCpuColdReset() {
     const uint8_t fired = resetFired(static_cast<uint8_t>(control));
     printStatus("Write IO 0xCF9 %X, reset CPU\n", fired);
     if (!driver.writePort(kResetControlPort, fired, 1)) return fail(err::kColdResetFailed);
-    return 0;  // still alive: the reset was simulated
+    logInfo("Still running after the reset write");
+    return 0;
 }
 
 ErrorCode runReboot() {
