@@ -123,7 +123,15 @@ TEST_F(ShutdownNotification, GivesUpAfterTenAttemptsWhenShnDoesNotStick) {
     EXPECT_EQ(count(log.text(), "retryNotifyShutdown() verify CC=468001"), 10u);
     EXPECT_FALSE(log.contains("SHST=")) << "a failed verify ends the attempt before CSTS";
     EXPECT_TRUE(log.contains("WARNING  Failed to set shutdown notification"));
-    // The controller is not left shutting down.
+}
+
+// A controller that never reports the shutdown complete is not left
+// shutting down while it keeps its power: CC gets the value read before.
+TEST_F(ShutdownNotification, UnfinishedShutdownIsTakenBack) {
+    host_->processingReads = 1000;
+    zeltest::LogCapture log;
+    EXPECT_EQ(notifyDisk(1), zel::err::kPowerCycleFlow);
+    EXPECT_EQ(count(log.text(), "SHST=1, complete? 0"), 10u);
     uint32_t cc = 0;
     ASSERT_TRUE(host_->VirtualHost::readPhysicalDword(0xC0100014, &cc));
     EXPECT_EQ(cc, 0x460001u);
