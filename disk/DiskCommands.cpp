@@ -141,12 +141,21 @@ ErrorCode NvmeSsd::getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std
     return sendNvmeAdmin(*this, command, data, size);
 }
 
+// The miniport and RST routes hand back the completion without judging it:
+// a status there is the drive's refusal, whatever the IOCTL said.
 ErrorCode NvmeSsd::readVendorData(uint8_t opcode, uint32_t size, std::vector<uint8_t>* data) {
     NvmeCommand command;
     command.command[0] = opcode;
     command.setDword(1, 1);
     command.setDword(10, (size + 3) / 4 - 1);
-    return sendNvmeAdmin(*this, command, data, size);
+    if (const ErrorCode code = sendNvmeAdmin(*this, command, data, size)) return code;
+    const uint16_t status = static_cast<uint16_t>(command.status() >> 1);
+    if (status == 0) return 0;
+    logWarning("[NvmeSsd] Disk %d: vendor command %02Xh ended with NVMe status 0x%04X (SCT %Xh, SC %02Xh)", number(),
+               opcode, status, (status >> 8) & 7, status & 0xFF);
+    data->clear();
+    setLastError(err::kNvmeStatus);
+    return err::kNvmeStatus;
 }
 
 ErrorCode JMicronS583::identify(std::vector<uint8_t>* data) {

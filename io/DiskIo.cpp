@@ -1,5 +1,6 @@
 #include "io/DiskIo.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "io/IoLayouts.h"
 #include "protocol/CommandRecords.h"
 #include "protocol/IProtocol.h"
+#include "protocol/ProtocolCode.h"
 
 namespace zel {
 namespace {
@@ -79,20 +81,33 @@ bool DiskIo::transfer(bool write, const Transfer& transfer, uint8_t* buffer) {
     return ok ? true : fail();
 }
 
+// The 16-bit COUNT of READ/WRITE DMA EXT carries 65536 sectors as 0. A SAT
+// bridge reads its transfer length from that field, and some take 0 as no
+// data, so through a bridge the count stays below 65536.
+uint32_t DiskIo::largestAtaTransfer() const {
+    return static_cast<ProtocolCode>(disk_.protocolType()) == ProtocolCode::kAtaOverUsb ? 0xFFFF : 0x10000;
+}
+
 bool DiskIo::ataDmaTransfer(bool write, const Transfer& transfer, uint8_t* buffer) {
     IProtocol* route = disk_.protocol();
     if (!route) {
         setLastError(err::kFunctionNotSupported);
         return false;
     }
-    AtaCommand command;
-    command.command = write ? 0x35 : 0x25;  // WRITE / READ DMA EXT
-    command.lba = transfer.lba;
-    command.count = static_cast<uint16_t>(transfer.sectors);  // 0 is 65536 sectors
-    command.device = 0x40;
-    command.flags = ataflags::k48Bit | ataflags::kDma | (write ? ataflags::kDataOut : ataflags::kDataIn);
-    command.timeout = 30;
-    return route->sendCommand(handle(), buffer, transfer.sectors * sectorSize(), &command);
+    for (uint32_t done = 0; done < transfer.sectors;) {
+        const uint32_t sectors = std::min(transfer.sectors - done, largestAtaTransfer());
+        AtaCommand command;
+        command.command = write ? 0x35 : 0x25;  // WRITE / READ DMA EXT
+        command.lba = transfer.lba + done;
+        command.count = static_cast<uint16_t>(sectors);  // 65536 is 0
+        command.device = 0x40;
+        command.flags = ataflags::k48Bit | ataflags::kDma | (write ? ataflags::kDataOut : ataflags::kDataIn);
+        command.timeout = 30;
+        uint8_t* data = buffer + size_t{done} * sectorSize();
+        if (!route->sendCommand(handle(), data, sectors * sectorSize(), &command)) return false;
+        done += sectors;
+    }
+    return true;
 }
 
 bool DiskIo::trim(const std::vector<Transfer>& ranges) {

@@ -34,8 +34,10 @@ public:
 
     // One transfer, waited for, on either kind of handle.
     bool transfer(bool write, const Transfer& transfer, uint8_t* buffer);
-    // READ/WRITE DMA EXT through the disk's ATA route (SATA with --dma).
+    // READ/WRITE DMA EXT through the disk's ATA route (SATA with --dma), in
+    // as many commands as the 16-bit sector count needs.
     bool ataDmaTransfer(bool write, const Transfer& transfer, uint8_t* buffer);
+    uint32_t largestAtaTransfer() const;
     // One data-set-management trim request for all ranges.
     bool trim(const std::vector<Transfer>& ranges);
     bool flush();

@@ -13,12 +13,12 @@
 #include "disk/DiskTypes.h"
 #include "protocol/ProtocolCode.h"
 #include "io/Pattern.h"
+#include "io/RwSetup.h"
 #include "io/VendorRanges.h"
 
 namespace zel {
 namespace {
 
-constexpr uint32_t kMaxRandomBytes = 1u << 20;
 constexpr size_t kTrimRangesPerRequest = 256;
 constexpr uint32_t kTrimRangeSectors = 0x80000000u;
 
@@ -52,7 +52,7 @@ const char* modeName(RwMode mode) {
 }
 
 IoWorker::IoWorker(const IoWorkerParams& params, uint32_t requestTimeoutMs)
-    : params_(params), requestTimeoutMs_(requestTimeoutMs) {}
+    : params_(params), requestTimeoutMs_(requestTimeoutMs), lengths_(params.seed) {}
 
 uint32_t IoWorker::run() {
     logStart();
@@ -112,9 +112,8 @@ bool IoWorker::runMode(DiskBase& disk) {
         case RwMode::SeqWrite:
         case RwMode::GapWrite: {
             if (!prepareWriteData(sector)) return false;
-            SequentialPlan sequential(params_.startLba, params_.endLba, params_.blockSectors);
-            GapPlan gap(params_.startLba, params_.endLba, params_.blockSectors, params_.sectionSectors,
-                        params_.gapSectors);
+            SequentialPlan sequential(params_.startLba, params_.endLba, sizer(sector));
+            GapPlan gap(params_.startLba, params_.endLba, sizer(sector), params_.sectionSectors, params_.gapSectors);
             if (modeOf(params_) == RwMode::SeqWrite) return runTransfers(io, sequential, true);
             return runTransfers(io, gap, true);
         }
@@ -122,8 +121,7 @@ bool IoWorker::runMode(DiskBase& disk) {
         case RwMode::SeqRead: return runSequentialRead(io, disk);
         case RwMode::RandRead: return runRandom(io, false);
         case RwMode::GapRead: {
-            GapPlan gap(params_.startLba, params_.endLba, params_.blockSectors, params_.sectionSectors,
-                        params_.gapSectors);
+            GapPlan gap(params_.startLba, params_.endLba, sizer(sector), params_.sectionSectors, params_.gapSectors);
             return runTransfers(io, gap, false);
         }
         case RwMode::SeqTrim: return runTrim(io, false);
@@ -145,8 +143,18 @@ RunSettings IoWorker::settingsFor(bool write, uint32_t maxSectors) const {
     return settings;
 }
 
+TransferSizer IoWorker::sizer(uint32_t sectorSize) {
+    return TransferSizer(params_.blockSectors, params_.alignSectors, kLargestRandomTransferBytes / sectorSize,
+                         [this] { return lengths_.next(); });
+}
+
+uint32_t IoWorker::largestTransfer(uint32_t sectorSize) const {
+    if (params_.blockSectors) return params_.blockSectors;
+    return TransferSizer(0, params_.alignSectors, kLargestRandomTransferBytes / sectorSize, [] { return 0; }).largest();
+}
+
 bool IoWorker::runTransfers(DiskIo& io, TransferPlan& plan, bool write) {
-    const RunSettings settings = settingsFor(write, params_.blockSectors ? params_.blockSectors : 1);
+    const RunSettings settings = settingsFor(write, largestTransfer(io.sectorSize()));
     RunReport report;
     const bool ok = TransferRunner(io, settings).run(plan, &report);
     params_.endLba = report.stoppedAt;
@@ -157,8 +165,7 @@ bool IoWorker::prepareWriteData(uint32_t sectorSize) {
     const std::string metadata(params_.metadata, strnlen(params_.metadata, sizeof params_.metadata));
     image_.assign(sectorSize, 0);
     buildWriteImage(static_cast<PatternKind>(params_.pattern), params_.seed, metadata, image_.data(), sectorSize);
-    const uint32_t sectors = params_.blockSectors ? params_.blockSectors : kMaxRandomBytes / sectorSize;
-    data_ = AlignedBuffer(size_t{sectors} * sectorSize);
+    data_ = AlignedBuffer(size_t{largestTransfer(sectorSize)} * sectorSize);
     replicateImage(image_.data(), sectorSize, data_.data(), data_.size());
     if (params_.outBinPath[0] && !writeBinaryFile(params_.outBinPath, image_.data(), image_.size())) {
         logWarning("[T%d] Cannot write the pattern image to %s", params_.threadIndex, params_.outBinPath);
@@ -170,7 +177,7 @@ bool IoWorker::prepareWriteData(uint32_t sectorSize) {
 // Reads of a trimmed range compare against what the drive promises after a
 // trim; otherwise against the image saved by an earlier write (in-bin).
 bool IoWorker::prepareExpected(DiskBase& disk, uint32_t sectorSize, CompareMode* mode) {
-    const size_t bytes = size_t{params_.blockSectors ? params_.blockSectors : 1} * sectorSize;
+    const size_t bytes = size_t{largestTransfer(sectorSize)} * sectorSize;
     PatternKind pattern = static_cast<PatternKind>(params_.pattern);
     *mode = CompareMode::None;
     if (pattern == PatternKind::Trim) {
@@ -210,26 +217,38 @@ bool IoWorker::prepareExpected(DiskBase& disk, uint32_t sectorSize, CompareMode*
 }
 
 bool IoWorker::runSequentialRead(DiskIo& io, DiskBase& disk) {
-    RunSettings settings = settingsFor(false, params_.blockSectors ? params_.blockSectors : 1);
+    RunSettings settings = settingsFor(false, largestTransfer(io.sectorSize()));
     if (!prepareExpected(disk, io.sectorSize(), &settings.compare)) return false;
+    if (settings.compare == CompareMode::None)
+        logInfo("[T%d] No --in-bin image to compare with: the data read is not compared",
+                params_.threadIndex);
     settings.expected = data_.data();
-    SequentialPlan plan(params_.startLba, params_.endLba, params_.blockSectors);
+    SequentialPlan plan(params_.startLba, params_.endLba, sizer(io.sectorSize()));
     RunReport report;
     const bool ok = TransferRunner(io, settings).run(plan, &report);
     params_.endLba = report.stoppedAt;
-    if (!ok && (lastError() == err::kMiscompare || lastError() == ERROR_CRC)) reportMiscompare(report, io.sectorSize());
+    if (!ok && (lastError() == err::kMiscompare || lastError() == ERROR_CRC)) reportMiscompare(report);
     return ok;
 }
 
-void IoWorker::reportMiscompare(const RunReport& report, uint32_t sectorSize) const {
+// Both files are written on every miscompare, so none of an earlier run
+// remains; one that stays empty gets a line saying why.
+void IoWorker::reportMiscompare(const RunReport& report) const {
     const ErrorCode code = lastError();
     logWarning("Data miscompare occurs at LBA %lld", static_cast<long long>(params_.endLba));
     const std::string folder = Logger::instance().directory();
-    const uint32_t sectors = report.mismatched.sectors ? report.mismatched.sectors : params_.blockSectors;
-    const size_t bytes = data_.data() ? std::min(size_t{sectors} * sectorSize, data_.size()) : 0;
-    writeBinaryFile(folder + formatText("miscompare-expected_%d.bin", params_.threadIndex), data_.data(), bytes);
-    writeBinaryFile(folder + formatText("miscompare-actual_%d.bin", params_.threadIndex), report.actual.data(),
-              report.actual.size());
+    const std::string expectedName = formatText("miscompare-expected_%d.bin", params_.threadIndex);
+    const std::string actualName = formatText("miscompare-actual_%d.bin", params_.threadIndex);
+    writeBinaryFile(folder + expectedName, report.expected.data(), report.expected.size());
+    writeBinaryFile(folder + actualName, report.actual.data(), report.actual.size());
+    if (code == ERROR_CRC && !report.actual.empty())
+        logInfo("[T%d] The read of [%llu, +%u) failed: %s holds the transfer buffer as the failed read left it",
+                params_.threadIndex, static_cast<unsigned long long>(report.mismatched.lba), report.mismatched.sectors,
+                actualName.c_str());
+    if (report.expected.empty())
+        logInfo("[T%d] %s is empty: the read had nothing to compare with", params_.threadIndex, expectedName.c_str());
+    if (report.actual.empty())
+        logInfo("[T%d] %s is empty: no transfer buffer was left", params_.threadIndex, actualName.c_str());
     setLastError(code);
 }
 
@@ -238,8 +257,8 @@ bool IoWorker::runRandom(DiskIo& io, bool write) {
     RandomLimits limits{params_.totalLoops, params_.totalIo / sector, params_.totalTime > 0};
     Sfc64 generator(params_.seed);
     RandomPlan plan(params_.startLba, params_.endLba, params_.blockSectors, params_.alignSectors,
-                    kMaxRandomBytes / sector, limits, [&generator] { return generator.next(); });
-    RunSettings settings = settingsFor(write, params_.blockSectors ? params_.blockSectors : kMaxRandomBytes / sector);
+                    largestTransfer(sector), limits, [&generator] { return generator.next(); });
+    RunSettings settings = settingsFor(write, largestTransfer(sector));
     settings.timeLimitSeconds = params_.totalTime;
     RunReport report;
     const bool ok = TransferRunner(io, settings).run(plan, &report);
@@ -271,7 +290,7 @@ bool IoWorker::runTrim(DiskIo& io, bool random) {
     const uint32_t sector = io.sectorSize();
     Sfc64 generator(params_.seed);
     RandomPlan plan(params_.startLba, params_.endLba, params_.blockSectors, params_.alignSectors,
-                    kMaxRandomBytes / sector, RandomLimits{params_.totalLoops, params_.totalIo / sector, false},
+                    largestTransfer(sector), RandomLimits{params_.totalLoops, params_.totalIo / sector, false},
                     [&generator] { return generator.next(); });
     Transfer transfer;
     while (plan.next(&transfer)) {
@@ -286,7 +305,7 @@ bool IoWorker::runTrim(DiskIo& io, bool random) {
 bool IoWorker::runVendorWriteTrim(DiskIo& io, DiskBase& disk) {
     std::vector<VendorRange> ranges;
     if (!readVendorRanges(disk, &ranges)) return false;
-    const uint32_t block = params_.blockSectors ? params_.blockSectors : 1;
+    logInfo("[T%d] The drive asks for %zu ranges", params_.threadIndex, ranges.size());
     for (const VendorRange& range : ranges) {
         params_.endLba = range.lba;
         if (range.lba + range.sectors > io.totalSectors()) return fail(err::kLbaOutOfRange);
@@ -294,7 +313,7 @@ bool IoWorker::runVendorWriteTrim(DiskIo& io, DiskBase& disk) {
             if (!io.trim({{range.lba, range.sectors}})) return false;
             continue;
         }
-        SequentialPlan plan(range.lba, range.lba + range.sectors, block);
+        SequentialPlan plan(range.lba, range.lba + range.sectors, sizer(io.sectorSize()));
         if (!runTransfers(io, plan, true)) return false;
     }
     return true;

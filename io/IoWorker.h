@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "io/Pattern.h"
 #include "io/RwJob.h"
 #include "io/TransferRunner.h"
 
@@ -63,6 +64,10 @@ public:
 private:
     bool runMode(DiskBase& disk);
     RunSettings settingsFor(bool write, uint32_t maxSectors) const;
+    // The lengths of the sequential and gap transfers: the block, or random
+    // ones with block 0.
+    TransferSizer sizer(uint32_t sectorSize);
+    uint32_t largestTransfer(uint32_t sectorSize) const;
     bool runTransfers(DiskIo& io, TransferPlan& plan, bool write);
     bool runSequentialRead(DiskIo& io, DiskBase& disk);
     bool runRandom(DiskIo& io, bool write);
@@ -70,7 +75,7 @@ private:
     bool runVendorWriteTrim(DiskIo& io, DiskBase& disk);
     bool prepareWriteData(uint32_t sectorSize);
     bool prepareExpected(DiskBase& disk, uint32_t sectorSize, CompareMode* mode);
-    void reportMiscompare(const RunReport& report, uint32_t sectorSize) const;
+    void reportMiscompare(const RunReport& report) const;
     void logStart() const;
     void writeIni() const;
     DWORD openFlags() const;
@@ -78,6 +83,7 @@ private:
     IoWorkerParams params_;
     uint32_t requestTimeoutMs_;
     bool ataDma_ = false;
+    Sfc64 lengths_;  // random transfer lengths (--bs 0)
     std::vector<uint8_t> image_;  // one sector
     AlignedBuffer data_;          // the image replicated over the largest transfer
     uint32_t loopsDone_ = 0;

@@ -6,8 +6,10 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <string>
 #include <vector>
 
+#include "core/ErrorCodes.h"
 #include "core/Logger.h"
 #include "core/Paths.h"
 #include "disk/DiskBase.h"
@@ -18,8 +20,6 @@
 
 namespace zel {
 namespace {
-
-constexpr uint32_t kLargestTransferBytes = 1u << 20;
 
 ErrorCode finish(ErrorCode code) {
     setLastError(code);
@@ -32,6 +32,42 @@ ErrorCode refuse(const char* warning, ErrorCode code) {
 }
 
 bool readsOnly(RwMode mode) { return mode == RwMode::SeqRead || mode == RwMode::RandRead; }
+
+// The first volume's letter is the rule scripts know; a system disk whose
+// Windows letter is a later volume is refused too.
+bool holdsTheSystem(const DiskBase& disk) { return disk.firstVolumeIsOsDrive() || disk.isOsDrive(); }
+
+ErrorCode refuseOsDrive(const DiskBase& disk, RwMode mode) {
+    logWarning("Disk %d holds the Windows volume: %s to it refused, only seq read and rand read run there. %s",
+               disk.number(), modeName(mode), errorText(err::kOsDrive).c_str());
+    return finish(err::kOsDrive);
+}
+
+// What the range arithmetic leaves that the workers cannot run: nothing to
+// run, or a block longer than one transfer can carry.
+ErrorCode checkRange(const RwJob& job, const RwSetup& setup, uint32_t sector) {
+    const auto start = static_cast<unsigned long long>(setup.startLba);
+    const auto end = static_cast<unsigned long long>(setup.endLba);
+    if (setup.sizeBelowOneSector)
+        logWarning("--size of %llu bytes is less than one sector of %u bytes: it counts as 0, a random count",
+                   static_cast<unsigned long long>(job.size.value), sector);
+    if (setup.range() == 0) {
+        logWarning("Test range is too small. [%llu, %llu) holds no sector%s", start, end,
+                   setup.alignSectors ? " once aligned" : "");
+        return err::kRangeTooSmall;
+    }
+    if (uint64_t{setup.blockSectors} * sector > UINT32_MAX) {
+        logWarning("Block size %llu bytes (after alignment) is more than one transfer carries",
+                   static_cast<unsigned long long>(uint64_t{setup.blockSectors} * sector));
+        return err::kWrongArguments;
+    }
+    if (setup.blockSectors == 0) {
+        const TransferSizer random(0, setup.alignSectors, kLargestRandomTransferBytes / sector, [] { return 0; });
+        logInfo("--bs 0: every transfer takes a random length from %u to %u sectors", std::max(setup.alignSectors, 1u),
+                random.largest());
+    }
+    return 0;
+}
 
 void copyText(char* field, size_t size, const std::string& text) {
     std::strncpy(field, text.c_str(), size - 1);
@@ -89,12 +125,23 @@ FileRunSettings fileSettings(const RwJob& job, const DiskBase& disk, uint32_t se
     settings.threads = job.threadCount ? job.threadCount : processorCount();
     // bs 0 (a random size per transfer on LBAs) takes the largest transfer.
     const uint32_t block = job.blockBytes / sector * sector;
-    settings.blockBytes = block ? block : kLargestTransferBytes;
+    settings.blockBytes = block ? block : kLargestRandomTransferBytes;
     settings.random = random;
     return settings;
 }
 
 DWORD WINAPI workerThread(void* worker) { return static_cast<IoWorker*>(worker)->run(); }
+
+// The slots a run leaves empty fail its wait, whatever the workers did: say
+// what the first worker did before the wait's code hides it.
+void reportEmptySlots(const std::vector<std::unique_ptr<IoWorker>>& workers, uint32_t slotCount, ErrorCode waitCode) {
+    const ErrorCode first = workers.empty() ? 0 : workers.front()->params().lastError;
+    const std::string result = first ? "FAIL " + errorText(first) : std::string("SUCCESS");
+    logWarning("%u of %u thread slots stay empty (the first thread takes the whole range): [T1] ended with %s, the "
+               "wait over all slots fails %s",
+               slotCount - static_cast<uint32_t>(workers.size()), slotCount, result.c_str(),
+               errorText(waitCode).c_str());
+}
 
 // Waits for all slots, as the run is specified to; a slot left empty makes
 // the wait fail, and the threads that did start are still waited for before
@@ -110,6 +157,7 @@ ErrorCode runWorkers(std::vector<std::unique_ptr<IoWorker>>& workers, uint32_t s
         WaitForSingleObject(handle, INFINITE);
         CloseHandle(handle);
     }
+    if (code && workers.size() < slotCount) reportEmptySlots(workers, slotCount, code);
     if (code) return code;
     for (const auto& worker : workers)
         if (worker->params().lastError & 0xDFFFFFFF) return worker->params().lastError;
@@ -125,7 +173,7 @@ ErrorCode runRw(const RwJob& job, DiskBase& disk) {
     if (mode == RwMode::Unknown) return refuse("RW mode not supported!", err::kNotSupported);
     const bool fileLevel = job.ioType == IoType::File;
     const bool allowedOnSystem = readsOnly(mode) || mode == RwMode::Precondition;
-    if (!allowedOnSystem && disk.firstVolumeIsOsDrive()) return finish(err::kOsDrive);
+    if (!allowedOnSystem && holdsTheSystem(disk)) return refuseOsDrive(disk, mode);
     if (job.pattern == PatternKind::Unknown) return refuse("Pattern type not supported!", err::kNotSupported);
 
     const uint32_t sector = disk.logicalSectorSize() ? disk.logicalSectorSize() : 512;
@@ -137,6 +185,7 @@ ErrorCode runRw(const RwJob& job, DiskBase& disk) {
         return finish(err::kLbaOutOfRange);
     }
     if (fileLevel) return finish(runFileMode(job, mode, disk, fileSettings(job, disk, sector, random)));
+    if (const ErrorCode refused = checkRange(job, setup, sector)) return finish(refused);
 
     const uint32_t timeoutMs = static_cast<uint32_t>(std::min(job.requestTimeoutSeconds * 1000.0, 4.0e9));
     std::vector<std::unique_ptr<IoWorker>> workers;

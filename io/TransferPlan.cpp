@@ -1,6 +1,8 @@
 #include "io/TransferPlan.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <utility>
 
 namespace zel {
 namespace {
@@ -11,25 +13,36 @@ int share(uint64_t done, uint64_t total) {
 
 }  // namespace
 
-SequentialPlan::SequentialPlan(uint64_t start, uint64_t end, uint32_t blockSectors)
-    : start_(start), end_(end), at_(start), block_(blockSectors ? blockSectors : 1) {}
+TransferSizer::TransferSizer(uint32_t blockSectors, uint32_t unitSectors, uint32_t maxSectors,
+                             std::function<uint64_t()> random)
+    : block_(random ? blockSectors : std::max<uint32_t>(blockSectors, 1)),
+      unit_(std::max<uint32_t>(unitSectors, 1)),
+      units_(std::max<uint32_t>(maxSectors / unit_, 1)),
+      random_(std::move(random)) {}
+
+uint32_t TransferSizer::next() { return block_ ? block_ : static_cast<uint32_t>(random_() % units_ + 1) * unit_; }
+
+uint32_t TransferSizer::largest() const { return block_ ? block_ : units_ * unit_; }
+
+SequentialPlan::SequentialPlan(uint64_t start, uint64_t end, TransferSizer sizer)
+    : start_(start), end_(end), at_(start), sizer_(std::move(sizer)) {}
 
 bool SequentialPlan::next(Transfer* transfer) {
     if (at_ >= end_) return false;
     transfer->lba = at_;
-    transfer->sectors = static_cast<uint32_t>(std::min<uint64_t>(block_, end_ - at_));
+    transfer->sectors = static_cast<uint32_t>(std::min<uint64_t>(sizer_.next(), end_ - at_));
     at_ += transfer->sectors;
     return true;
 }
 
 int SequentialPlan::percent() const { return share(at_ - start_, end_ - start_); }
 
-GapPlan::GapPlan(uint64_t start, uint64_t end, uint32_t blockSectors, uint64_t sectionSectors, uint64_t gapSectors)
+GapPlan::GapPlan(uint64_t start, uint64_t end, TransferSizer sizer, uint64_t sectionSectors, uint64_t gapSectors)
     : start_(start),
       end_(end),
       at_(start),
       sectionEnd_(start + std::max<uint64_t>(sectionSectors, 1)),
-      block_(blockSectors ? blockSectors : 1),
+      sizer_(std::move(sizer)),
       section_(std::max<uint64_t>(sectionSectors, 1)),
       gap_(gapSectors) {}
 
@@ -40,7 +53,7 @@ bool GapPlan::next(Transfer* transfer) {
     }
     if (at_ >= end_) return false;
     transfer->lba = at_;
-    transfer->sectors = static_cast<uint32_t>(std::min<uint64_t>({block_, sectionEnd_ - at_, end_ - at_}));
+    transfer->sectors = static_cast<uint32_t>(std::min<uint64_t>({sizer_.next(), sectionEnd_ - at_, end_ - at_}));
     at_ += transfer->sectors;
     return true;
 }
@@ -56,7 +69,9 @@ RandomPlan::RandomPlan(uint64_t start, uint64_t end, uint32_t blockSectors, uint
       maxRandom_(std::max<uint32_t>(maxRandomSectors, 1)),
       limits_(limits),
       random_(std::move(random)) {
-    if (!limits_.loops && !limits_.sectors && !limits_.timed && block_) limits_.loops = static_cast<uint32_t>((end_ - start_) / block_);
+    // A pass over a range of 2^32 blocks or more is cut to the largest count.
+    if (!limits_.loops && !limits_.sectors && !limits_.timed && block_)
+        limits_.loops = static_cast<uint32_t>(std::min<uint64_t>((end_ - start_) / block_, UINT32_MAX));
 }
 
 bool RandomPlan::next(Transfer* transfer) {

@@ -10,6 +10,22 @@ struct Transfer {
     uint32_t sectors = 0;
 };
 
+// The length of each transfer: the block, or with block 0 a random length
+// of whole alignment units from one unit up to maxSectors (one unit when
+// that is less).
+class TransferSizer {
+public:
+    explicit TransferSizer(uint32_t blockSectors, uint32_t unitSectors = 1, uint32_t maxSectors = 1,
+                           std::function<uint64_t()> random = nullptr);
+    uint32_t next();
+    // The longest transfer it hands out: the buffer size a run needs.
+    uint32_t largest() const;
+
+private:
+    uint32_t block_, unit_, units_;
+    std::function<uint64_t()> random_;
+};
+
 // The order in which a mode visits the disk: one transfer after another
 // until done. Plans are pure arithmetic; the runner does the I/O.
 class TransferPlan {
@@ -20,28 +36,33 @@ public:
     virtual int percent() const = 0;
 };
 
-// [start, end) in blocks; the last transfer stops at the end.
+// [start, end) in transfers of the sizer's lengths; the last transfer stops
+// at the end.
 class SequentialPlan : public TransferPlan {
 public:
-    SequentialPlan(uint64_t start, uint64_t end, uint32_t blockSectors);
+    SequentialPlan(uint64_t start, uint64_t end, TransferSizer sizer);
+    SequentialPlan(uint64_t start, uint64_t end, uint32_t blockSectors)
+        : SequentialPlan(start, end, TransferSizer(blockSectors ? blockSectors : 1)) {}
     bool next(Transfer* transfer) override;
     int percent() const override;
 
 private:
     uint64_t start_, end_, at_;
-    uint32_t block_;
+    TransferSizer sizer_;
 };
 
 // Sections of sectionSectors, in blocks, each followed by gapSectors left alone.
 class GapPlan : public TransferPlan {
 public:
-    GapPlan(uint64_t start, uint64_t end, uint32_t blockSectors, uint64_t sectionSectors, uint64_t gapSectors);
+    GapPlan(uint64_t start, uint64_t end, TransferSizer sizer, uint64_t sectionSectors, uint64_t gapSectors);
+    GapPlan(uint64_t start, uint64_t end, uint32_t blockSectors, uint64_t sectionSectors, uint64_t gapSectors)
+        : GapPlan(start, end, TransferSizer(blockSectors ? blockSectors : 1), sectionSectors, gapSectors) {}
     bool next(Transfer* transfer) override;
     int percent() const override;
 
 private:
     uint64_t start_, end_, at_, sectionEnd_;
-    uint32_t block_;
+    TransferSizer sizer_;
     uint64_t section_, gap_;
 };
 

@@ -1,5 +1,6 @@
 #include "io/TransferRunner.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -50,6 +51,7 @@ bool TransferRunner::runOneByOne(TransferPlan& plan, RunReport* report) {
         uint8_t* data = settings_.write ? const_cast<uint8_t*>(settings_.source) : scratch.data();
         if (!transferNow(transfer, data)) {
             report->stoppedAt = transfer.lba;
+            keepFailedRead(transfer, data, settings_.expected, report);
             return false;
         }
         if (!check(transfer, data, report)) return false;
@@ -75,6 +77,7 @@ bool TransferRunner::runQueued(TransferPlan& plan, RunReport* report) {
         slot.busy = false;
         if (!io_.finish(&slot.overlapped, settings_.requestTimeoutMs)) {
             report->stoppedAt = slot.transfer.lba;
+            keepFailedRead(slot.transfer, data(slot), settings_.expected, report);
             return false;
         }
         if (!check(slot.transfer, data(slot), report)) return false;
@@ -91,6 +94,7 @@ bool TransferRunner::runQueued(TransferPlan& plan, RunReport* report) {
         slot.transfer = transfer;
         if (!io_.start(settings_.write, transfer, data(slot), &slot.overlapped)) {
             report->stoppedAt = transfer.lba;
+            keepFailedRead(transfer, data(slot), settings_.expected, report);
             ok = false;
             break;
         }
@@ -117,6 +121,7 @@ bool TransferRunner::check(const Transfer& transfer, uint8_t* data, RunReport* r
         again = AlignedBuffer(size_t{transfer.sectors} * sector);
         if (!transferNow(transfer, again.data())) {
             report->stoppedAt = transfer.lba;
+            keepFailedRead(transfer, data, nullptr, report);
             return false;
         }
         expected = again.data();
@@ -124,18 +129,27 @@ bool TransferRunner::check(const Transfer& transfer, uint8_t* data, RunReport* r
     for (uint32_t i = 0; i < transfer.sectors; ++i) {
         if (std::memcmp(data + size_t{i} * sector, expected + size_t{i} * sector, sector) == 0) continue;
         report->stoppedAt = transfer.lba + i;
-        report->actual.assign(data, data + size_t{transfer.sectors} * sector);
-        report->mismatched = transfer;
+        keepFailedRead(transfer, data, expected, report);
         setLastError(err::kMiscompare);
         return false;
     }
     return true;
 }
 
+void TransferRunner::keepFailedRead(const Transfer& transfer, const uint8_t* data, const uint8_t* expected,
+                                    RunReport* report) const {
+    if (settings_.write) return;
+    const size_t bytes = size_t{transfer.sectors} * io_.sectorSize();
+    report->mismatched = transfer;
+    report->actual.assign(data, data + bytes);
+    if (settings_.compare == CompareMode::None || !expected) report->expected.clear();
+    else report->expected.assign(expected, expected + bytes);
+}
+
 void TransferRunner::record(const Transfer& transfer, RunReport* report) {
     ++report->transfers;
     report->sectors += transfer.sectors;
-    report->stoppedAt = transfer.lba + transfer.sectors;
+    report->stoppedAt = std::max(report->stoppedAt, transfer.lba + transfer.sectors);
 }
 
 bool TransferRunner::reachedTimeLimit() const {

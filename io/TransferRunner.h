@@ -28,14 +28,19 @@ struct RunSettings {
 };
 
 struct RunReport {
-    uint64_t stoppedAt = 0;  // where the run failed, or the end it reached
+    // Where the run failed, or the furthest end of a transfer it completed
+    // (transfers of a queue complete in any order).
+    uint64_t stoppedAt = 0;
     uint64_t transfers = 0;
     uint64_t sectors = 0;
     double seconds = 0;
-    // A miscompare: the transfer as read, and where in it the first
-    // difference lies.
-    std::vector<uint8_t> actual;
+    // A read that miscompared or failed: the transfer, its buffer as the read
+    // left it, and what it was compared with (empty when nothing was: no
+    // expected image, or a failed read before the second read of a
+    // deterministic compare).
     Transfer mismatched;
+    std::vector<uint8_t> actual;
+    std::vector<uint8_t> expected;
 };
 
 // Runs a plan on a disk: keeps up to queueDepth transfers in flight on an
@@ -53,6 +58,8 @@ private:
     bool runQueued(TransferPlan& plan, RunReport* report);
     bool transferNow(const Transfer& transfer, uint8_t* buffer);
     bool check(const Transfer& transfer, uint8_t* data, RunReport* report);
+    void keepFailedRead(const Transfer& transfer, const uint8_t* data, const uint8_t* expected,
+                        RunReport* report) const;
     static void record(const Transfer& transfer, RunReport* report);
     bool reachedTimeLimit() const;
     void showProgress(const TransferPlan& plan, const Transfer& transfer);

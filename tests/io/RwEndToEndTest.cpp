@@ -12,7 +12,8 @@ namespace {
 
 using zeltest::contains;
 
-// Disk 0 holds the Windows folder's letter, disk 1 is a small NVMe disk.
+// Disk 0 holds the Windows folder's letter, disk 1 is a small NVMe disk,
+// disk 3 a SATA disk of a size no alignment divides.
 std::string host(const std::string& disk1Extra = "", const std::string& disk2Extra = "") {
     return R"({"disks": [
   {"number": 2, "busType": 11, "model": "Dut SATA", "serial": "DUT-2", "sectorCount": 8192,
@@ -22,7 +23,9 @@ std::string host(const std::string& disk1Extra = "", const std::string& disk2Ext
    "volumes": [{"letter": "C", "totalBytes": 4194304, "freeBytes": 1048576}]},
   {"number": 1, "busType": 17, "model": "Dut NVMe", "serial": "DUT-1", "sectorCount": 8192,
    "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 1}, "pci": {"vendorId": "0x1AB2"})" +
-           disk1Extra + R"(}]})";
+           disk1Extra + R"(},
+  {"number": 3, "busType": 11, "model": "Odd SATA", "serial": "ODD-3", "sectorCount": 8195,
+   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 3}}]})";
 }
 
 using RwEndToEnd = zeltest::VhostFixture;
@@ -81,22 +84,61 @@ TEST_F(RwEndToEnd, CorruptionGivesTheLbaLineAndBothMiscompareFiles) {
     EXPECT_NE(actual.substr(100 * 512, 512), image);
 }
 
-TEST_F(RwEndToEnd, ReadErrorIsReportedLikeAMiscompare) {
-    useHost(host(R"(, "faults": [{"kind": "crc_error", "lba": 300, "count": 1}])"));
-    auto read = run("-a rw -d 1 --rw read --size 1024");
-    EXPECT_EQ(read.exitCode, 23u) << read.output;
-    EXPECT_TRUE(contains(file("run.log"), "Data miscompare occurs at LBA 256")) << "the failing transfer's LBA";
+// Both dump files hold what the run had; one left empty says why.
+TEST_F(RwEndToEnd, ReadErrorsAndTrimMiscomparesLeaveBothDumps) {
+    struct Case {
+        const char* what;
+        const char* disk2;
+        const char* read;
+        uint32_t code;
+        size_t expectedBytes;  // 0: empty, with the line that says so
+        bool trimFirst;
+    } cases[] = {
+        {"read error, nothing to compare with", R"(, "faults": [{"kind": "media_error", "lba": 300, "count": 1}])",
+         "--rw read --size 1024", ERROR_CRC, 0, false},
+        {"read error against an image", R"(, "faults": [{"kind": "media_error", "lba": 300, "count": 1}])",
+         "--rw read --size 1024 --in-bin fixed.bin --qd 4", ERROR_CRC, 256 * 512, false},
+        {"a drive that promises deterministic trims and keeps none",
+         R"(, "trim": {"readsZeros": false, "deterministic": false}, "identifyWords": {"69": 16384})",
+         "--rw read --pattern trim --size 512 --bs 16k", 0x20000130, 32 * 512, true},
+    };
+    for (const Case& c : cases) {
+        useHost(host("", c.disk2));
+        ASSERT_EQ(run("-a rw -d 2 --rw write --size 1024 --out-bin fixed.bin").exitCode, 0u) << c.what;
+        if (c.trimFirst) ASSERT_EQ(run("-a rw -d 2 --rw trim --size 512").exitCode, 0u) << c.what;
+        auto read = run("-a rw -d 2 " + std::string(c.read));
+        EXPECT_EQ(read.exitCode, c.code) << c.what << "\n" << read.output;
+        const std::string log = file("run.log");
+        const uint32_t failedAt = c.code == ERROR_CRC ? 256 : 0;
+        EXPECT_TRUE(contains(log, "Data miscompare occurs at LBA " + std::to_string(failedAt))) << c.what << log;
+        const std::string expected = file("miscompare-expected_1.bin"), actual = file("miscompare-actual_1.bin");
+        EXPECT_EQ(expected.size(), c.expectedBytes) << c.what;
+        EXPECT_EQ(contains(log, "miscompare-expected_1.bin is empty"), c.expectedBytes == 0) << c.what;
+        EXPECT_FALSE(actual.empty()) << c.what << ": the transfer as the read left it";
+        if (c.expectedBytes) EXPECT_NE(actual, expected) << c.what;
+        EXPECT_EQ(contains(log, "holds the transfer buffer as the failed read left it"), c.code == ERROR_CRC)
+            << c.what;
+    }
 }
 
 TEST_F(RwEndToEnd, TheSystemDiskTakesReadsOnly) {
     useHost(host());
-    ASSERT_EQ(run("-a rw -d 0 --rw read --size 64").exitCode, 0u);
-    for (const char* mode : {"write", "randwrite", "gapwrite", "trim", "randtrim", "vucmdwrtrim"}) {
-        auto refused = run(std::string("-a rw -d 0 --size 64 --rw ") + mode);
-        EXPECT_EQ(refused.exitCode, 0x20000005u) << mode;
-        EXPECT_FALSE(contains(refused.output, "[T1]")) << mode << ": no worker started";
+    auto read = run("-a rw -d 0 --rw read --size 64");
+    ASSERT_EQ(read.exitCode, 0u);
+    EXPECT_TRUE(contains(read.output, "INFO     [T1] No --in-bin image to compare with")) << read.output;
+    const char* refused[] = {"--rw write",    "--rw randwrite",       "--rw gapwrite",
+                             "--rw trim",     "--rw randtrim",        "--rw vucmdwrtrim",
+                             "--rw write --iotype file --src C:\\x.bin", "--formatd --rw precondition --iotype file",
+                             "--cleand --rw precondition --iotype file"};
+    for (const char* mode : refused) {
+        auto result = run(std::string("-a rw -d 0 --size 64 ") + mode);
+        EXPECT_EQ(result.exitCode, 0x20000005u) << mode;
+        EXPECT_FALSE(contains(result.output, "[T1]")) << mode << ": no worker started";
+        const bool globalCommand = contains(mode, "--formatd") || contains(mode, "--cleand");
+        if (!globalCommand) EXPECT_TRUE(contains(result.output, "WARNING  Disk 0 holds the Windows volume")) << mode;
     }
     EXPECT_EQ(run("-a rw -d 0 --rw randread --size 64").exitCode, 0u);
+    EXPECT_FALSE(zeltest::fileExists(dir_->file("host.json.state/disk0.img"))) << "nothing reached the system disk";
 }
 
 TEST_F(RwEndToEnd, PerThreadIniKeysInOrder) {
@@ -121,11 +163,15 @@ TEST_F(RwEndToEnd, OptionChecksInRunOrder) {
         {"--rw write --iotype disk", 0x20000003, "IO type not supported!"},
         {"--rw write --pattern stripes", 0x20000003, "Pattern type not supported!"},
         {"--rw write --start 8192", 0x2000000E, "start(8192) > totalLBA(8192)"},
+        {"-d 3 --rw write --start 8192 --align 4096", 0x20000133, "Test range is too small. [8192, 8192)"},
+        {"--rw write --size 0x1F --out-ini small.ini", 0,
+         "--size of 31 bytes is less than one sector of 512 bytes: it counts as 0, a random count"},
     };
     for (const Case& c : cases) {
-        auto result = run(std::string("-a rw -d 1 ") + c.args);
-        EXPECT_EQ(result.exitCode, c.code) << c.args;
+        auto result = run(std::string("-a rw ") + (contains(c.args, "-d ") ? "" : "-d 1 ") + c.args);
+        EXPECT_EQ(result.exitCode, c.code) << c.args << result.output;
         EXPECT_TRUE(contains(result.output, std::string("WARNING  ") + c.line)) << c.args << result.output;
+        EXPECT_EQ(contains(result.output, "[T1]"), c.code == 0) << c.args << ": refusals start no worker";
     }
     SYSTEM_INFO info;
     GetSystemInfo(&info);
@@ -134,17 +180,24 @@ TEST_F(RwEndToEnd, OptionChecksInRunOrder) {
         EXPECT_EQ(threads.exitCode, static_cast<uint32_t>(ERROR_INVALID_HANDLE))
             << "one slice for the first thread, an empty slot for the others";
         EXPECT_TRUE(contains(threads.output, "[T1] SUCCESS")) << threads.output;
+        EXPECT_TRUE(std::regex_search(threads.output, std::regex(R"(WARNING  \d+ of \d+ thread slots stay empty .*)"
+                                                                 R"(\[T1\] ended with SUCCESS, the wait .* fails \(LE=0x6)")))
+            << threads.output;
     }
 }
 
 TEST_F(RwEndToEnd, DeepQueueWithOutOfOrderCompletionLosesNothing) {
     useHost(host(R"(, "latencyMicros": {"min": 0, "max": 3000})"));
-    ASSERT_EQ(run("-a rw -d 1 --rw write --pattern rand --seed 3 --bs 4k --size 2048 --qd 32 --out-bin q.bin").exitCode,
-              0u);
-    auto read = run("-a rw -d 1 --rw read --bs 4k --size 2048 --qd 32 --in-bin q.bin --out-ini q.ini");
+    // 300 transfers in 32 slots: the last slot's transfer is not the last one.
+    auto write = run("-a rw -d 1 --rw write --pattern rand --seed 3 --bs 4k --size 2400 --qd 32 --out-bin q.bin "
+                     "--out-ini w.ini");
+    ASSERT_EQ(write.exitCode, 0u) << write.output;
+    auto read = run("-a rw -d 1 --rw read --bs 4k --size 2400 --qd 32 --in-bin q.bin --out-ini q.ini");
     EXPECT_EQ(read.exitCode, 0u) << read.output;
     EXPECT_TRUE(contains(read.output, "QD32 seq read")) << read.output;
-    EXPECT_TRUE(contains(file("q.ini"), "lba_end=2048"));
+    EXPECT_TRUE(contains(file("q.ini"), "lba_end=2400")) << file("q.ini");
+    EXPECT_TRUE(contains(file("w.ini"), "lba_end=2400")) << file("w.ini");
+    EXPECT_TRUE(contains(write.output, "[100%] seq write 2400...")) << write.output;
 }
 
 // What a read of a trimmed range must show follows from what the drive
@@ -210,4 +263,89 @@ TEST_F(RwEndToEnd, DmaAndVendorWriteTrim) {
     EXPECT_EQ(run("-a rw -d 1 --rw read --size 128 --pattern zero").exitCode, 0u) << "written with zeros, then trimmed";
     EXPECT_EQ(run("-a rw -d 1 --rw read --start 128 --size 128 --in-bin all.bin").exitCode, 0u) << "left alone";
     EXPECT_EQ(run("-a rw -d 2 --rw vucmdwrtrim").exitCode, 0x20000008u) << "not an NVMe disk";
+}
+
+// Transfers longer than the 16-bit ATA sector count carries, on the port
+// route (65536 as 0) and through a SAT bridge.
+TEST_F(RwEndToEnd, DmaTransfersAboveTheSectorCountAreSplit) {
+    const char* routes[] = {R"("busType": 11, "scsiAddress": {"port": 4})",
+                            R"("busType": 7, "satBridge": true, "scsiAddress": {"port": 4})"};
+    for (const char* route : routes) {
+        useHost(std::string(R"({"disks": [{"number": 4, "model": "Big SATA", "serial": "BIG-4", "sectorCount": 70000,
+            "driver": {"provider": "Microsoft"}, )") + route + "}]}");
+        auto write = run("-a rw -d 4 --rw write --dma --bs 64m --size 70000 --pattern rand --seed 5 --out-bin big.bin");
+        ASSERT_EQ(write.exitCode, 0u) << route << "\n" << write.output;
+        EXPECT_TRUE(contains(write.output, "by block size 70000")) << write.output;
+        auto plain = run("-a rw -d 4 --rw read --bs 1m --size 70000 --in-bin big.bin");
+        EXPECT_EQ(plain.exitCode, 0u) << route << ": every sector was written\n" << plain.output;
+        auto dma = run("-a rw -d 4 --rw read --dma --bs 64m --size 70000 --in-bin big.bin --out-ini dma.ini");
+        EXPECT_EQ(dma.exitCode, 0u) << route << ": and read back\n" << dma.output;
+        EXPECT_TRUE(contains(file("dma.ini"), "lba_end=70000")) << route;
+    }
+}
+
+// Ranges of 2^32 sectors or more reach the worker whole: a trim of a
+// data-less 2 TiB disk costs nothing and shows the range it covered.
+TEST_F(RwEndToEnd, RangesOfTwoToTheThirtyTwoSectorsAndMore) {
+    useHost(R"({"disks": [{"number": 1, "busType": 17, "model": "Wide NVMe", "serial": "W-1",
+        "sectorCount": 4294971392, "media": "none", "driver": {"provider": "Microsoft"},
+        "scsiAddress": {"port": 1}, "pci": {"vendorId": "0x1AB2"}}]})");
+    auto trim = run("-a rw -d 1 --rw trim --out-ini wide.ini");
+    ASSERT_EQ(trim.exitCode, 0u) << trim.output;
+    EXPECT_TRUE(contains(trim.output, "[T1] disk 1, seq trim, range [0, 4294971392)")) << trim.output;
+    EXPECT_TRUE(contains(file("wide.ini"), "lba_end=4294971392")) << file("wide.ini");
+    auto tail = run("-a rw -d 1 --rw read --start 4294967296 --size 8 --out-ini tail.ini");
+    EXPECT_EQ(tail.exitCode, 0u) << tail.output;
+    EXPECT_TRUE(contains(file("tail.ini"), "lba_end=4294967304")) << file("tail.ini");
+}
+
+// --bs 0: transfers of random lengths up to 1 MiB, fewer than one per sector.
+TEST_F(RwEndToEnd, BlockSizeZeroTakesRandomLengths) {
+    useHost(host());
+    auto write = run("-a rw -d 1 --rw write --bs 0 --size 8192 --seed 11 --pattern rand --out-bin r.bin");
+    ASSERT_EQ(write.exitCode, 0u) << write.output;
+    EXPECT_TRUE(contains(write.output, "INFO     --bs 0: every transfer takes a random length from 1 to 2048 sectors"));
+    std::smatch count;
+    const std::string counters = file("host.json.state/counters.json");
+    ASSERT_TRUE(std::regex_search(counters, count, std::regex(R"("1"\s*:\s*\{[^}]*"writeCommands"\s*:\s*(\d+))")))
+        << counters;
+    const unsigned long writes = std::stoul(count[1]);
+    EXPECT_GE(writes, 4u) << "at most 2048 sectors each";
+    EXPECT_LT(writes, 8192u / 16) << "not one sector each";
+    EXPECT_EQ(run("-a rw -d 1 --rw read --bs 0 --size 8192 --seed 12 --in-bin r.bin --qd 4").exitCode, 0u);
+}
+
+// The miniport and RST routes hand back the drive's refusal of C6h in the
+// completion only.
+TEST_F(RwEndToEnd, VendorWriteTrimFailsWhenTheDriveRefusesItOnEveryRoute) {
+    struct Case {
+        const char* route;
+        const char* disk;
+        const char* ranges;
+        uint32_t code;
+    } cases[] = {
+        {"miniport", R"("busType": 17, "driver": {"provider": "Kestrel Storage Inc."})", "", 0x20000125},
+        {"irst", R"("busType": 8, "driver": {"provider": "Intel Corporation"}, "scsiAddress": {"port": 5, "path": 1})",
+         "", 0x20000125},
+        {"stornvme", R"("busType": 17, "driver": {"provider": "Microsoft"})", "", 0},
+        {"miniport", R"("busType": 17, "driver": {"provider": "Kestrel Storage Inc."})",
+         R"(, "writeTrimRanges": [{"lba": 8, "sectors": 8, "op": "write"}])", 0},
+    };
+    for (const Case& c : cases) {
+        std::string disk = std::string(R"({"number": 5, "model": "VU NVMe", "serial": "VU-5", "sectorCount": 4096,
+            "pci": {"vendorId": "0x1E7F"}, )") + c.disk + c.ranges;
+        if (!contains(disk, "scsiAddress")) disk += R"(, "scsiAddress": {"port": 5})";
+        useHost(R"({"disks": [)" + disk + "}]}");
+        auto result = run("-a rw -d 5 --rw vucmdwrtrim");
+        const bool answered = c.ranges[0] != 0;
+        if (c.code) {
+            EXPECT_EQ(result.exitCode, c.code) << c.route << "\n" << result.output;
+            EXPECT_TRUE(contains(result.output, "[T1] FAIL: wirte and trim")) << c.route << result.output;
+        } else if (answered) {
+            EXPECT_EQ(result.exitCode, 0u) << c.route << "\n" << result.output;
+            EXPECT_TRUE(contains(result.output, "[T1] The drive asks for 1 ranges")) << result.output;
+        } else {
+            EXPECT_NE(result.exitCode, 0u) << c.route << ": a refusal on the inbox route fails too\n" << result.output;
+        }
+    }
 }

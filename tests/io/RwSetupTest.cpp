@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <set>
+
 #include "io/RwSetup.h"
 #include "io/TransferPlan.h"
 #include "io/VendorRanges.h"
@@ -73,6 +76,72 @@ TEST(RwSetup, ThreadsPerProcessorUnlessTheRangeFitsOneBlock) {
     ASSERT_TRUE(zel::normaliseRw(many, 512, 10000, 0, 4, &setup));
     EXPECT_EQ(setup.blockSectors, 100u) << "a range shorter than a block shrinks the block";
     EXPECT_EQ(setup.threadCount, 1u) << "and forces one thread";
+}
+
+// Ranges of 2^32 sectors and more (a 4 TB disk of 512-byte sectors) and
+// the block and size texts that come out as zero sectors.
+TEST(RwSetup, WideRangesAndZeroSectorBlocksAndSizes) {
+    const uint64_t fourTb = 7814037168ull, beyond32 = (1ull << 32) + 4096;
+    struct Case {
+        const char* what;
+        zel::RwJob job;
+        uint64_t total;
+        uint32_t threads;
+        uint64_t end;
+        uint32_t block;
+        bool sizeBelowOneSector;
+    } cases[] = {
+        {"a full 4 TB disk goes to the first thread whole", job(0, {kPercent, 100}), fourTb, 4, fourTb, 256, false},
+        {"2^32 + 4096 sectors from the start", job(0, {kSectors, beyond32}), fourTb, 1, beyond32, 256, false},
+        {"bs 0 keeps 0: a random length per transfer", job(0, {kSectors, 4096}, 0), 10000, 1, 4096, 0, false},
+        {"bs 0 with alignment stays random", job(0, {kSectors, 4096}, 0, 4096), 10000, 1, 4096, 0, false},
+        {"a nonzero bs below a sector is one sector", job(0, {kSectors, 4096}, 100), 10000, 1, 4096, 1, false},
+        {"31 bytes (0x1F) are below one sector", job(0, {kBytes, 31}), 10000, 1, 9999, 256, true},
+        {"0 bytes ask for a random count themselves", job(0, {kBytes, 0}), 10000, 1, 9999, 256, false},
+        {"one sector of bytes is one sector", job(0, {kBytes, 512}), 10000, 1, 1, 1, false},
+    };
+    for (Case& c : cases) {
+        c.job.threadCount = c.threads == 1 ? 1 : 0;
+        zel::RwSetup setup;
+        ASSERT_TRUE(zel::normaliseRw(c.job, 512, c.total, 9998, c.threads, &setup)) << c.what;
+        EXPECT_EQ(setup.endLba, c.end) << c.what;
+        EXPECT_EQ(setup.blockSectors, c.block) << c.what;
+        EXPECT_EQ(setup.sizeBelowOneSector, c.sizeBelowOneSector) << c.what;
+        const auto slices = zel::sliceRange(setup);
+        ASSERT_EQ(slices.size(), 1u) << c.what;
+        EXPECT_EQ(slices[0].start, 0u) << c.what;
+        EXPECT_EQ(slices[0].end, c.end) << c.what << ": the slice is as long as the range";
+    }
+    zel::RwSetup empty;
+    ASSERT_TRUE(zel::normaliseRw(job(8192, {kPercent, 100}, 4096, 4096), 512, 8195, 0, 1, &empty));
+    EXPECT_EQ(empty.range(), 0u) << "the pull-back leaves nothing; the run refuses it";
+    EXPECT_TRUE(zel::sliceRange(empty).empty());
+}
+
+TEST(TransferPlan, RandomLengthsStayInsideTheirBounds) {
+    uint64_t state = 99;
+    auto lcg = [&] { return state = state * 6364136223846793005ULL + 1442695040888963407ULL; };
+    struct Case {
+        uint32_t unit, max;
+    } cases[] = {{1, 2048}, {8, 2048}, {3, 2048}, {4096, 2048}};
+    for (const Case& c : cases) {
+        zel::SequentialPlan plan(0, 1u << 20, zel::TransferSizer(0, c.unit, c.max, lcg));
+        const uint32_t largest = zel::TransferSizer(0, c.unit, c.max, lcg).largest();
+        EXPECT_LE(largest, std::max(c.max, c.unit)) << c.unit;
+        std::set<uint32_t> lengths;
+        zel::Transfer t;
+        uint64_t next = 0;
+        while (plan.next(&t)) {
+            EXPECT_EQ(t.lba, next) << "sequential without holes";
+            next = t.lba + t.sectors;
+            if (next == 1u << 20) break;  // the last one is cut at the end
+            EXPECT_EQ(t.sectors % c.unit, 0u) << c.unit;
+            EXPECT_LE(t.sectors, largest) << c.unit;
+            lengths.insert(t.sectors);
+        }
+        EXPECT_EQ(next, 1u << 20) << c.unit;
+        EXPECT_GT(lengths.size(), c.unit >= c.max ? 0u : 10u) << c.unit << ": lengths vary";
+    }
 }
 
 TEST(TransferPlan, SequentialGapAndRandomVisitTheRange) {
