@@ -61,7 +61,9 @@ public:
     // SMART RETURN STATUS: true in *exceeded when the drive reports a
     // threshold exceeded condition (LBA mid/high 0xF4/0x2C).
     virtual ErrorCode smartReturnStatus(bool* exceeded);
-    // `size` bytes of a log page from byte `offset` of the page.
+    // `size` bytes of a log page from byte `offset` of the page. The page is
+    // read from byte 0 on every route (the inbox route has no offset field),
+    // so offset + size must fit what the route moves; more is refused.
     virtual ErrorCode getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data);
     ErrorCode getLogPage(uint8_t logId, uint32_t size, std::vector<uint8_t>* data) {
         return getLogPage(logId, size, 0, data);

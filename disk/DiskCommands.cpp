@@ -3,11 +3,13 @@
 
 #include "core/Logger.h"
 #include <algorithm>
+#include <cstdint>
 
 #include "protocol/CommandRecords.h"
 #include "protocol/IProtocol.h"
 #include "protocol/JMicronTunnel.h"
 #include "protocol/NvmeProtocolOverJMicron.h"
+#include "protocol/PassThroughLayouts.h"
 #include "protocol/ProtocolRegistry.h"
 
 namespace zel {
@@ -88,6 +90,35 @@ NvmeCommand logPageCommand(uint8_t logId, uint32_t size, uint64_t offset) {
     return command;
 }
 
+// Data bytes one Get Log Page moves on an NVMe disk's route: the inbox
+// query and the RST block have room for 4096, the miniport block grows with
+// the data.
+uint64_t logPageRouteLimit(ProtocolCode route) {
+    switch (route) {
+        case ProtocolCode::kNvmeByStornvme: return kNvmeQueryBufferSize - sizeof(StorageProtocolQuery);
+        case ProtocolCode::kNvmeByIrst: return sizeof(IrstNvmeBlock::data);
+        default: return UINT32_MAX - sizeof(NvmeMiniportBlock);
+    }
+}
+
+// The inbox query carries no log page offset, so every route reads a page
+// from byte 0 through the last byte asked for and keeps the bytes from the
+// offset on: one behaviour on every route, and right on drives that ignore
+// the offset. What the route cannot carry is refused, never cut.
+bool logPageFits(const char* diskClass, uint8_t logId, uint32_t size, uint64_t offset, uint64_t limit) {
+    if (offset <= limit && size <= limit - offset) return true;
+    logWarning("[%s] Log page 0x%X: offset %llu plus %u bytes is more than the %llu bytes this route reads from "
+               "byte 0, not sent.",
+               diskClass, static_cast<unsigned>(logId), static_cast<unsigned long long>(offset),
+               static_cast<unsigned>(size), static_cast<unsigned long long>(limit));
+    setLastError(err::kNvmeNotSupported);
+    return false;
+}
+
+void keepFromOffset(uint64_t offset, std::vector<uint8_t>* page) {
+    page->erase(page->begin(), page->begin() + static_cast<std::ptrdiff_t>(offset));
+}
+
 ErrorCode sendThroughBridge(const DiskBase& disk, NvmeCommand command, std::vector<uint8_t>* data, uint32_t size) {
     NvmeProtocolOverJMicron tunnel;
     data->assign(size, 0);
@@ -137,8 +168,13 @@ ErrorCode NvmeSsd::identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data) 
 }
 
 ErrorCode NvmeSsd::getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data) {
-    NvmeCommand command = logPageCommand(logId, size, offset);
-    return sendNvmeAdmin(*this, command, data, size);
+    if (!logPageFits("NvmeSsd", logId, size, offset, logPageRouteLimit(identity_.protocolCode)))
+        return err::kNvmeNotSupported;
+    const uint32_t total = static_cast<uint32_t>(offset + size);
+    NvmeCommand command = logPageCommand(logId, total, 0);
+    if (const ErrorCode code = sendNvmeAdmin(*this, command, data, total)) return code;
+    keepFromOffset(offset, data);
+    return 0;
 }
 
 // The miniport and RST routes hand back the completion without judging it:
@@ -166,15 +202,20 @@ ErrorCode JMicronS583::identifyNamespace(uint32_t nsid, std::vector<uint8_t>* da
     return sendThroughBridge(*this, identifyCommand(kCnsNamespace, nsid), data, 4096);
 }
 
+// From byte 0 like every NVMe route; pieces past the first transfer need
+// the drive to honour the offset, which the tunnel carries.
 ErrorCode JMicronS583::getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data) {
+    if (!logPageFits("JMicronS583", logId, size, offset, UINT32_MAX)) return err::kNvmeNotSupported;
+    const uint32_t total = static_cast<uint32_t>(offset + size);
     NvmeProtocolOverJMicron tunnel;
-    data->assign(size, 0);
-    for (uint32_t done = 0; done < size;) {
-        const uint32_t piece = std::min(size - done, kJMicronMaxTransfer);
-        NvmeCommand command = logPageCommand(logId, piece, offset + done);
+    data->assign(total, 0);
+    for (uint32_t done = 0; done < total;) {
+        const uint32_t piece = std::min(total - done, kJMicronMaxTransfer);
+        NvmeCommand command = logPageCommand(logId, piece, done);
         if (const ErrorCode code = sendNvmeAdminOn(tunnel, *this, command, data->data() + done, piece)) return code;
         done += piece;
     }
+    keepFromOffset(offset, data);
     return 0;
 }
 

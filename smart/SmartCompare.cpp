@@ -38,6 +38,7 @@ std::string renderTable(const std::string& title, const std::string& idHeading, 
 
 struct Verdict {
     bool conflict = false;
+    bool skipped = false;  // an all-0xFF reference: the attribute is not judged
     std::string limit;
 };
 
@@ -45,12 +46,13 @@ struct Verdict {
 // against the previous reading; the initial reading is never compared.
 Verdict judge(const AttrConfig& attr, const SmartBytes& current, const SmartBytes& reference,
               const RegistryLookup& registry, uint64_t nowMs, const AttributeLookup& lookup, SmartComparison* out) {
-    Verdict v{false, attr.limit};
+    Verdict v{false, false, attr.limit};
     if (attr.firstCode() != kSpecialNone) {
         SpecialLimitResult special = applySpecialLimit(attr.firstCode(), attr.limit, current, reference, registry, nowMs);
         if (!special.warning.empty()) out->warnings.push_back(special.warning);
         if (special.powerOnCheckTime) out->powerOnCheckTime = special.powerOnCheckTime;
         v.limit = special.limit;
+        v.skipped = special.answer == kSpecialSkip;
         if (special.answer != kSpecialCheck) return v;
     }
     v.conflict = checkLimit(v.limit, attr.isString, LimitReading{current, reference, lookup}) == kLimitConflict;
@@ -74,7 +76,10 @@ Row rowFor(const Config& config, const SmartReadings& r, size_t i, const std::st
     return row;
 }
 
+// A skipped attribute gets no mark at all: its reference holds no reading,
+// so "changed" would say nothing.
 void markRow(Row* row, const Verdict& v, const SmartReadings& r, size_t i) {
+    if (v.skipped) return;
     if (v.conflict)
         row->cells[0] = "*";
     else if (r.previous && at(r.previous, i) != r.current[i])

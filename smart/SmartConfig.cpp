@@ -54,7 +54,9 @@ bool fail(const char* warning) {
 }
 
 // The steps both protocols share; the hooks read what differs. Every
-// section's protocol is checked before any attribute is read.
+// section's protocol is checked before any attribute is read; then sections
+// append their attributes in order, so a later section without attr_amount
+// fails the parse but leaves the earlier sections' attributes in the list.
 template <typename Attr, typename OnSection, typename OnSelector>
 bool readSections(const ConfigReader& reader, const char* protocol, const char* wrongProtocol, OnSection onSection,
                   OnSelector onSelector, std::vector<Attr>* attributes) {
@@ -101,10 +103,8 @@ bool parseSataConfig(const IniLookup& ini, SataConfig* config) {
     const auto onSelector = [&](const std::string&, const std::string& text, SataAttrConfig* attribute) {
         attribute->slice = parseSataSelector(text, sectionReservedByte);
     };
-    if (readSections(reader, "ata", "Assigned section is not for SATA", onSection, onSelector, &config->attributes))
-        return true;
-    config->attributes.clear();
-    return false;
+    return readSections(reader, "ata", "Assigned section is not for SATA", onSection, onSelector,
+                        &config->attributes);
 }
 
 bool parseNvmeConfig(const IniLookup& ini, NvmeConfig* config) {
@@ -124,11 +124,8 @@ bool parseNvmeConfig(const IniLookup& ini, NvmeConfig* config) {
         attribute->range = parseNvmeSelector(text);
         attribute->logPageId = logPageId;
     };
-    if (readSections(reader, "nvme", "Assigned section is not for NVMe", onSection, onSelector, &config->attributes))
-        return true;
-    config->attributes.clear();
-    config->logPages.clear();
-    return false;
+    return readSections(reader, "nvme", "Assigned section is not for NVMe", onSection, onSelector,
+                        &config->attributes);
 }
 
 }  // namespace zel

@@ -62,8 +62,10 @@ struct NvmeConfig {
 
 // The SMART configuration for one protocol. false, with a WARNING line and
 // kSmartParse as the last error, when a listed section is for the other
-// protocol ("Assigned section is not for SATA"/"... NVMe") or has no
-// attr_amount ("attr_amount is not found"); no attribute is kept then.
+// protocol ("Assigned section is not for SATA"/"... NVMe"; checked for every
+// section first, so no attribute is read) or has no attr_amount
+// ("attr_amount is not found"; the sections before it keep their
+// attributes, and their log pages, which are still checked).
 bool parseSataConfig(const IniLookup& ini, SataConfig* config);
 bool parseNvmeConfig(const IniLookup& ini, NvmeConfig* config);
 

@@ -50,7 +50,7 @@ public:
         const bool noConflict = parser_->compareAndPrint(readings_, resolveOutputPath(job_.outLog), &comparison_);
         writeJson();
         if (!noConflict) fail(err::kSmartLimitConflict);
-        if (failure_ == err::kOk) recordSuccess();
+        resetCounters();
         return noConflict ? failure_ : err::kSmartLimitConflict;
     }
 
@@ -194,7 +194,12 @@ private:
         return &drives->back().disks.front();
     }
 
-    void recordSuccess() {
+    // Every run that gets this far restarts the counters and the power-on
+    // clock, whatever it found; a failed check says so, because the next
+    // check's $pwrcycle/$gsd/$ugsd/$pwronhr limits then start from here.
+    void resetCounters() {
+        if (failure_ != err::kOk)
+            logInfo("[ActionSmart] last_success and the retry counters are reset although this check failed");
         WinReg::writeText(kSmartRegistryKey, kRegLastSuccess, std::to_string(hostClockMilliseconds()));
         for (const char* counter : {kRegPowerCycleRetries, kRegGsdRetries, kRegUgsdRetries})
             WinReg::writeText(kSmartRegistryKey, counter, "-1");

@@ -101,6 +101,27 @@ TEST(SmartCompare, NvmeTablesPerPage) {
     EXPECT_FALSE(out.noConflict);
 }
 
+// An all-0xFF reference skips a special limit and leaves the row unmarked,
+// while a plain attribute beside it still shows that it changed.
+TEST(SmartCompare, SkippedAttributeHasNoMark) {
+    zel::NvmeConfig config;
+    config.logPages = {{0, 2, 512, 0}};
+    for (uint8_t code : {zel::kSpecialPowerCycle, zel::kSpecialNone}) {
+        zel::NvmeAttrConfig a;
+        a.logPageId = 2;
+        a.range = {0, 2};
+        a.specialCodes = {code};
+        config.attributes.push_back(a);
+    }
+    SmartReadings r{{{1, 0}, {1, 0}}, SmartReading{{0xFF, 0xFF}, {0xFF, 0xFF}}, std::nullopt};
+    const zel::SmartComparison out = zel::compareNvme(config, r, kNoRegistry, 0, 16);
+    ASSERT_EQ(out.rows.size(), 2u);
+    EXPECT_EQ(out.rows[0][0], "");
+    EXPECT_EQ(out.rows[1][0], "-");
+    EXPECT_TRUE(out.noConflict);
+    EXPECT_NE(out.table.find("\n  1:0             1               65535\n"), std::string::npos) << out.table;
+}
+
 TEST(SmartCompare, CsvAndValues) {
     EXPECT_EQ(zel::csvLine({"time", "(Realloc, count) 0x05", "say \"hi\"", ""}),
               "time,\"(Realloc, count) 0x05\",\"say \"\"hi\"\"\",\n");

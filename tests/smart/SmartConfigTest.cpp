@@ -82,19 +82,25 @@ attr_id_1 = [7:0]
                                              "1|2:[1,3)|||n|6", "2|2:[16,17)|||n|0", "1|C0:[0,8)|||n|0"}));
 }
 
+// A wrong protocol anywhere fails before any attribute is read; a section
+// without attr_amount fails the parse after the earlier sections appended theirs.
 TEST(SmartConfig, RefusedConfigurations) {
     const struct {
         const char* text;
         bool nvme;
         const char* warning;
+        size_t kept;  // attributes (and NVMe log pages) left in the list
     } cases[] = {
         {"[global]\ntest_sections=a\n[a]\nprotocol=nvme\nattr_amount=1\nattr_id_1=1", false,
-         "Assigned section is not for SATA"},
+         "Assigned section is not for SATA", 0},
         {"[global]\ntest_sections=a,b\n[a]\nprotocol=ata\nattr_amount=1\nattr_id_1=1\n[b]\nprotocol=ATA", false,
-         "Assigned section is not for SATA"},
+         "Assigned section is not for SATA", 0},
         {"[global]\ntest_sections=a,b\n[a]\nprotocol=ata\nattr_amount=1\nattr_id_1=1\n[b]\nprotocol=ata", false,
-         "attr_amount is not found"},
-        {"[global]\ntest_sections=a\n[a]\nprotocol=nvme\nattr_amount=-1", true, "attr_amount is not found"},
+         "attr_amount is not found", 1},
+        {"[global]\ntest_sections=a\n[a]\nprotocol=nvme\nattr_amount=-1", true, "attr_amount is not found", 0},
+        {"[global]\ntest_sections=a,b,c\n[a]\nprotocol=nvme\nattr_amount=1\nattr_id_1=1\n[b]\nprotocol=nvme\n"
+         "log_page=3\n[c]\nprotocol=nvme\nattr_amount=1\nattr_id_1=2",
+         true, "attr_amount is not found", 1},
     };
     for (const auto& c : cases) {
         const zel::IniText ini(c.text);
@@ -103,7 +109,8 @@ TEST(SmartConfig, RefusedConfigurations) {
         zel::SataConfig sata;
         zel::NvmeConfig nvme;
         EXPECT_FALSE(c.nvme ? zel::parseNvmeConfig(ini.lookup(), &nvme) : zel::parseSataConfig(ini.lookup(), &sata));
-        EXPECT_TRUE(sata.attributes.empty() && nvme.attributes.empty() && nvme.logPages.empty()) << c.text;
+        EXPECT_EQ(c.nvme ? nvme.attributes.size() : sata.attributes.size(), c.kept) << c.text;
+        EXPECT_EQ(nvme.logPages.size(), c.nvme ? c.kept : 0u) << c.text;
         EXPECT_EQ(zel::lastError(), zel::err::kSmartParse) << c.text;
         EXPECT_TRUE(log.contains(std::string("WARNING  ") + c.warning)) << c.text << "\n" << log.text();
     }
