@@ -1,10 +1,10 @@
 // The OS drive is never changed: every path that writes, trims, erases,
 // formats or cuts power is refused on it with 0x20000005 before anything
 // reaches it, whatever its bus and route; the paths that only read still run.
-// Each row is one ZelCli.exe run against a fresh virtual host whose disk 0
-// holds the Windows folder's letter; the host's own record of the disk (its
-// image, trimmed ranges, counters, the power board's log, the tools it
-// started) is compared before and after.
+// A row runs ZelCli.exe once per OS drive kind it names, each time against a
+// fresh virtual host whose disk 0 holds the Windows folder's letter; the
+// host's own record of the disk (its image, trimmed ranges, counters, the
+// power board's log, the tools it started) is compared before and after.
 #include <gtest/gtest.h>
 
 #include <algorithm>
