@@ -369,7 +369,8 @@ std::vector<OsDriveRoute> osDriveRoutes() {
           {"--cdb \"A1 0C 06 00 01 10 00 00 40 CA 00 00\" --io out --in-bin w.bin", true},
           {"--cdb \"85 07 00 00 00 00 00 00 00 00 00 00 00 40 B4 00\"", true},
           {"--cdb \"A1 08 0E 00 01 00 00 00 A0 EC 00 00\" --io in --datalen 512", false},
-          {"--dumptype smart --dump s.bin", false}}},
+          {"--dumptype smart --dump s.bin", false},
+          {"--flush", false}}},
         {"NVMe inbox", 1, zeltest::routeHost(kOsVolume, 1),
          {{"--trim --lba 16", true},
           {"--opc 0x80 --ns 1", true},
@@ -393,6 +394,8 @@ std::vector<OsDriveRoute> osDriveRoutes() {
           {"--trim --lba 16", true},
           {"--protocol nvme --opc 2 --queue io --ns 1 --cdw10 16 --io in --datalen 512", false},
           {"--protocol nvme --identify", false},
+          {"--protocol nvme --opc 0x0A --cdw10 6", false},
+          {"--protocol nvme --flush", false},
           {"--dumptype logpage --lid 2 --dump d.bin", false},
           {"--identify", false}}},
     };
