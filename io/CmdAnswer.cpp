@@ -1,5 +1,7 @@
 #include "io/CmdAnswer.h"
 
+#include <algorithm>
+
 #include "core/TextFormat.h"
 
 namespace zel {
@@ -101,6 +103,11 @@ CmdProblem judgeAnswer(const CmdPlan& plan, const CmdAnswer& answer) {
     return judgeNvme(plan, answer);
 }
 
+uint32_t bytesMoved(const CmdPlan& plan, const CmdAnswer& answer) {
+    if (answer.transferred) return std::min(*answer.transferred, plan.dataLength);
+    return answer.routeOk ? plan.dataLength : 0;
+}
+
 std::vector<std::pair<std::string, std::string>> answerKeys(const CmdPlan& plan, const CmdAnswer& answer,
                                                             ErrorCode code) {
     std::vector<std::pair<std::string, std::string>> keys;
@@ -111,7 +118,10 @@ std::vector<std::pair<std::string, std::string>> answerKeys(const CmdPlan& plan,
         if (plan.family == CmdFamily::Scsi) addScsiKeys(plan, answer, &keys);
         if (plan.family == CmdFamily::Nvme) addNvmeKeys(plan, &keys);
     }
-    if (plan.dataLength) keys.emplace_back("data_length", std::to_string(plan.dataLength));
+    if (plan.dataLength) {
+        keys.emplace_back("data_length", std::to_string(bytesMoved(plan, answer)));
+        keys.emplace_back("data_length_requested", std::to_string(plan.dataLength));
+    }
     if (plan.step == CmdStep::Generate || plan.step == CmdStep::ReadLba)
         keys.emplace_back("dump_size", std::to_string(plan.dumpBytes));
     if (plan.dumpType == DumpType::Rand) keys.emplace_back("seed", std::to_string(answer.seed));

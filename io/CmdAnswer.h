@@ -18,6 +18,8 @@ struct CmdAnswer {
     ErrorCode routeError = 0;  // the last error the route left when it did not
     uint8_t sense[32] = {};
     uint64_t seed = 0;  // rand dumps
+    // The bytes the route says the command moved; nullopt where it does not tell.
+    std::optional<uint32_t> transferred;
 };
 
 struct SenseFields {
@@ -37,6 +39,11 @@ bool hasDeviceAnswer(const CmdPlan& plan, const CmdAnswer& answer);
 // an ATA status other than the expected one, device fault, CHECK CONDITION,
 // an NVMe error status. Route failures keep the route's code and line.
 CmdProblem judgeAnswer(const CmdPlan& plan, const CmdAnswer& answer);
+
+// The bytes the command moved: what the route tells, at most the request;
+// the request where a successful route does not tell; 0 where it failed
+// without telling.
+uint32_t bytesMoved(const CmdPlan& plan, const CmdAnswer& answer);
 
 // Keys of the [cmd] section in writing order.
 std::vector<std::pair<std::string, std::string>> answerKeys(const CmdPlan& plan, const CmdAnswer& answer,

@@ -14,6 +14,7 @@
 #include "io/CmdTranslate.h"
 #include "io/DiskIo.h"
 #include "io/Pattern.h"
+#include "protocol/AtaProtocolOverAta.h"
 #include "protocol/NvmeProtocolOverJMicron.h"
 #include "protocol/ProtocolRegistry.h"
 #include "protocol/ScsiProtocol.h"
@@ -50,13 +51,28 @@ ErrorCode routeError(const CmdPlan& plan) {
 bool sendScsi(CmdPlan& plan, const DiskBase& disk, uint8_t* buffer, CmdAnswer* answer) {
     SharedHandle drive = openPhysicalDrive(static_cast<uint32_t>(disk.number()), FILE_FLAG_NO_BUFFERING);
     if (!drive) return takeSystemLastError(), false;
-    return ScsiProtocol().sendCommand(drive.get(), buffer, plan.dataLength, plan.scsi, answer->sense);
+    uint32_t transferred = 0;
+    const bool ok = ScsiProtocol().sendCommand(drive.get(), buffer, plan.dataLength, plan.scsi, answer->sense, &transferred);
+    answer->transferred = transferred;
+    return ok;
+}
+
+// The ATA port route, opened as the route opens it, so that the moved length comes back too.
+bool sendAtaPort(CmdPlan& plan, const DiskBase& disk, uint8_t* buffer, CmdAnswer* answer) {
+    SharedHandle drive = openPhysicalDrive(static_cast<uint32_t>(disk.number()), FILE_ATTRIBUTE_NORMAL);
+    if (!drive) return takeSystemLastError(), false;
+    uint32_t transferred = 0;
+    const bool ok = AtaProtocolOverAta().sendCommand(drive.get(), buffer, plan.dataLength, plan.ata, &transferred);
+    answer->transferred = transferred;
+    return ok;
 }
 
 void send(CmdPlan& plan, const DiskBase& disk, uint8_t* buffer, CmdAnswer* answer) {
     setLastError(0);
     if (plan.family == CmdFamily::Scsi) {
         answer->routeOk = sendScsi(plan, disk, buffer, answer);
+    } else if (plan.family == CmdFamily::Ata && plan.route == ProtocolCode::kAtaOverAta) {
+        answer->routeOk = sendAtaPort(plan, disk, buffer, answer);
     } else if (plan.viaTunnel) {
         answer->routeOk = NvmeProtocolOverJMicron().sendCommand(static_cast<uint32_t>(disk.number()), buffer,
                                                                 plan.dataLength, &plan.nvme);
@@ -105,7 +121,7 @@ void runGenerate(const CmdPlan& plan, CmdAnswer* answer, AlignedBuffer* buffer) 
 size_t dataBytes(const CmdPlan& plan, const CmdAnswer& answer) {
     if (!answer.routeOk) return 0;
     if (plan.step == CmdStep::Generate || plan.step == CmdStep::ReadLba) return plan.dumpBytes;
-    return plan.step == CmdStep::Send && plan.direction == CmdDirection::In ? plan.dataLength : 0;
+    return plan.step == CmdStep::Send && plan.direction == CmdDirection::In ? bytesMoved(plan, answer) : 0;
 }
 
 CmdProblem checkData(const CmdPlan& plan, const CmdAnswer& answer, const AlignedBuffer& buffer) {
@@ -133,7 +149,7 @@ ErrorCode runCmd(const CmdJob& job, DiskBase& disk) {
         return fail(err::kWrongArguments, "[ActionCommand] Cannot read --in-bin " + job.inBin);
     const CmdTarget target{static_cast<ProtocolCode>(disk.protocolType()), static_cast<uint32_t>(disk.number()),
                            disk.logicalSectorSize() ? disk.logicalSectorSize() : 512, disk.sectorCount(),
-                           disk.diskKind() == disk_kind::kJMicronNvme};
+                           disk.diskKind() == disk_kind::kJMicronNvme, disk.isOsDrive()};
     CmdPlan plan;
     if (auto problem = translateCmd(job, target, inBin, &plan)) return fail(problem->code, problem->line);
 

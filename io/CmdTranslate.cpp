@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "io/CmdMediaChange.h"
 #include "io/CmdPlanParts.h"
 #include "protocol/JMicronTunnel.h"
 
@@ -271,17 +272,18 @@ bool isStandardOpcode(const CmdPlan& plan) {
     return plan.nvme.opcode() < (plan.nvme.admin ? kNvmeFirstVendorAdmin : kNvmeFirstVendorIo);
 }
 
-// Bits 1..0 of a standard opcode name its data direction.
+// Bits 1..0 of a standard opcode name the direction its data may take; a
+// command may move less, down to none (Get Features without a buffer).
 Result checkOpcodeDirection(const CmdPlan& plan) {
-    if (!isStandardOpcode(plan)) return {};
+    if (!isStandardOpcode(plan) || plan.direction == CmdDirection::None) return {};
     const unsigned bits = plan.nvme.opcode() & 3;
     if (bits == 3)
         return refuse(err::kNvmeNotSupported, "opcode %02Xh moves data both ways; no route carries that", plan.nvme.opcode());
-    const CmdDirection wanted = bits == 1 ? CmdDirection::Out : bits == 2 ? CmdDirection::In : CmdDirection::None;
+    const CmdDirection allowed = bits == 1 ? CmdDirection::Out : bits == 2 ? CmdDirection::In : CmdDirection::None;
     static const char* const kNames[] = {"none", "in", "out"};
-    if (plan.direction != wanted)
+    if (plan.direction != allowed)
         return refuse(err::kWrongArguments, "opcode %02Xh moves data %s (bits 1..0 = %u); --io %s does not fit",
-                      plan.nvme.opcode(), kNames[int(wanted)], bits, kNames[int(plan.direction)]);
+                      plan.nvme.opcode(), kNames[int(allowed)], bits, kNames[int(plan.direction)]);
     return {};
 }
 
@@ -317,6 +319,21 @@ Result checkTunnelLimits(const CmdPlan& plan) {
                   kJMicronMaxTransfer, plan.dataLength);
 }
 
+// The OS drive's refusal comes before the routes' own limits, so that a
+// script learns the one reason that holds on every route.
+Result refuseOnOsDrive(const CmdPlan& plan, const CmdTarget& target) {
+    if (!target.osDrive) return {};
+    const MediaEffect effect = planMediaEffect(plan, target.nvmeTunnel);
+    if (!effect.changes) return {};
+    return refuse(err::kOsDrive, "Disk %u is the OS drive; not sent: %s", target.diskNumber, effect.what.c_str());
+}
+
+Result checkRouteLimits(const CmdPlan& plan, Mode mode) {
+    if (mode == Mode::Command && plan.family == CmdFamily::Nvme && plan.route == ProtocolCode::kNvmeByStornvme)
+        return checkStornvmeRoute(plan);
+    return checkTunnelLimits(plan);
+}
+
 Result translateNvmeCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
     if (!job.has("opc")) return missing("opc");
     const std::string queue = toLower(job.queue);
@@ -325,9 +342,7 @@ Result translateNvmeCommand(const CmdJob& job, const CmdTarget& target, const st
     if (auto p = readData(job, inBin, err::kWrongArguments, plan)) return p;
     setNvmeRecord(plan, target, job.opcode, job.nsid, queue != "io");
     for (unsigned i = 0; i < job.cdw10to15.size(); ++i) plan->nvme.setDword(10 + i, job.cdw10to15[i]);
-    if (auto p = checkOpcodeDirection(*plan)) return p;
-    if (plan->route == ProtocolCode::kNvmeByStornvme) return checkStornvmeRoute(*plan);
-    return {};
+    return checkOpcodeDirection(*plan);
 }
 
 Result planCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
@@ -418,7 +433,8 @@ std::optional<CmdProblem> translateCmd(const CmdJob& job, const CmdTarget& targe
     if (auto p = refuseStrayOptions(job, mode, plan->family, plan->dumpType)) return p;
     if (auto p = readTimeout(job, &timeout)) return p;
     if (auto p = planMode(mode, job, target, inBin, plan)) return p;
-    if (auto p = checkTunnelLimits(*plan)) return p;
+    if (auto p = refuseOnOsDrive(*plan, target)) return p;
+    if (auto p = checkRouteLimits(*plan, mode)) return p;
     applyTimeout(plan, timeout);
     return {};
 }

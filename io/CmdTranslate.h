@@ -41,6 +41,8 @@ struct CmdTarget {
     uint64_t sectorCount = 0;
     // The JMicron bridge's NVMe tunnel (disk kind 22) behind a SCSI route.
     bool nvmeTunnel = false;
+    // Holds the Windows folder: nothing that can change the media is sent.
+    bool osDrive = false;
 };
 
 struct CmdPlan {

@@ -45,7 +45,11 @@ void copyBackRegisters(const AtaPassThroughDirect64& block, AtaCommand* command)
 }  // namespace
 
 bool AtaProtocolOverAta::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, void* record) {
-    AtaCommand& command = *static_cast<AtaCommand*>(record);
+    return sendCommand(handle, buffer, dataSize, *static_cast<AtaCommand*>(record), nullptr);
+}
+
+bool AtaProtocolOverAta::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, AtaCommand& command,
+                                     uint32_t* transferred) {
     if (command.timeout == 0) command.timeout = kDefaultTimeoutSeconds;
     AtaPassThroughDirect64 block = buildAtaPassThrough(command, dataSize, bufferAddress(buffer));
     logAtaSendLine(command, dataSize);
@@ -54,6 +58,7 @@ bool AtaProtocolOverAta::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t da
     const BOOL ok = deviceApi().deviceIoControl(handle, ioctl::kAtaPassThroughDirect, &block, sizeof block, &block,
                                                 sizeof block, &returned, nullptr);
     copyBackRegisters(block, &command);
+    if (transferred) *transferred = ok ? block.DataTransferLength : 0;
     if (!ok) {
         logWarning("[AtaProtocolOverAta] DeviceIoControl failed... LE=0x%X", takeSystemLastError());
         return false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "protocol/CommandRecords.h"
 #include "protocol/IProtocol.h"
 
 namespace zel {
@@ -10,6 +11,9 @@ class AtaProtocolOverAta : public AtaProtocol {
 public:
     using IProtocol::sendCommand;
     bool sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, void* command) override;
+    // The same, also handing back the bytes the driver says it moved
+    // (DataTransferLength written back), for raw commands.
+    bool sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, AtaCommand& command, uint32_t* transferred);
 };
 
 }  // namespace zel

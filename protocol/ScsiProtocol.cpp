@@ -32,7 +32,7 @@ bool ScsiProtocol::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize
 }
 
 bool ScsiProtocol::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize, ScsiCommand& command,
-                               uint8_t (&sense)[32]) {
+                               uint8_t (&sense)[32], uint32_t* transferred) {
     if (command.timeout == 0) command.timeout = kDefaultTimeoutSeconds;
     ScsiPassThroughWithSense block = buildScsiPassThrough(command, dataSize, bufferAddress(buffer));
     logCdbSendLine(block.sptd, dataSize);
@@ -42,6 +42,7 @@ bool ScsiProtocol::sendCommand(HANDLE handle, uint8_t* buffer, uint32_t dataSize
                                                 sizeof block, &returned, nullptr);
     command.scsiStatus = block.sptd.ScsiStatus;
     std::memcpy(sense, block.sense, sizeof sense);
+    if (transferred) *transferred = ok ? block.sptd.DataTransferLength : 0;
     if (ok && returned >= block.sptd.Length && block.sptd.ScsiStatus == 0) return true;
     logDebug("command fail... nRead(%u), Sptd.Length(%u), Sptd.ScsiStatus=%d", static_cast<unsigned>(returned),
              static_cast<unsigned>(sizeof block.sptd), block.sptd.ScsiStatus);

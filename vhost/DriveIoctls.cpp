@@ -221,9 +221,10 @@ BOOL VirtualHost::ataPassThrough(VirtualDisk& target, uint8_t* in, DWORD inSize,
     }
     const bool moves = flags & 0x06;
     if (moves && length && !data) return fail(ERROR_INVALID_PARAMETER);
-    target.ata()->execute(taskFile, moves ? data : nullptr, moves ? length : 0);
+    const uint32_t moved = target.ata()->execute(taskFile, moves ? data : nullptr, moves ? length : 0);
 
     if (out != in) std::memcpy(out, in, 48);
+    put32(out + 8, moved);  // as the port driver does, DataTransferLength tells what moved
     uint8_t* result = out + 40;
     result[0] = taskFile.error;
     result[1] = static_cast<uint8_t>(taskFile.count);

@@ -170,9 +170,9 @@ ScsiResult ScsiTarget::ataPassThrough(const uint8_t* cdb, uint8_t* data, uint32_
     }
     if (!taskFile.ext) taskFile.lba |= static_cast<uint64_t>(taskFile.device & 0x0F) << 24;
     if (protocol == 0 && disk_.description().satStrict) return good(0);  // hardware reset
-    bridged_->execute(taskFile, data, size);
+    const uint32_t moved = bridged_->execute(taskFile, data, size);
     if (taskFile.status & atastatus::kErr) return checkCondition(0x0B, 0x00, 0x00);
-    return good(size);
+    return good(moved);
 }
 
 }  // namespace vhost

@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "io/Pattern.h"
+#include "tests/io/Sha256.h"
 #include "tests/io/VhostFixture.h"
 #include "tests/support/TestHosts.h"
 
@@ -286,4 +287,181 @@ TEST_F(CmdJMicronEndToEnd, OversizeIsRefusedAndOtherRunsStayScsi) {
     EXPECT_EQ(file("inq.bin").substr(8, 8), "JMicron ");
     EXPECT_EQ(ini("protocol"), "scsi");
     EXPECT_EQ(run("-d 1 --protocol nvme --identify").exitCode, 0x20000008u) << "no tunnel on a plain stick";
+}
+
+namespace {
+
+const char* const kOsVolume = R"("volumes": [{"letter": "C", "totalBytes": 4096}])";
+constexpr uint32_t kOsDrive = 0x20000005;
+
+struct OsDriveRun {
+    const char* args;
+    bool refused;
+};
+
+// One disk of a host made the OS drive, with the commands tried on it.
+struct OsDriveRoute {
+    const char* name;
+    int disk;
+    std::string host;
+    std::vector<OsDriveRun> runs;
+};
+
+// The NVMe classes every NVMe route refuses, and what it still reads.
+std::vector<OsDriveRun> nvmePortRuns() {
+    return {
+        {"--opc 1 --queue io --ns 1 --cdw10 16 --io out --in-bin w.bin", true},
+        {"--opc 4 --queue io --ns 1 --cdw10 16", true},
+        {"--opc 8 --queue io --ns 1 --cdw10 16", true},
+        {"--opc 9 --queue io --ns 1 --cdw11 4 --io out --data 00000000010000001000000000000000", true},
+        {"--trim --lba 16", true},
+        {"--opc 0x80 --ns 1", true},
+        {"--opc 0x84 --cdw10 2", true},
+        {"--opc 0x11 --io out --in-bin w.bin", true},
+        {"--opc 9 --cdw10 6", true},
+        {"--opc 2 --queue io --ns 1 --cdw10 16 --io in --datalen 512", false},
+        {"--opc 2 --ns 0xFFFFFFFF --cdw10 0x007F0002 --io in --datalen 512", false},
+        {"--opc 0x0A --cdw10 6", false},
+        {"--identify", false},
+        {"--flush", false},
+    };
+}
+
+std::string jmicronHost(const std::string& extra) {
+    return R"({"disks": [{"number": 0, "busType": 7, "vendor": "JMicron", "model": "Generic USB",
+  "serial": "JMB00001", "sectorCount": 65536, "trim": {"supported": true}, )" + extra + "}]}";
+}
+
+std::vector<OsDriveRoute> osDriveRoutes() {
+    return {
+        {"ATA port", 0, zeltest::routeHost(kOsVolume, 0),
+         {{"--command 0x35 --48bit --lba 16 --device 0x40 --io out --in-bin w.bin", true},
+          {"--command 0x30 --lba 16 --device 0x40 --io out --in-bin w.bin", true},
+          {"--command 0x3D --48bit --lba 16 --device 0x40 --io out --in-bin w.bin", true},
+          {"--command 0xCA --lba 16 --device 0x40 --io out --in-bin w.bin", true},
+          {"--command 0x06 --feature 1 --48bit --device 0x40 --io out --in-bin w.bin", true},
+          {"--trim --lba 16", true},
+          {"--command 0xF4 --io out --in-bin w.bin", true},
+          {"--command 0xB4 --48bit --feature 0x14", true},
+          {"--command 0x92 --feature 7 --io out --in-bin w.bin", true},
+          {"--command 0xB0 --feature 0xD6 --lba 0xC24F80 --io out --in-bin w.bin", true},
+          {"--command 0xFA --io out --in-bin w.bin", true},
+          {"--command 0xEC --io in --datalen 512", false},
+          {"--command 0x25 --48bit --lba 16 --device 0x40 --io in --datalen 512", false},
+          {"--command 0xEA --48bit --device 0x40", false},
+          {"--dumptype smart --dump s.bin", false},
+          {"--dumptype lba --lba 16 --dump l.bin", false},
+          {"--flush", false}}},
+        {"SCSI", 5, zeltest::routeHost(kOsVolume, 5),
+         {{"--cdb \"2A 00 00 00 00 10 00 00 01 00\" --io out --in-bin w.bin", true},
+          {"--cdb \"8A 00 00 00 00 00 00 00 00 10 00 00 00 01 00 00\" --io out --in-bin w.bin", true},
+          {"--cdb \"04 00 00 00 00 00\"", true},
+          {"--cdb \"48 01 00 00 00 00 00 00 00 00\"", true},
+          {"--cdb \"42 00 00 00 00 00 00 00 18 00\" --io out --data "
+           "\"00 16 00 10 00 00 00 00 00 00 00 00 00 00 00 10 00 00 00 01 00 00 00 00\"", true},
+          {"--cdb \"3B 05 00 00 00 00 00 02 00 00\" --io out --in-bin w.bin", true},
+          {"--trim --lba 16", true},
+          {"--cdb \"28 00 00 00 00 10 00 00 01 00\" --io in --datalen 512", false},
+          {"--identify", false},
+          {"--flush", false}}},
+        {"SAT", 4, zeltest::routeHost(kOsVolume, 4),
+         {{"--cdb \"85 0D 06 00 00 00 01 00 10 00 00 00 00 40 35 00\" --io out --in-bin w.bin", true},
+          {"--cdb \"A1 0C 06 00 01 10 00 00 40 CA 00 00\" --io out --in-bin w.bin", true},
+          {"--cdb \"85 07 00 00 00 00 00 00 00 00 00 00 00 40 B4 00\"", true},
+          {"--cdb \"A1 08 0E 00 01 00 00 00 A0 EC 00 00\" --io in --datalen 512", false},
+          {"--dumptype smart --dump s.bin", false},
+          {"--flush", false}}},
+        {"NVMe inbox", 1, zeltest::routeHost(kOsVolume, 1),
+         {{"--trim --lba 16", true},
+          {"--opc 0x80 --ns 1", true},
+          {"--opc 0x84 --cdw10 2", true},
+          {"--opc 0x11 --io out --in-bin w.bin", true},
+          {"--opc 9 --cdw10 6", true},
+          {"--opc 0xC1 --io out --in-bin w.bin", true},
+          {"--opc 1 --queue io --ns 1 --cdw10 16 --io out --in-bin w.bin", true},
+          {"--opc 2 --ns 0xFFFFFFFF --cdw10 0x007F0002 --io in --datalen 512", false},
+          {"--opc 0x0A --cdw10 6", false},
+          {"--identify", false},
+          {"--flush", false}}},
+        {"NVMe RST", 2, zeltest::routeHost(kOsVolume, 2), nvmePortRuns()},
+        {"NVMe miniport", 3, zeltest::routeHost(kOsVolume, 3), nvmePortRuns()},
+        {"JMicron tunnel", 0, jmicronHost(kOsVolume),
+         {{"--protocol nvme --opc 1 --queue io --ns 1 --cdw10 16 --io out --in-bin w.bin", true},
+          {"--protocol nvme --trim --lba 16", true},
+          {"--protocol nvme --opc 0x80 --ns 1", true},
+          {"--cdb \"A1 80 00 00 02 00 00 00 00 00 00 00\" --io out --in-bin w.bin", true},
+          {"--cdb \"2A 00 00 00 00 10 00 00 01 00\" --io out --in-bin w.bin", true},
+          {"--trim --lba 16", true},
+          {"--protocol nvme --opc 2 --queue io --ns 1 --cdw10 16 --io in --datalen 512", false},
+          {"--protocol nvme --identify", false},
+          {"--protocol nvme --opc 0x0A --cdw10 6", false},
+          {"--protocol nvme --flush", false},
+          {"--dumptype logpage --lid 2 --dump d.bin", false},
+          {"--identify", false}}},
+    };
+}
+
+}  // namespace
+
+// The host keeps a disk's contents in its image and its trimmed ranges beside it.
+class CmdOsDriveEndToEnd : public CmdEndToEnd {
+protected:
+    std::string mediaDigest(int disk) const {
+        const std::string state = "host.json.state\\disk" + std::to_string(disk);
+        const std::string media = file(state + ".img") + "|" + file(state + ".trim");
+        return testing_sha256::sha256Hex(media.data(), media.size());
+    }
+};
+
+TEST_F(CmdOsDriveEndToEnd, NothingThatChangesTheMediaIsSentOnAnyRoute) {
+    for (const OsDriveRoute& route : osDriveRoutes()) {
+        SCOPED_TRACE(route.name);
+        useHost(route.host);
+        std::ofstream(dir_->file("w.bin"), std::ios::binary) << std::string(512, '\x5A');
+        const std::string before = mediaDigest(route.disk);
+        for (const OsDriveRun& r : route.runs) {
+            auto result = run("-d " + std::to_string(route.disk) + " " + r.args);
+            if (r.refused) {
+                EXPECT_EQ(result.exitCode, kOsDrive) << r.args << "\n" << result.output;
+                EXPECT_TRUE(contains(result.output, "is the OS drive; not sent: ")) << r.args << "\n" << result.output;
+                EXPECT_FALSE(contains(result.output, "Send ")) << r.args << ": refused before anything is sent";
+            } else {
+                EXPECT_EQ(result.exitCode, 0u) << r.args << "\n" << result.output;
+            }
+        }
+        EXPECT_EQ(mediaDigest(route.disk), before) << "the OS drive's image and trimmed ranges are unchanged";
+    }
+}
+
+TEST_F(CmdEndToEnd, DataLengthIsWhatCameBackBesideWhatWasAsked) {
+    const struct {
+        const char* args;
+        const char* returned;
+        const char* requested;
+    } cases[] = {
+        {"-d 5 --cdb \"12 00 00 00 FF 00\" --io in --datalen 255", "96", "255"},
+        {"-d 0 --command 0xEC --io in --datalen 1024", "512", "1024"},
+        {"-d 4 --cdb \"A1 08 0E 00 02 00 00 00 A0 EC 00 00\" --io in --datalen 1024", "512", "1024"},
+        {"-d 3 --opc 6 --cdw10 1 --io in --datalen 4096", "4096", "4096"},
+    };
+    for (const auto& c : cases) {
+        auto result = run(std::string(c.args) + " --out-bin back.bin");
+        ASSERT_EQ(result.exitCode, 0u) << c.args << "\n" << result.output;
+        EXPECT_EQ(ini("data_length"), c.returned) << c.args;
+        EXPECT_EQ(ini("data_length_requested"), c.requested) << c.args;
+        EXPECT_EQ(std::to_string(file("back.bin").size()), c.returned) << c.args << ": the file holds what came back";
+    }
+}
+
+TEST_F(CmdEndToEnd, AnOpcodeThatAllowsDataMayMoveNone) {
+    for (const char* disk : {"-d 1", "-d 2", "-d 3"}) {
+        auto features = run(std::string(disk) + " --opc 0x0A --cdw10 6");
+        ASSERT_EQ(features.exitCode, 0u) << disk << "\n" << features.output;
+        EXPECT_EQ(ini("dw0"), "0x00000001") << disk << ": volatile write cache on";
+        EXPECT_EQ(ini("data_length"), "<none>") << disk;
+    }
+    // Set Features reaches the device (which does not know it) instead of being refused for its opcode bits.
+    auto set = run("-d 3 --opc 9 --cdw10 6 --cdw11 1");
+    EXPECT_EQ(set.exitCode, 0x20000125u) << set.output;
+    EXPECT_EQ(run("-d 3 --opc 6 --cdw10 1 --io out --data 00").exitCode, 0x20000004u) << "data the other way";
 }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "io/CmdAnswer.h"
+#include "io/CmdMediaChange.h"
 #include "io/CmdTranslate.h"
 
 namespace {
@@ -328,4 +329,68 @@ TEST(CmdAnswer, SenseFormats) {
         EXPECT_EQ(f.asc, c.asc) << std::hex << +c.sense[0];
         EXPECT_EQ(f.ascq, c.ascq) << std::hex << +c.sense[0];
     }
+}
+
+// The command sets' overlaps and the commands whose effect hides in a field.
+TEST(CmdMediaChange, OpcodeSetsSubcommandsAndCarriedCommands) {
+    enum Set { Ata, Scsi, Admin, Io };
+    const struct {
+        Set set;
+        std::vector<uint8_t> bytes;  // ATA: command, feature; SCSI: the CDB; NVMe: the opcode
+        bool dataOut;
+        bool changes;
+    } cases[] = {
+        {Admin, {0x09}, false, true},  // Set Features
+        {Io, {0x09}, true, true},      // Dataset Management
+        {Admin, {0x0A}, false, false},
+        {Admin, {0x05}, false, true},  // Create I/O Completion Queue
+        {Io, {0x05}, true, false},     // Compare only compares
+        {Admin, {0x21}, false, true},  // unlisted, bits 1..0 allow data out
+        {Admin, {0xC1}, false, false},
+        {Admin, {0xC1}, true, true},
+        {Io, {0x02}, false, false},
+        {Ata, {0xB0, 0xD0}, false, false},
+        {Ata, {0xB0, 0xD6}, true, true},
+        {Ata, {0xB1, 0xC2}, false, false},
+        {Ata, {0xB1, 0xC0}, false, true},
+        {Ata, {0xFA, 0x00}, false, false},
+        {Ata, {0xFA, 0x00}, true, true},
+        {Ata, {0x25, 0x00}, true, true},
+        {Scsi, {0x7F, 0, 0, 0, 0, 0, 0, 0x18, 0x00, 0x09, 0, 0, 0, 0, 0, 0}, false, false},  // READ(32)
+        {Scsi, {0x7F, 0, 0, 0, 0, 0, 0, 0x18, 0x00, 0x0B, 0, 0, 0, 0, 0, 0}, false, true},   // WRITE(32)
+        {Scsi, {0x2F, 0x02, 0, 0, 0, 0, 0, 0, 1, 0}, true, false},                           // VERIFY, BYTCHK
+        {Scsi, {0x12, 0, 0, 0, 0x60, 0}, true, true},
+        {Scsi, {0x85, 0x08, 0x0E, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0xA0, 0xEC, 0}, false, false},
+        {Scsi, {0x85, 0x0D, 0x0E, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0x40, 0x25, 0}, false, false},  // DMA in
+        {Scsi, {0x85, 0x0D, 0x06, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0x40, 0xEC, 0}, false, true},   // DMA out
+        {Scsi, {0xA1, 0x06, 0x00, 0, 0, 0, 0, 0, 0x40, 0xEF, 0, 0}, false, true},             // SET FEATURES
+    };
+    for (const auto& c : cases) {
+        const uint8_t* b = c.bytes.data();
+        zel::MediaEffect effect;
+        switch (c.set) {
+            case Ata: effect = zel::ataMediaEffect(b[0], b[1], c.dataOut); break;
+            case Scsi: effect = zel::scsiMediaEffect(b, uint8_t(c.bytes.size()), c.dataOut, false); break;
+            case Admin: effect = zel::nvmeMediaEffect(b[0], true, c.dataOut); break;
+            case Io: effect = zel::nvmeMediaEffect(b[0], false, c.dataOut); break;
+        }
+        EXPECT_EQ(effect.changes, c.changes) << "set " << c.set << " opcode " << std::hex << +b[0] << ": " << effect.what;
+    }
+    const uint8_t tunnelRead[12] = {0xA1, 0x08, 0x0E, 0, 1, 0, 0, 0, 0xA0, 0xEC, 0, 0};
+    EXPECT_TRUE(zel::scsiMediaEffect(tunnelRead, 12, false, true).changes) << "A1h on the tunnel hides its command";
+}
+
+// On the OS drive the refusal comes first, also where the route has limits of its own.
+TEST(CmdTranslate, OsDriveRefusalComesBeforeTheRoutesLimits) {
+    JobBuilder b;
+    b.job.opcode = 0x80;
+    b.job.nsid = 1;
+    b.given({"opc", "ns"});
+    zel::CmdTarget target = disk(ProtocolCode::kNvmeByStornvme);
+    EXPECT_EQ(translate(b.job, target).problem->code, 0x20000126u) << "not the OS drive: the inbox route's limit";
+    target.osDrive = true;
+    Outcome o = translate(b.job, target);
+    ASSERT_TRUE(o.problem);
+    EXPECT_EQ(o.problem->code, 0x20000005u);
+    EXPECT_EQ(o.problem->line, "[ActionCommand] Disk 3 is the OS drive; not sent: NVMe admin 80h Format NVM: erases the namespace");
 }
