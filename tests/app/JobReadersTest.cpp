@@ -129,6 +129,8 @@ TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
         ASSERT_TRUE(problem) << c.option;
         EXPECT_EQ(problem->option, c.option);
         EXPECT_EQ(problem->kind, c.kind) << c.option;
-        if (c.kind == Kind::PathTooLong) EXPECT_GT(problem->length, 254u) << zel::describe(*problem);
+        if (c.kind == Kind::PathTooLong) {
+            EXPECT_GT(problem->length, 254u) << zel::describe(*problem);
+        }
     }
 }
