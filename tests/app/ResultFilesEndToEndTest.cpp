@@ -38,6 +38,9 @@ attr_id_1 = 119:112
 attr_desc_1 = Power cycles
 )";
 
+// Many disks make the saves long enough for kills to land in them.
+constexpr int kManyDisks = 40;
+
 int count(const std::string& text, const std::string& part) {
     int n = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
@@ -53,8 +56,9 @@ std::vector<std::string> lines(const std::string& text) {
 
 class ResultFiles : public zeltest::VhostFixture {
 protected:
-    void SetUp() override {
-        useHost("{\"portIoDriver\": true, " + zeltest::routeHost().substr(1));
+    void SetUp() override { useHostWithFiles("{\"portIoDriver\": true, " + zeltest::routeHost().substr(1)); }
+    void useHostWithFiles(const std::string& description) {
+        useHost(description);
         std::ofstream(dir_->file("sata.ini"), std::ios::binary) << kSataConfig;
         std::ofstream(dir_->file("nvme.ini"), std::ios::binary) << kNvmeConfig;
         std::ofstream(dir_->file("trace.txt"), std::ios::binary) << "$write 0 8\n$trims 16 8\n$flush\n";
@@ -80,7 +84,8 @@ protected:
             EXPECT_TRUE(line.empty() || line[0] == '[' || contains(line, "=")) << when << ": " << line;
         EXPECT_EQ(count(info, "DiskId="), count(info, "OsDrive=")) << when << "\n" << info;
         if (!info.empty()) {
-            EXPECT_TRUE(contains(info, "[DiskList]\nCount=6\n")) << when << "\n" << info;
+            const std::string heading = "[DiskList]\nCount=" + std::to_string(kManyDisks) + "\n";
+            EXPECT_TRUE(contains(info, heading)) << when << "\n" << info;
         }
         const std::string smart = zeltest::withoutCr(file("s.ini"));
         if (!smart.empty()) {
@@ -97,6 +102,17 @@ protected:
     }
 };
 
+std::string manyDisksHost() {
+    std::string disks;
+    for (int n = 0; n < kManyDisks; ++n) {
+        disks += std::string(n ? "," : "") + R"({"number": )" + std::to_string(n) +
+                 R"(, "busType": 11, "model": "Many SATA", "firmware": "FW01", "serial": "MANY)" + std::to_string(n) +
+                 R"(", "sectorCount": 131072, "scsiAddress": {"port": )" + std::to_string(n) +
+                 R"(}, "smartAttributes": [{"id": 5, "raw": 7}, {"id": 12, "rawFrom": "powerCycles"}]})";
+    }
+    return R"({"portIoDriver": true, "disks": [)" + disks + "]}";
+}
+
 const char kSmartRun[] =
     "-a smart -d 0 --smart-config sata.ini --out-bin s.bin --out-ini s.ini --out-csv s.csv --commfile c.json";
 const char kInfoRun[] = "--info --init --out-ini info.ini --commfile c.json";
@@ -104,14 +120,19 @@ const char kInfoRun[] = "--info --init --out-ini info.ini --commfile c.json";
 // Kills land at random moments of runs that save every kind of result file;
 // after each, every file is whole and the next run reads them and succeeds.
 TEST_F(ResultFiles, AKilledRunLeavesEveryFileWhole) {
+    useHostWithFiles(manyDisksHost());
     std::mt19937 random(std::random_device{}());
     for (const char* args : {kInfoRun, kSmartRun}) {
-        const ULONGLONG start = GetTickCount64();
+        ASSERT_EQ(run(args).exitCode, 0u) << args;
+        const ULONGLONG start = GetTickCount64();  // a second run, as warm as the killed ones
         const zeltest::ChildResult whole = run(args);
         ASSERT_EQ(whole.exitCode, 0u) << args << "\n" << whole.output;
         const uint32_t span = static_cast<uint32_t>(GetTickCount64() - start) + 1;
         for (int round = 0; round < 6; ++round) {
-            const uint32_t delay = random() % span;
+            // Saves come late in a run; most kills aim there.
+            const uint32_t delay = span * 2 / 5 + random() % (span * 3 / 5 + 1);
+            // Without the INI files, a key-by-key save cut short would show.
+            for (const char* name : {"info.ini", "s.ini"}) DeleteFileA(dir_->file(name).c_str());
             killedAfter(args, delay);
             const std::string when = std::string(args) + " killed after " + std::to_string(delay) + " ms";
             expectWholeFiles(when);
