@@ -14,6 +14,7 @@
 #include "core/Logger.h"
 #include "core/Paths.h"
 #include "core/ProcessSwitches.h"
+#include "core/SafeSave.h"
 #include "disk/DiskList.h"
 #include "host/CrashDumper.h"
 
@@ -79,7 +80,17 @@ ErrorCode dispatchAction(ActionBase* action, const std::string& name, const Pars
     return 0;
 }
 
-ErrorCode runEntry(int argc, const char* const* argv) {
+namespace {
+
+// A refused value is reported before anything else happens; when it is the
+// log file's own place, or a path too long to write, on the console only.
+bool logFilesFor(const std::optional<OptionProblem>& problem) {
+    if (!problem) return true;
+    return problem->kind != OptionProblem::Kind::PathTooLong && problem->option != "logfile" &&
+           problem->option != "logdir";
+}
+
+ErrorCode runSteps(int argc, const char* const* argv) {
     processSwitches().startMilliseconds = nowMilliseconds();
     std::unique_ptr<cxxopts::Options> options = makeOptions();
     const ParseResult args = parseCommandLine(*options, argc, argv);
@@ -87,10 +98,8 @@ ErrorCode runEntry(int argc, const char* const* argv) {
         printHelp(*options);
         return 0;
     }
-    // A refused value is reported before anything else happens; when it is
-    // the log file's own place, on the console only.
     const std::optional<OptionProblem> problem = findCommandLineProblem(args);
-    setUpLogging(args, !problem || (problem->option != "logfile" && problem->option != "logdir"));
+    setUpLogging(args, logFilesFor(problem));
     if (problem) {
         reportOptionProblem(*problem);
         return err::kWrongArguments;
@@ -107,6 +116,15 @@ ErrorCode runEntry(int argc, const char* const* argv) {
     const std::string name = args.text("action");
     ActionBase* action = ActionFactory::instance()->get(name);
     return dispatchAction(action, name, args, processSwitches().precheck, *options);
+}
+
+}  // namespace
+
+// A run whose result file could not be written did not succeed, whatever
+// its steps returned (the failure was logged where it happened).
+ErrorCode runEntry(int argc, const char* const* argv) {
+    const ErrorCode code = runSteps(argc, argv);
+    return code == 0 ? resultFileFailure() : code;
 }
 
 }  // namespace zel

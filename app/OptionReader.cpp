@@ -3,14 +3,25 @@
 #include "core/ErrorCodes.h"
 #include "core/Logger.h"
 #include "core/NumberText.h"
+#include "core/SafeSave.h"
 #include "core/TextFormat.h"
 
 namespace zel {
 
 std::string describe(const OptionProblem& problem) {
-    if (problem.kind == OptionProblem::Kind::NamesDevice)
-        return formatText("[ZelCli] --%s names a device, not a file: \"%s\"", problem.option.c_str(),
-                          problem.value.c_str());
+    const char* option = problem.option.c_str();
+    const char* value = problem.value.c_str();
+    switch (problem.kind) {
+    case OptionProblem::Kind::NamesDevice:
+        return formatText("[ZelCli] --%s names a device, not a file: \"%s\"", option, value);
+    case OptionProblem::Kind::OutOfRange:
+        return formatText("[ZelCli] --%s does not fit in 16 bits (0 to 65535): \"%s\"", option, value);
+    case OptionProblem::Kind::PathTooLong:
+        return formatText("[ZelCli] --%s gives a result file path of %zu characters, more than %zu: \"%s\"", option,
+                          problem.length, kMaxResultPathLength, value);
+    case OptionProblem::Kind::NotANumber:
+        break;
+    }
     return formatText("[ZelCli] --%s is not a valid number: \"%s\"", problem.option.c_str(), problem.value.c_str());
 }
 

@@ -12,10 +12,11 @@ namespace zel {
 
 // A value on the command line that its reader refuses.
 struct OptionProblem {
-    enum class Kind { NotANumber, NamesDevice };
+    enum class Kind { NotANumber, NamesDevice, OutOfRange, PathTooLong };
     Kind kind = Kind::NotANumber;
     std::string option;
-    std::string value;
+    std::string value;  // for PathTooLong the full path
+    size_t length = 0;  // PathTooLong: characters of the full path
 };
 
 // The one WARNING line a refused value gets.

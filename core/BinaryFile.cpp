@@ -4,6 +4,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "core/SafeSave.h"
+
 namespace zel {
 
 std::optional<std::vector<uint8_t>> readBinaryFile(const std::string& path) {
@@ -13,9 +15,8 @@ std::optional<std::vector<uint8_t>> readBinaryFile(const std::string& path) {
 }
 
 bool writeBinaryFile(const std::string& path, const uint8_t* data, size_t size) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-    return static_cast<bool>(file);
+    const std::string bytes = size ? std::string(reinterpret_cast<const char*>(data), size) : std::string();
+    return saveFileWhole(path, bytes);
 }
 
 bool fileExists(const std::string& path) {

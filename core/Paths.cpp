@@ -1,9 +1,15 @@
 #include "core/Paths.h"
 
 #include <cctype>
+#include <filesystem>
+#include <vector>
 
 #include "core/Logger.h"
 #include "core/TextFormat.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace zel {
 
@@ -30,6 +36,23 @@ bool namesDevice(const std::string& path) {
                            rest[2] == '\\';
     const bool uncFile = toLower(rest.substr(0, 4)) == "unc\\";
     return !driveFile && !uncFile;
+}
+
+std::string absoluteForm(const std::string& path) {
+#ifdef _WIN32
+    std::vector<char> full(32768);
+    const DWORD n = GetFullPathNameA(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+    if (n > 0 && n < full.size()) return std::string(full.data(), n);
+    if (isAbsolutePath(path)) return path;
+    const DWORD m = GetCurrentDirectoryA(static_cast<DWORD>(full.size()), full.data());
+    std::string folder(full.data(), m < full.size() ? m : 0);
+    if (!folder.empty() && folder.back() != '\\') folder += '\\';
+    return folder + path;
+#else
+    std::error_code error;
+    const std::filesystem::path full = std::filesystem::absolute(path, error);
+    return error ? path : full.string();
+#endif
 }
 
 std::string parentFolder(const std::string& path) {

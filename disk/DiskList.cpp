@@ -171,7 +171,7 @@ bool DiskList::writeIni(const std::string& path) const {
     IniFile ini(path);
     bool ok = ini.writeNumber("DiskList", "Count", static_cast<int32_t>(disks_.size()));
     for (const auto& disk : disks_) ok = writeDiskInformation(*disk, ini) && ok;
-    return ok;
+    return ini.save() && ok;
 }
 
 std::vector<DriveInfo> DiskList::toDriveInfoList() const {

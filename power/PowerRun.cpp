@@ -105,6 +105,7 @@ ErrorCode measureToIni(PowerSwitch& power, const std::string& outIni) {
     bool ok = ini.writeText("power", "voltage_mv", formatText("%.2f", m.millivolts));
     ok = ini.writeText("power", "current_ma", formatText("%.2f", m.milliamps)) && ok;
     ok = ini.writeText("power", "power_mw", formatText("%.2f", m.milliwatts)) && ok;
+    ok = ini.save() && ok;
     return ok ? 0 : fail(lastError() ? lastError() : err::kMeasurePower);
 }
 

@@ -1,11 +1,11 @@
 #include "smart/SmartDataParser.h"
 
-#include <fstream>
 #include <sstream>
 
 #include "core/Clock.h"
 #include "core/DeviceApi.h"
 #include "core/Logger.h"
+#include "core/SafeSave.h"
 #include "core/TextFormat.h"
 #include "core/WinReg.h"
 #include "smart/VariableLimit.h"
@@ -43,9 +43,7 @@ bool SmartDataParser::compareAndPrint(const SmartReadings& readings, const std::
         WinReg::writeText(kSmartRegistryKey, kRegLastPowerOnHr, std::to_string(*result->powerOnCheckTime));
     logTable(result->table);
     if (!outLog.empty()) {
-        std::ofstream file(outLog, std::ios::binary | std::ios::trunc);
-        file << result->table;
-        if (!file) logWarning("Failed to output SMART table to %s", outLog.c_str());
+        if (!saveFileWhole(outLog, result->table)) logWarning("Failed to output SMART table to %s", outLog.c_str());
     }
     return result->noConflict;
 }

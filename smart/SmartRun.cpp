@@ -1,6 +1,5 @@
 #include "smart/SmartRun.h"
 
-#include <fstream>
 #include <memory>
 #include <optional>
 
@@ -11,6 +10,7 @@
 #include "core/IniFile.h"
 #include "core/Logger.h"
 #include "core/Paths.h"
+#include "core/SafeSave.h"
 #include "core/WinReg.h"
 #include "disk/DiskBase.h"
 #include "disk/DiskReport.h"
@@ -159,7 +159,6 @@ private:
     void writeCsv() {
         if (job_.outCsv.empty()) return;
         const std::string path = resolveOutputPath(job_.outCsv);
-        const bool fresh = !fileExists(path);
         std::vector<std::string> heading = parser_->csvHeading();
         std::vector<std::string> row = parser_->csvRow(readings_.current, csvTime());
         if (isNvmeDisk(disk_)) {
@@ -169,20 +168,24 @@ private:
             row.push_back(known ? pcie->linkSpeedText() : "");
             row.push_back(known ? formatText("x%d", static_cast<int>(pcie->linkWidth)) : "");
         }
-        std::ofstream file(path, std::ios::binary | std::ios::app);
-        if (fresh) file << csvLine(heading);
-        file << csvLine(row);
-        if (!file) logWarning("Failed to output SMART data to %s", path.c_str());
+        const bool saved = updateFileWhole(path, [&](std::string* text) {
+            if (text->empty()) *text += csvLine(heading);
+            *text += csvLine(row);
+        });
+        if (!saved) logWarning("Failed to output SMART data to %s", path.c_str());
     }
 
     void writeJson() {
         ActionResultJson& json = ActionResultJson::instance(job_.resultJson);
-        std::vector<DriveInfo> drives = readDriveInfoList(json.document());
-        DiskInfo* entry = diskEntry(&drives);
-        entry->smartInfo = smartInfoJson(parser_->protocolName(), csvTime(), comparison_, readings_.current,
-                                         parser_->attributePages());
-        writeDriveInfoList(json.document(), drives);
-        if (!json.save()) logWarning("Failed to save SMART information to %s", json.path().c_str());
+        const Json smartInfo = smartInfoJson(parser_->protocolName(), csvTime(), comparison_, readings_.current,
+                                             parser_->attributePages());
+        // Into the file as it is now: another run may share it.
+        const bool saved = json.update([&](Json& document) {
+            std::vector<DriveInfo> drives = readDriveInfoList(document);
+            diskEntry(&drives)->smartInfo = smartInfo;
+            writeDriveInfoList(document, drives);
+        });
+        if (!saved) logWarning("Failed to save SMART information to %s", json.path().c_str());
     }
 
     // The disk's entry in the drive list; added from the disk when missing.

@@ -94,16 +94,31 @@ TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
                              "\\\\server\\share\\a.ini", "PhysicalDrive1"})
         EXPECT_FALSE(zel::namesDevice(path)) << path;
 
+    using Kind = zel::OptionProblem::Kind;
+    const std::string longName(300, 'n');
+    const std::string roomless(250, 'd');  // a log folder that leaves a default name no room
     struct Case {
         std::vector<std::pair<std::string, std::string>> values;
         const char* option;  // nullptr: accepted
+        Kind kind;
     } cases[] = {
-        {{{"diskid", ""}}, "diskid"},
-        {{{"diskid", "0x1F"}}, "diskid"},
-        {{{"vid", "8086h"}}, "vid"},
-        {{{"diskid", "3"}, {"did", "-2"}}, nullptr},
-        {{{"logfile", "\\\\.\\PhysicalDrive1"}, {"diskid", "x"}}, "logfile"},
-        {{{"action", "\\\\.\\PhysicalDrive1"}}, nullptr},
+        {{{"diskid", ""}}, "diskid", Kind::NotANumber},
+        {{{"diskid", "0x1F"}}, "diskid", Kind::NotANumber},
+        {{{"vid", "8086h"}}, "vid", Kind::NotANumber},
+        {{{"diskid", "3"}, {"did", "65535"}, {"vid", "0"}}, nullptr, Kind::NotANumber},
+        {{{"vid", "70000"}}, "vid", Kind::OutOfRange},
+        {{{"vid", "1"}, {"did", "-2"}}, "did", Kind::OutOfRange},
+        {{{"did", "65536"}, {"diskid", "x"}}, "diskid", Kind::NotANumber},
+        {{{"logfile", "\\\\.\\PhysicalDrive1"}, {"diskid", "x"}}, "logfile", Kind::NamesDevice},
+        {{{"action", "\\\\.\\PhysicalDrive1"}}, nullptr, Kind::NotANumber},
+        {{{"out-bin", "a.bin," + longName}}, "out-bin", Kind::PathTooLong},
+        {{{"commfile", longName}, {"vid", "1"}}, "commfile", Kind::PathTooLong},
+        {{{"logdir", roomless}, {"out-ini", "r.ini"}}, "out-ini", Kind::PathTooLong},
+        {{{"logdir", roomless}, {"action", "cmd"}}, "out-ini", Kind::PathTooLong},
+        {{{"logdir", roomless}, {"action", "rw"}}, "logdir", Kind::PathTooLong},
+        {{{"logdir", roomless}, {"action", "wkld"}}, nullptr, Kind::NotANumber},  // its JSON is not in the folder
+        {{{"logdir", roomless}, {"exist", ""}}, nullptr, Kind::NotANumber},
+        {{{"commfile", "c.json"}, {"info", ""}, {"init", ""}}, nullptr, Kind::NotANumber},
     };
     for (const Case& c : cases) {
         auto problem = zel::findCommandLineProblem(args(c.values));
@@ -113,5 +128,9 @@ TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
         }
         ASSERT_TRUE(problem) << c.option;
         EXPECT_EQ(problem->option, c.option);
+        EXPECT_EQ(problem->kind, c.kind) << c.option;
+        if (c.kind == Kind::PathTooLong) {
+            EXPECT_GT(problem->length, 254u) << zel::describe(*problem);
+        }
     }
 }

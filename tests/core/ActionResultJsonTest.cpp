@@ -21,6 +21,8 @@ TEST(ActionResultJson, FirstPathWinsAndDocumentRoundTrips) {
     EXPECT_EQ(&zel::ActionResultJson::instance(dir.file("other.json")), &result);
     EXPECT_EQ(result.path(), path);
 
+    // Another run saves between this run's load and its save.
+    std::ofstream(path, std::ios::trunc) << R"({"drive_info_list": [{"sn": "B"}], "workload_info": {"total_lines": 3}})";
     result.document()["smart_info"] = {{"b", 1}, {"a", 2}};
     ASSERT_TRUE(result.save());
     EXPECT_FALSE(zeltest::fileExists(dir.file("other.json")));
@@ -28,4 +30,9 @@ TEST(ActionResultJson, FirstPathWinsAndDocumentRoundTrips) {
     zel::Json reread = zel::Json::parse(zeltest::readFile(path));
     EXPECT_EQ(reread["workload_info"]["total_lines"], 3) << "other sections survive a save";
     EXPECT_EQ(reread["smart_info"].begin().key(), "b") << "keys keep their insertion order";
+    EXPECT_EQ(reread["drive_info_list"][0]["sn"], "B") << "the other run's update is kept";
+
+    ASSERT_TRUE(result.update([](zel::Json& document) { document["drive_info_list"].push_back({{"sn", "C"}}); }));
+    EXPECT_EQ(zel::Json::parse(zeltest::readFile(path))["drive_info_list"].size(), 2u);
+    EXPECT_EQ(result.document()["drive_info_list"][1]["sn"], "C");
 }

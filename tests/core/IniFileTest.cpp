@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/IniFile.h"
+#include "core/SafeSave.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TempDir.h"
 
@@ -29,4 +30,31 @@ TEST(IniFile, EmptyPathWritesNothing) {
     zel::IniFile ini("");
     EXPECT_FALSE(ini.writeText("s", "k", "v"));
     EXPECT_FALSE(ini.writeNumber("s", "k", 1));
+}
+
+// Keys reach the file together when the writer saves; writers sharing the
+// file keep each other's keys; a path the profile calls cannot take is
+// reported, not silently dropped.
+TEST(IniFile, WritersSaveWholeAndKeepEachOthersKeys) {
+    zeltest::TempDir dir;
+    const std::string path = dir.file("shared.ini");
+    zel::IniFile first(path);
+    {
+        zel::IniFile second(path);
+        ASSERT_TRUE(first.writeText("t1", "mode", "write"));
+        ASSERT_TRUE(second.writeText("t2", "mode", "read"));
+        EXPECT_EQ(zeltest::readFile(path), "") << "nothing before the save";
+    }
+    EXPECT_EQ(zeltest::withoutCr(zeltest::readFile(path)), "[t2]\nmode=read\n");
+    EXPECT_TRUE(first.writeText("t1", "seed", "7"));
+    EXPECT_TRUE(first.save());
+    const std::string both = zeltest::withoutCr(zeltest::readFile(path));
+    EXPECT_TRUE(zeltest::contains(both, "[t2]\nmode=read\n")) << both;
+    EXPECT_TRUE(zeltest::contains(both, "[t1]\nmode=write\nseed=7\n")) << both;
+    EXPECT_FALSE(zeltest::fileExists(path + ".tmp"));
+
+    EXPECT_EQ(zel::resultFileFailure(), 0u);
+    zel::IniFile tooLong(dir.file(std::string(300, 'x') + ".ini"));
+    EXPECT_FALSE(tooLong.writeText("s", "k", "v"));
+    EXPECT_NE(zel::resultFileFailure(), 0u);
 }

@@ -92,6 +92,34 @@ ChildResult runZelCli(const std::string& arguments, const std::string& workDir,
     return runProgram(binaryFolder() + "\\ZelCli.exe", arguments, workDir, environment);
 }
 
+bool runZelCliKilledAfter(const std::string& arguments, const std::string& workDir,
+                          const std::vector<std::string>& environment, uint32_t delayMs) {
+    SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
+    HANDLE sink = CreateFileA("NUL", GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, OPEN_EXISTING, 0,
+                              nullptr);
+    STARTUPINFOA startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = sink;
+    startup.hStdError = sink;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    PROCESS_INFORMATION process{};
+    std::string commandLine = "\"" + binaryFolder() + "\\ZelCli.exe\" " + arguments;
+    std::string env = environmentBlock(environment);
+    bool killed = false;
+    if (CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, env.data(),
+                       workDir.empty() ? nullptr : workDir.c_str(), &startup, &process)) {
+        if (WaitForSingleObject(process.hProcess, delayMs) == WAIT_TIMEOUT) {
+            killed = TerminateProcess(process.hProcess, kTimedOutExitCode) != FALSE;
+            WaitForSingleObject(process.hProcess, INFINITE);
+        }
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+    CloseHandle(sink);
+    return killed;
+}
+
 std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;

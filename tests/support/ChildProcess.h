@@ -27,6 +27,11 @@ ChildResult runProgram(const std::string& exe, const std::string& arguments, con
 ChildResult runZelCli(const std::string& arguments, const std::string& workDir = "",
                       const std::vector<std::string>& environment = {});
 
+// Starts ZelCli.exe like runZelCli, output discarded, and ends it with
+// TerminateProcess after delayMs unless it ended first; true when killed.
+bool runZelCliKilledAfter(const std::string& arguments, const std::string& workDir,
+                          const std::vector<std::string>& environment, uint32_t delayMs);
+
 std::string readFile(const std::string& path);
 bool fileExists(const std::string& path);
 
