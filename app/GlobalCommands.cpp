@@ -170,7 +170,7 @@ Outcome runDiskpartJob(const ParseResult& args, const DiskpartJob& job) {
     if (id != -1) {
         disk = DiskList::instance().get(false).findDisk(DiskSelector::byNumber(id));
         if (!disk) return err::kDiskNotFound;
-        if (disk->isOsDrive()) return err::kOsDrive;
+        if (disk->refuseIfOsDrive()) return err::kOsDrive;
     }
     const bool ok = job.run(id, disk);
     logInfo(job.logLine, ok ? "done" : "failed");

@@ -89,6 +89,11 @@ public:
     // with the Windows last error set, when there is none.
     virtual std::string toolPath(const std::string& fileName, ToolHome home) = 0;
 
+    // Upper-case letter of the drive that holds the Windows folder, 0 when
+    // unknown. It decides which disk is the OS drive; a virtual host may
+    // put Windows on any of its volumes.
+    virtual char windowsDriveLetter() = 0;
+
     // System power: transitions of the machine itself. A virtual host
     // simulates and records them, then returns as the real call does once
     // the machine is back (or, for reboot and shutdown, as if it refused).

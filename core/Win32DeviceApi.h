@@ -36,6 +36,7 @@ public:
     bool writePhysicalDword(uint64_t address, uint32_t value) override;
 
     std::string toolPath(const std::string& fileName, ToolHome home) override;
+    char windowsDriveLetter() override;
 
     BOOL exitWindows(UINT flags, DWORD reason) override;
     int runShutdownCommand(const char* commandLine) override;

@@ -9,11 +9,7 @@
 namespace zel {
 namespace {
 
-char windowsDriveLetter() {
-    char folder[MAX_PATH] = {};
-    if (!GetWindowsDirectoryA(folder, MAX_PATH)) return 0;
-    return static_cast<char>(toupper(static_cast<unsigned char>(folder[0])));
-}
+char windowsDriveLetter() { return deviceApi().windowsDriveLetter(); }
 
 }  // namespace
 

@@ -89,6 +89,16 @@ std::string defaultControllerId(const DiskDescription& disk) {
     return formatText("VHOST\\CONTROLLER\\%d&0", disk.number);
 }
 
+char readWindowsLetter(Reader& in, const json& root) {
+    const std::string letter = in.text(root, "windowsLetter", "", "host");
+    if (letter.empty()) return 0;
+    if (letter.size() != 1 || !std::isalpha(static_cast<unsigned char>(letter[0]))) {
+        in.fail("host.windowsLetter", "expected one drive letter");
+        return 0;
+    }
+    return static_cast<char>(std::toupper(static_cast<unsigned char>(letter[0])));
+}
+
 void readIdentity(Reader& in, const json& disk, const std::string& where, DiskDescription* out) {
     out->number = static_cast<int>(in.number(disk, "number", 0, where, kMaxDiskNumber));
     out->busType = in.field<uint8_t>(disk, "busType", 11, where);
@@ -532,6 +542,7 @@ bool parseHostDescription(const std::string& text, HostDescription* host, std::s
         host->powerSwitches.push_back(readPowerSwitch(in, board, at));
     });
     host->toolsFolder = in.text(root, "toolsFolder", "", "host");
+    host->windowsLetter = readWindowsLetter(in, root);
     readList(in, root, "driverPackages", "host", [&](const json& package, const std::string& at) {
         host->driverPackages.push_back(readDriverPackage(in, package, at));
     });

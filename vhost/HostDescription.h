@@ -217,6 +217,8 @@ struct HostDescription {
     // Added to the real time for every time stamp and duration the host
     // keeps, so a test can let hours pass without waiting.
     uint64_t clockOffsetSeconds = 0;
+    // Letter of the volume that holds Windows; 0: the machine's own.
+    char windowsLetter = 0;
 
     const DiskDescription* disk(int number) const;
 };

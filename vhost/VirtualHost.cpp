@@ -284,6 +284,14 @@ std::unique_ptr<DeviceApi> createUnloadableHost() {
     return std::make_unique<VirtualHost>(nothing, ERROR_BAD_CONFIGURATION);
 }
 
+// The machine's own Windows letter unless the description moves Windows.
+char VirtualHost::windowsDriveLetter() {
+    if (description_.windowsLetter) return description_.windowsLetter;
+    char folder[MAX_PATH] = {};
+    if (!GetWindowsDirectoryA(folder, MAX_PATH)) return 0;
+    return static_cast<char>(toupper(static_cast<unsigned char>(folder[0])));
+}
+
 int64_t VirtualHost::clockOffsetSeconds() { return static_cast<int64_t>(description_.clockOffsetSeconds); }
 
 }  // namespace vhost

@@ -110,6 +110,7 @@ public:
     // The description's tools folder holds the stand-ins of the external
     // tools, whatever the home of the real ones.
     std::string toolPath(const std::string& fileName, ToolHome home) override;
+    char windowsDriveLetter() override;
 
     // System power (VirtualHostPower.cpp): recorded in power-events.log and
     // answered at once, as the real calls answer once the machine is back.

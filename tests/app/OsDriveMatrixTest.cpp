@@ -77,11 +77,12 @@ const OsDrive kOsDrives[] = {
     {kJMicron, "JMicron NVMe bridge",
      R"("busType": 7, "vendor": "JMicron", "model": "Generic USB", "trim": {"supported": true}, "scsiAddress": {"port": 0})",
      kWindowsVolume},
-    // The Windows letter on the disk's second partition, a data volume first.
+    // Windows on the disk's second partition (the host puts it on D), a data
+    // volume first.
     {kSataWindowsSecond, "SATA, Windows on its second volume",
      R"("busType": 11, "model": "OS SATA Two", "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 0})",
-     R"([{"letter": "D", "totalBytes": "256k", "freeBytes": "128k"},
-         {"letter": "C", "totalBytes": "1m", "freeBytes": "512k"}])"},
+     R"([{"letter": "C", "totalBytes": "256k", "freeBytes": "128k"},
+         {"letter": "D", "totalBytes": "1m", "freeBytes": "512k"}])"},
 };
 
 // Disk 0 the OS drive, disk 1 the PCIe power board that feeds it. The NVMe
@@ -91,7 +92,8 @@ std::string hostDescription(const OsDrive& drive) {
         drive.kind & kNvmeRoutes
             ? R"(, "writeTrimRanges": [{"lba": 0, "sectors": 8, "op": "write"}, {"lba": 8, "sectors": 8, "op": "trim"}])"
             : "";
-    return R"({"toolsFolder": ")" + zeltest::StandInControl::toolsFolder() + R"(", "disks": [
+    const std::string windows = drive.kind == kSataWindowsSecond ? R"("windowsLetter": "D", )" : "";
+    return "{" + windows + R"("toolsFolder": ")" + zeltest::StandInControl::toolsFolder() + R"(", "disks": [
   {"number": 0, "serial": "OS0", "sectorCount": 2048, )" + drive.fields + writeTrim + R"(, "volumes": )" +
            drive.volumes + R"(},
   {"number": 1, "busType": 7, "model": "HXPWR410 Virtual", "firmware": "2.10", "serial": "PB1", "sectorCount": 64,
@@ -284,6 +286,8 @@ TEST_F(OsDriveMatrix, CommandsThatCanChangeTheMediaAreRefusedOnEveryRoute) {
         {"-a cmd -d 0 --command 0x92 --feature 0x07 --io out --in-bin sector.bin", kSata},
         {"-a cmd -d 0 --command 0xF4 --io out --in-bin sector.bin", kSata},
         {"-a cmd -d 0 --command 0xB4 --48bit --feature 0x12 --lba 0x426B4572 --device 0x40", kSata},
+        {"-a cmd -d 0 --command 0xE0", kSata},
+        {"-a cmd -d 0 --protocol scsi --cdb \"1B 00 00 00 00 00\"", kUsbSat | kUsbStick},
         // The trim shortcut on each route's own trim.
         {"-a cmd -d 0 --trim --lba 8 --datalen 4096", kAll & ~(kUsbStick | kSataWindowsSecond)},
         {"-a cmd -d 0 --protocol nvme --trim --lba 8 --datalen 4096", kJMicron},
