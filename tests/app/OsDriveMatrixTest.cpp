@@ -332,7 +332,7 @@ TEST_F(OsDriveMatrix, PowerControlsOfTheOsDriveAreRefused) {
         {"-a pwr -d 0 --pwrid 1 --pwrctrl ugsd --pwroffto 2 --pwronto 2", kNvmeInbox | kJMicron},
         {"-a pwr -d 0 --pwrid 1 --pwrctrl ugsd --shortcycle 2 --shortcycleintv 10 --pwroffto 2 --pwronto 2",
          kNvmeRst | kSataWindowsSecond},
-        {"-a pwr -d 0 --pwrid 1 --pwrctrl d3hot --sleepdelay 0.1", kNvmeRoutes | kSata},
+        {"-a pwr -d 0 --pwrid 1 --pwrctrl d3hot --sleepdelay 1", kNvmeRoutes | kSata},
     });
 }
 
