@@ -87,10 +87,12 @@ std::string Win32DeviceApi::toolPath(const std::string& fileName, ToolHome home)
     return program.substr(0, program.find_last_of("\\/")) + "\\" + fileName;
 }
 
-char Win32DeviceApi::windowsDriveLetter() {
+char machineWindowsDriveLetter() {
     char folder[MAX_PATH] = {};
     if (!::GetWindowsDirectoryA(folder, MAX_PATH)) return 0;
     return static_cast<char>(toupper(static_cast<unsigned char>(folder[0])));
 }
+
+char Win32DeviceApi::windowsDriveLetter() { return machineWindowsDriveLetter(); }
 
 }  // namespace zel

@@ -51,6 +51,9 @@ private:
     HANDLE wakeTimer_ = nullptr;
 };
 
+// The drive letter of this machine's own Windows folder, 0 when unknown.
+char machineWindowsDriveLetter();
+
 // The device interface classes, as text and as parsed into a GUID.
 extern const char kDiskInterfaceGuidText[];
 extern const char kStoragePortInterfaceGuidText[];

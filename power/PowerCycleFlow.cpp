@@ -103,7 +103,7 @@ bool PowerCycleFlow::dutAtItsNumber() const {
 }
 
 bool PowerCycleFlow::waitUntilGone() {
-    return waitFor(job_.offTimeoutSeconds, [&] { return !probeDisk(dutNumber_).has_value(); });
+    return waitUntilDiskGone(dutNumber_, job_.offTimeoutSeconds);
 }
 
 bool PowerCycleFlow::waitForDut() {

@@ -72,7 +72,7 @@ bool selectorFindsDisk(const DiskSelector& selector) {
 // the DUT's: "off" is done when the DUT is gone, "on" when it is there.
 ErrorCode checkSwitched(const PowerJob& job, PowerSwitch& power, const DiskBase* dut, bool on) {
     if (!on && dut) {
-        if (waitFor(job.offTimeoutSeconds, [&] { return !probeDisk(dut->number()).has_value(); })) return 0;
+        if (waitUntilDiskGone(dut->number(), job.offTimeoutSeconds)) return 0;
         logWarning("[PowerRun] Disk%d is still present after power off, power switched on again", dut->number());
         power.powerOn();  // the rail cut is some other disk's
         return fail(err::kPowerCycleFlow);

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "disk/DiskProbe.h"
+
 namespace zel {
 
 // How often a wait for a disk to go or come back looks again.
@@ -20,6 +22,11 @@ bool waitFor(double limitSeconds, Condition condition) {
         if (limitSeconds > 0 && (GetTickCount64() - start) / 1000.0 >= limitSeconds) return false;
         Sleep(kDiskPollMs);
     }
+}
+
+// Until disk number is no longer on the host, or the limit passes.
+inline bool waitUntilDiskGone(int number, double limitSeconds) {
+    return waitFor(limitSeconds, [number] { return !probeDisk(number).has_value(); });
 }
 
 }  // namespace zel

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/Logger.h"
+#include "core/Win32DeviceApi.h"
 #include "vhost/PortIoBench.h"
 #include "vhost/PowerBoard.h"
 
@@ -286,10 +287,7 @@ std::unique_ptr<DeviceApi> createUnloadableHost() {
 
 // The machine's own Windows letter unless the description moves Windows.
 char VirtualHost::windowsDriveLetter() {
-    if (description_.windowsLetter) return description_.windowsLetter;
-    char folder[MAX_PATH] = {};
-    if (!GetWindowsDirectoryA(folder, MAX_PATH)) return 0;
-    return static_cast<char>(toupper(static_cast<unsigned char>(folder[0])));
+    return description_.windowsLetter ? description_.windowsLetter : machineWindowsDriveLetter();
 }
 
 int64_t VirtualHost::clockOffsetSeconds() { return static_cast<int64_t>(description_.clockOffsetSeconds); }
