@@ -24,4 +24,7 @@ void ActionFactory::add(std::unique_ptr<ActionBase> action) {
     actions_[name] = std::move(action);
 }
 
-ActionBase* ActionFactory::get(const std::string& name) { return actions_[name].get(); }
+ActionBase* ActionFactory::get(const std::string& name) {
+    auto found = actions_.find(name);
+    return found == actions_.end() ? nullptr : found->second.get();
+}

@@ -3,6 +3,7 @@
 #include "app/ActionBase.h"
 #include "io/CmdJob.h"
 #include "io/RwJob.h"
+#include "io/WorkloadJob.h"
 #include "power/PowerJob.h"
 #include "smart/SmartJob.h"
 

@@ -7,6 +7,7 @@
 #include "app/ParseResult.h"
 #include "io/CmdJob.h"
 #include "io/RwJob.h"
+#include "io/WorkloadJob.h"
 #include "power/PowerJob.h"
 #include "smart/SmartJob.h"
 

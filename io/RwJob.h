@@ -45,6 +45,9 @@ struct Coverage {
     uint64_t value = 100;
 };
 
+// --bs when not given: 128 KiB.
+inline constexpr uint32_t kDefaultBlockBytes = 131072;
+
 // One rw run as its options ask for it, defaults applied.
 struct RwJob {
     DiskSelector disk;
@@ -53,7 +56,7 @@ struct RwJob {
     PatternKind pattern = PatternKind::Fixed;
     uint64_t startLba = 0;
     Coverage size;
-    uint32_t blockBytes = 131072;
+    uint32_t blockBytes = kDefaultBlockBytes;
     std::string metadata;
     uint32_t totalLoops = 0;
     double totalSeconds = 0;
@@ -80,14 +83,6 @@ struct RwJob {
     bool cleanFirst = false;
     bool includeData = false;
     bool freeSpace = false;
-};
-
-// One workload-file run: analyse (--analyze) or replay the file on the disk.
-struct WorkloadJob {
-    DiskSelector disk;
-    std::string path;
-    bool analyzeOnly = false;
-    std::string commfile;
 };
 
 }  // namespace zel

@@ -22,8 +22,7 @@ bool replayWorkload(WorkloadRunner& runner, const DiskBase& disk) {
 
 // Into the same document that --commfile loads and --info --init writes.
 bool saveWorkloadInfo(const Json& info, const std::string& commfile) {
-    const std::string path = commfile.empty() ? "zelcli_actres.json" : commfile;
-    ActionResultJson& result = ActionResultJson::instance(path);
+    ActionResultJson& result = ActionResultJson::instance(commfile);
     result.document()["workload_info"] = info;
     if (result.save()) return true;
     logWarning("[Workload] Cannot write the result file \"%s\"", result.path().c_str());

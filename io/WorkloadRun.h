@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/ErrorCodes.h"
-#include "io/RwJob.h"
+#include "io/WorkloadJob.h"
 
 namespace zel {
 

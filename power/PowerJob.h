@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "core/ResultFileNames.h"
 #include "disk/DiskSelector.h"
 
 namespace zel {
@@ -38,7 +39,7 @@ struct PowerJob {
     uint32_t retryCount = 0;
     bool checkHmb = false;
     std::string smartConfig;
-    std::string outIni = "zelcli_output.ini";
+    std::string outIni = kDefaultOutputIni;
 };
 
 }  // namespace zel

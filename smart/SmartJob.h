@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "core/ResultFileNames.h"
 #include "disk/DiskSelector.h"
 
 namespace zel {
@@ -16,12 +17,12 @@ struct SmartJob {
     std::vector<uint32_t> logPageSizes;
     std::string configPath = "SMART.ini";
     std::string outLog;
-    std::vector<std::string> outBins{"zelcli_output.bin"};
-    std::string outIni = "zelcli_output.ini";
+    std::vector<std::string> outBins{kDefaultOutputBin};
+    std::string outIni = kDefaultOutputIni;
     std::string outCsv;
     std::vector<std::string> previousBins;
     std::vector<std::string> initialBins;
-    std::string resultJson = "zelcli_actres.json";  // "smart_info" goes here
+    std::string resultJson = kDefaultActionResultJson;  // "smart_info" goes here
 };
 
 }  // namespace zel
