@@ -1,30 +1,18 @@
 #include "app/CommandLineChecks.h"
 
-#include <set>
+#include <algorithm>
 
+#include "app/OptionTable.h"
 #include "core/Paths.h"
+#include "core/ResultFileNames.h"
 #include "core/SafeSave.h"
 
 namespace zel {
 namespace {
 
-const std::set<std::string>& fileOptions() {
-    static const std::set<std::string> names = {
-        "logfile", "logdir",     "out-ini",      "out-log",        "out-bin",        "out-csv", "out_json",
-        "in-bin",  "in-ini",     "commfile",     "smart-config",   "prev-smart-bin", "init-smart-bin",
-        "dump",    "screenshot", "path",         "src",            "dest"};
-    return names;
+bool isPathKind(OptionKind kind) {
+    return kind == OptionKind::InPath || kind == OptionKind::OutPath || kind == OptionKind::HerePath;
 }
-
-// The files a run writes: where a relative name goes (the log folder or the
-// working folder), as their writers resolve them.
-struct WrittenFile {
-    const char* option;
-    bool inLogFolder;
-};
-const WrittenFile kWrittenFiles[] = {{"logfile", true}, {"out-ini", true},    {"out-log", true},
-                                     {"out-bin", true}, {"out-csv", true},    {"dump", true},
-                                     {"screenshot", true}, {"commfile", false}, {"out_json", false}};
 
 // Result files an action writes under their default names when the option is
 // not given. The rw engine leaves miscompare dumps in the log folder; the
@@ -36,21 +24,25 @@ struct DefaultFile {
     bool inLogFolder;
 };
 const DefaultFile kDefaultFiles[] = {
-    {"cmd", "out-ini", "zelcli_output.ini", true},     {"cmd", "out-bin", "zelcli_output.bin", true},
-    {"smart", "out-ini", "zelcli_output.ini", true},   {"smart", "out-bin", "zelcli_output.bin", true},
-    {"smart", "commfile", "zelcli_actres.json", false}, {"pwr", "out-ini", "zelcli_output.ini", true},
-    {"wkld", "commfile", "zelcli_actres.json", false},  {"info", "commfile", "zelcli_actres.json", false},
+    {"cmd", "out-ini", kDefaultOutputIni, true},          {"cmd", "out-bin", kDefaultOutputBin, true},
+    {"smart", "out-ini", kDefaultOutputIni, true},        {"smart", "out-bin", kDefaultOutputBin, true},
+    {"smart", "commfile", kDefaultActionResultJson, false}, {"pwr", "out-ini", kDefaultOutputIni, true},
+    {"wkld", "commfile", kDefaultActionResultJson, false},  {"info", "commfile", kDefaultActionResultJson, false},
     {"rw", "logdir", "miscompare-expected_999.bin", true}};
 
-std::optional<OptionProblem> deviceProblem(const std::string& option, const std::string& value) {
+std::vector<std::string> splitPaths(const std::string& option, const std::string& value) {
     const ParseResult single({{option, value}});
-    for (const std::string& item : OptionReader(single).list(option.c_str()))
+    return OptionReader(single).list(option.c_str());
+}
+
+std::optional<OptionProblem> deviceProblem(const std::string& option, const std::string& value) {
+    for (const std::string& item : splitPaths(option, value))
         if (namesDevice(item)) return OptionProblem{OptionProblem::Kind::NamesDevice, option, value};
     return std::nullopt;
 }
 
 std::optional<OptionProblem> rangeProblem(OptionReader& reader, const char* option) {
-    const int32_t value = reader.decimal(option, 0);
+    const int32_t value = reader.decimal(option);
     if (reader.problem() || (value >= 0 && value <= 0xFFFF)) return std::nullopt;
     return OptionProblem{OptionProblem::Kind::OutOfRange, option, reader.text(option)};
 }
@@ -70,18 +62,47 @@ std::optional<OptionProblem> lengthProblem(const ParseResult& args, const std::s
     return OptionProblem{OptionProblem::Kind::PathTooLong, option, full, full.size()};
 }
 
+// The entry's own numbers first, then each PCI id (16 bits) whole and in range.
+std::optional<OptionProblem> entryNumberProblem(const ParseResult& args) {
+    const char* const pciIds[] = {"vid", "did"};
+    auto isPciId = [&](const std::string& name) { return name == pciIds[0] || name == pciIds[1]; };
+    OptionReader reader(args);
+    for (const OptionRow& row : optionTable())
+        if (row.kind == OptionKind::Decimal && (row.readers & kByEntry) && !isPciId(row.name))
+            reader.decimal(row.name.c_str());
+    for (const char* option : pciIds)
+        if (auto problem = rangeProblem(reader, option)) return problem;
+    return reader.problem();
+}
+
 // What the run is about: a global command that writes files, else the action.
 std::string runKind(const ParseResult& args) {
     if (args.has("info")) return args.has("init") ? "info" : "";
     return args.text("action");
 }
 
+// The written-file options in the order their length is checked: of several
+// paths too long, scripts see the log file named first, then these result
+// files; any other written-file option of the table follows in table order.
+std::vector<const OptionRow*> writtenFileRows() {
+    static const char* const kFirst[] = {"logfile", "out-ini", "out-log", "out-bin", "out-csv", "dump", "screenshot"};
+    std::vector<const OptionRow*> rows;
+    for (const char* name : kFirst) rows.push_back(findOption(name));
+    for (const OptionRow& row : optionTable()) {
+        const bool written = row.kind == OptionKind::OutPath || row.kind == OptionKind::HerePath;
+        if (written && std::find(rows.begin(), rows.end(), &row) == rows.end()) rows.push_back(&row);
+    }
+    return rows;
+}
+
 std::optional<OptionProblem> pathLengthProblem(const ParseResult& args) {
-    for (const WrittenFile& file : kWrittenFiles) {
-        if (!args.has(file.option)) continue;
-        const ParseResult single({{file.option, args.text(file.option)}});
-        for (const std::string& item : OptionReader(single).list(file.option))
-            if (auto problem = lengthProblem(args, file.option, item, file.inLogFolder)) return problem;
+    static const std::vector<const OptionRow*> kRows = writtenFileRows();
+    for (const OptionRow* written : kRows) {
+        const OptionRow& row = *written;
+        if (!args.has(row.name)) continue;
+        const bool inLogFolder = row.kind == OptionKind::OutPath;
+        for (const std::string& item : splitPaths(row.name, args.text(row.name)))
+            if (auto problem = lengthProblem(args, row.name, item, inLogFolder)) return problem;
     }
     const std::string kind = runKind(args);
     for (const DefaultFile& file : kDefaultFiles) {
@@ -93,18 +114,17 @@ std::optional<OptionProblem> pathLengthProblem(const ParseResult& args) {
 
 }  // namespace
 
-bool isFileOption(const std::string& name) { return fileOptions().count(name) != 0; }
+bool isFileOption(const std::string& name) {
+    const OptionRow* row = findOption(name);
+    return row && isPathKind(row->kind);
+}
 
 std::optional<OptionProblem> findCommandLineProblem(const ParseResult& args) {
     for (const auto& [option, value] : args.values()) {
         if (!isFileOption(option)) continue;
         if (auto problem = deviceProblem(option, value)) return problem;
     }
-    OptionReader reader(args);
-    reader.decimal("diskid", 0);
-    for (const char* option : {"vid", "did"})
-        if (auto problem = rangeProblem(reader, option)) return problem;
-    if (reader.problem()) return reader.problem();
+    if (auto problem = entryNumberProblem(args)) return problem;
     return pathLengthProblem(args);
 }
 

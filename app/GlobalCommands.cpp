@@ -12,6 +12,7 @@
 #include "core/Logger.h"
 #include "core/Paths.h"
 #include "core/ProcessSwitches.h"
+#include "core/ResultFileNames.h"
 #include "disk/DiskList.h"
 #include "disk/DiskReport.h"
 #include "disk/PortIoDriver.h"
@@ -31,9 +32,6 @@ namespace {
 
 using Outcome = std::optional<ErrorCode>;
 
-const char kDefaultIni[] = "zelcli_output.ini";
-const char kDefaultJson[] = "zelcli_actres.json";
-
 // The entry has checked the numbers, so the selector reads them as given.
 DiskBase* selectedDisk(const ParseResult& args, bool fullBuild) {
     return DiskList::instance().get(fullBuild).findDisk(OptionReader(args).diskSelector());
@@ -49,7 +47,7 @@ void showOneDisk(const ParseResult& args) {
         printDiskInformation(*disk);
         return;
     }
-    IniFile ini(resolveOutputPath(args.text("out-ini", kDefaultIni)));
+    IniFile ini(resolveOutputPath(args.text("out-ini", kDefaultOutputIni)));
     writeDiskInformation(*disk, ini);
 }
 
@@ -62,7 +60,7 @@ void showHost(const ParseResult& args) {
     os.print();
     DiskList& list = DiskList::instance().get(true);
     list.print();
-    if (args.has("out-ini")) list.writeIni(resolveOutputPath(args.text("out-ini", kDefaultIni)));
+    if (args.has("out-ini")) list.writeIni(resolveOutputPath(args.text("out-ini", kDefaultOutputIni)));
     logInfo("%s", "");
 }
 
@@ -72,7 +70,7 @@ Outcome runInfo(const ParseResult& args) {
     else
         showHost(args);
     if (args.has("init")) {
-        ActionResultJson& json = ActionResultJson::instance(args.text("commfile", kDefaultJson));
+        ActionResultJson& json = ActionResultJson::instance(args.text("commfile", kDefaultActionResultJson));
         DiskList::instance().get(true).writeJson(json);
     }
     return PortIoDriver::instance().isOpen() ? err::kOk : err::kWinIoInit;

@@ -1,5 +1,7 @@
 #include "app/OptionReader.h"
 
+#include "app/OptionTable.h"
+
 #include "core/ErrorCodes.h"
 #include "core/Logger.h"
 #include "core/NumberText.h"
@@ -30,14 +32,16 @@ void reportOptionProblem(const OptionProblem& problem) {
     setLastError(err::kWrongArguments);
 }
 
-std::string OptionReader::text(const char* name, const std::string& defaultValue) const {
-    return args_.text(name, defaultValue);
+namespace {
+
+const std::string& tableDefault(const char* name) {
+    static const std::string kNone;
+    const OptionRow* row = findOption(name);
+    return row ? row->defaultValue : kNone;
 }
 
-std::vector<std::string> OptionReader::list(const char* name, std::vector<std::string> defaultValue) const {
-    if (!args_.has(name)) return defaultValue;
+std::vector<std::string> splitList(const std::string& value) {
     std::vector<std::string> items;
-    const std::string value = args_.text(name);
     size_t begin = 0;
     while (begin <= value.size()) {
         size_t end = value.find(',', begin);
@@ -48,18 +52,28 @@ std::vector<std::string> OptionReader::list(const char* name, std::vector<std::s
     return items;
 }
 
-int32_t OptionReader::decimal(const char* name, int32_t defaultValue) {
-    if (!args_.has(name)) return defaultValue;
+}  // namespace
+
+std::string OptionReader::text(const char* name) const { return args_.text(name, tableDefault(name)); }
+
+std::vector<std::string> OptionReader::list(const char* name) const { return splitList(text(name)); }
+
+int32_t OptionReader::decimal(const char* name) {
+    int32_t fallback = 0;
+    readDecimal32(tableDefault(name), &fallback);
+    if (!args_.has(name)) return fallback;
     int32_t value = 0;
     if (readDecimal32(args_.text(name), &value)) return value;
     refuse(name);
-    return defaultValue;
+    return fallback;
 }
 
-uint64_t OptionReader::number(const char* name, uint64_t defaultValue, uint64_t maximum) {
-    if (!args_.has(name)) return defaultValue;
+uint64_t OptionReader::number(const char* name, uint64_t maximum) {
+    uint64_t fallback = 0;
+    readNumber(tableDefault(name), &fallback);
+    if (!args_.has(name)) return fallback;
     uint64_t value = 0;
-    return readNumberText(name, args_.text(name), maximum, &value) ? value : defaultValue;
+    return readNumberText(name, args_.text(name), maximum, &value) ? value : fallback;
 }
 
 std::vector<uint32_t> OptionReader::numberList(const char* name, uint32_t maximum) {
@@ -72,16 +86,18 @@ std::vector<uint32_t> OptionReader::numberList(const char* name, uint32_t maximu
     return numbers;
 }
 
-double OptionReader::amount(const char* name, double defaultValue) {
-    if (!args_.has(name)) return defaultValue;
+double OptionReader::amount(const char* name) {
+    double fallback = 0;
+    readAmount(tableDefault(name), &fallback);
+    if (!args_.has(name)) return fallback;
     double value = 0;
     if (readAmount(args_.text(name), &value)) return value;
     refuse(name);
-    return defaultValue;
+    return fallback;
 }
 
 DiskSelector OptionReader::diskSelector() {
-    return DiskSelector{decimal("diskid", -1), text("diskmodel"), text("disksn"), text("diskpattern")};
+    return DiskSelector{decimal("diskid"), text("diskmodel"), text("disksn"), text("diskpattern")};
 }
 
 bool OptionReader::readNumberText(const char* name, const std::string& text, uint64_t maximum, uint64_t* value) {

@@ -25,24 +25,28 @@ std::string describe(const OptionProblem& problem);
 // Logs that line and leaves 0x20000004 as the last error.
 void reportOptionProblem(const OptionProblem& problem);
 
-// Typed reads of the parsed options. A missing option gives the default; a
-// given value that cannot be read whole gives the default too and is kept as
-// the problem (the first one), which the caller reports before doing anything.
+// Typed reads of the parsed options. A missing option gives the option
+// table's default (none reads as empty, 0 or false); a given value that
+// cannot be read whole gives the default too and is kept as the problem (the
+// first one), which the caller reports before doing anything.
 class OptionReader {
 public:
     explicit OptionReader(const ParseResult& args) : args_(args) {}
 
+    bool given(const char* name) const { return args_.has(name); }
     bool flag(const char* name) const { return args_.has(name); }
-    std::string text(const char* name, const std::string& defaultValue = "") const;
+    std::string text(const char* name) const;
+    // For an action that applies no default where others do.
+    std::string textIfGiven(const char* name) const { return args_.text(name); }
     // Comma-separated texts; empty items are dropped.
-    std::vector<std::string> list(const char* name, std::vector<std::string> defaultValue = {}) const;
+    std::vector<std::string> list(const char* name) const;
     // Decimal, signed 32-bit: the entry's integer lookup, made strict.
-    int32_t decimal(const char* name, int32_t defaultValue);
+    int32_t decimal(const char* name);
     // The tool's number syntax, up to the given maximum.
-    uint64_t number(const char* name, uint64_t defaultValue, uint64_t maximum = UINT64_MAX);
+    uint64_t number(const char* name, uint64_t maximum = UINT64_MAX);
     std::vector<uint32_t> numberList(const char* name, uint32_t maximum = UINT32_MAX);
     // Seconds or other non-negative amounts.
-    double amount(const char* name, double defaultValue);
+    double amount(const char* name);
 
     DiskSelector diskSelector();
 

@@ -1,7 +1,18 @@
 #include "app/OptionTable.h"
 
+#include "core/ResultFileNames.h"
+#include "core/TextFormat.h"
+#include "io/RwJob.h"
+#include "power/PowerJob.h"
+#include "smart/SmartJob.h"
+
 namespace zel {
 namespace {
+
+using K = OptionKind;
+using F = CmdField;
+
+const unsigned kByAnyAction = kByPwr | kByRw | kByCmd | kByWkld | kBySmart;
 
 const char* const kPwrctrlHelp =
     "Power control\n"
@@ -14,155 +25,236 @@ const char* const kPwrctrlHelp =
     "reboot/s3/s4: Windows reboot and suspend test\n"
     "d3hot: PCI power management D3 hot\n";
 
-class Declarer {
+std::string amountText(double value) { return formatText("%g", value); }
+
+// Builds the table row by row; the setters after a row apply to it.
+class Rows {
 public:
-    explicit Declarer(cxxopts::Options& options) : options_(options) {}
-
-    void flag(const std::string& name, const std::string& description) {
-        options_.add_options()(name, description);
+    Rows& flag(const std::string& spec, const std::string& description, unsigned readers) {
+        return value(spec, K::Flag, "", description, readers);
     }
-
-    void value(const std::string& name, const std::string& label, const std::string& description,
-               const std::string& group = "") {
-        options_.add_options(group)(name, description, cxxopts::value<std::string>(), label);
+    Rows& value(const std::string& spec, OptionKind kind, const std::string& label, const std::string& description,
+                unsigned readers) {
+        OptionRow row;
+        const size_t comma = spec.find(',');
+        row.shortName = comma == std::string::npos ? "" : spec.substr(0, comma);
+        row.name = comma == std::string::npos ? spec : spec.substr(comma + 1);
+        row.label = label;
+        row.description = description;
+        row.kind = kind;
+        row.readers = readers;
+        rows_.push_back(row);
+        return *this;
     }
+    Rows& byDefault(const std::string& text) { return set([&](OptionRow& r) { r.defaultValue = text; }); }
+    Rows& cmd(CmdField field) { return set([&](OptionRow& r) { r.cmdField = field; }); }
+    Rows& group(const char* name) { return set([&](OptionRow& r) { r.group = name; }); }
+
+    std::vector<OptionRow> take() { return std::move(rows_); }
 
 private:
-    cxxopts::Options& options_;
+    template <typename Change>
+    Rows& set(Change change) {
+        change(rows_.back());
+        return *this;
+    }
+
+    std::vector<OptionRow> rows_;
 };
 
-void declareFrameOptions(Declarer& d) {
-    d.flag("h,help", "Print usage information");
-    d.flag("debug", "Debug mode, output more debugging information");
-    d.flag("info", "Show system, platform, and disk information. Could be used with arguments --diskid, and --out-ini");
-    d.flag("exist", "Check if disk exists. Must used with arguments --diskid, --disksn, or --diskpattern");
-    d.flag("rescan", "Rescan device by devcon");
-    d.flag("enablepci", "Enable PCI device by devcon");
-    d.flag("disablepci", "Disable PCI device by devcon");
-    d.value("vid", "VID", "Vendor ID of PCI device");
-    d.value("did", "DID", "Device ID of PCI device");
-    d.flag("prechk", "Check if there is any problem as building the disk instance in advance");
-    d.value("screenshot", "path", "Make a screenshot");
-    d.flag("disable-cmd", "Disable window close button and QuickEdit of all command prompts");
-    d.flag("enable-cmd", "Enalbe window close button and QuickEdit of all command prompts");
-    d.value("suspend-proc", "", "Suspend process by name");
-    d.value("resume-proc", "", "Resume process by name");
-    d.value("commfile", "filepath", "Disk config to be loaded, used for script concatenation");
-    d.flag("init", "Flag for first initialization usage");
-    d.flag("close_winio", "Going to close WinIo service");
-    d.value("update-driver", "inf path", "Update device driver");
-    d.value("delete-driver", "keyword", "Delete device driver");
-    d.value("dump", "path", "Dump bin file");
-    d.value("a,action", "pwr/rw/cmd/smart", "Name of action which is going to run");
-    d.value("l,logfile", "filepath", "Filepath of log file", "output");
-    d.value("logdir", "dir", "Output directory of log file", "output");
-    d.value("d,diskid", "ID", "Disk ID");
-    d.value("p,pwrid", "ID", "Power switch disk ID");
-    d.value("disksn", "SN", "Disk serial number for powering on recognition");
-    d.value("diskpattern", "pattern", "Disk pattern for powering on recognition");
-    d.value("diskmodel", "model", "Disk model");
-    d.value("pwrmodel", "model", "Power switch model");
-    d.value("out-ini", "filepath", "Output to ini file");
-    d.value("out-log", "filepath", "Output to log file");
-    d.value("out-bin", "filepath", "Output to binary file");
-    d.value("out-csv", "filepath", "Output to csv file");
-    d.value("out_json", "filepath", "Output to json file");
-    d.value("in-bin", "filepath", "Input binary file to be compared or combined");
-    d.value("in-ini", "filepath", "Input ini file, usually including info to be compared");
+void addFrameOptions(Rows& t) {
+    const unsigned all = kByEntry | kByAnyAction;
+    t.flag("h,help", "Print usage information", kByEntry);
+    t.flag("debug", "Debug mode, output more debugging information", kByEntry);
+    t.flag("info", "Show system, platform, and disk information. Could be used with arguments --diskid, and --out-ini", kByEntry);
+    t.flag("exist", "Check if disk exists. Must used with arguments --diskid, --disksn, or --diskpattern", kByEntry);
+    t.flag("rescan", "Rescan device by devcon", kByEntry);
+    t.flag("enablepci", "Enable PCI device by devcon", kByEntry);
+    t.flag("disablepci", "Disable PCI device by devcon", kByEntry);
+    t.value("vid", K::Decimal, "VID", "Vendor ID of PCI device", kByEntry);
+    t.value("did", K::Decimal, "DID", "Device ID of PCI device", kByEntry);
+    t.flag("prechk", "Check if there is any problem as building the disk instance in advance", kByEntry);
+    t.value("screenshot", K::OutPath, "path", "Make a screenshot", kByEntry);
+    t.flag("disable-cmd", "Disable window close button and QuickEdit of all command prompts", kByEntry);
+    // kept exactly: scripts match this text
+    t.flag("enable-cmd", "Enalbe window close button and QuickEdit of all command prompts", kByEntry);
+    t.value("suspend-proc", K::Text, "", "Suspend process by name", kByEntry);
+    t.value("resume-proc", K::Text, "", "Resume process by name", kByEntry);
+    t.value("commfile", K::HerePath, "filepath", "Disk config to be loaded, used for script concatenation",
+            kByEntry | kByWkld | kBySmart)
+        .byDefault(kDefaultActionResultJson);
+    t.flag("init", "Flag for first initialization usage", kByEntry);
+    t.flag("close_winio", "Going to close WinIo service", kByEntry);
+    t.value("update-driver", K::Text, "inf path", "Update device driver", kByEntry);
+    t.value("delete-driver", K::Text, "keyword", "Delete device driver", kByEntry);
+    t.value("dump", K::OutPath, "path", "Dump bin file", kByCmd).cmd(F::Dump);
+    t.value("a,action", K::Text, "pwr/rw/cmd/smart", "Name of action which is going to run", kByEntry);
+    t.value("l,logfile", K::OutPath, "filepath", "Filepath of log file", kByEntry).group("output");
+    t.value("logdir", K::InPath, "dir", "Output directory of log file", kByEntry | kByRw).group("output");
+    t.value("d,diskid", K::Decimal, "ID", "Disk ID", all).byDefault("-1");
+    t.value("p,pwrid", K::Decimal, "ID", "Power switch disk ID", kByPwr).byDefault("-1");
+    t.value("disksn", K::Text, "SN", "Disk serial number for powering on recognition", all);
+    t.value("diskpattern", K::Text, "pattern", "Disk pattern for powering on recognition", all);
+    t.value("diskmodel", K::Text, "model", "Disk model", all);
+    t.value("pwrmodel", K::Text, "model", "Power switch model", kByPwr);
+    t.value("out-ini", K::OutPath, "filepath", "Output to ini file", kByEntry | kByPwr | kByRw | kByCmd | kBySmart)
+        .byDefault(kDefaultOutputIni)
+        .cmd(F::OutIni);
+    t.value("out-log", K::OutPath, "filepath", "Output to log file", kBySmart);
+    t.value("out-bin", K::OutPath, "filepath", "Output to binary file", kByRw | kByCmd | kBySmart)
+        .byDefault(kDefaultOutputBin)
+        .cmd(F::OutBin);
+    t.value("out-csv", K::OutPath, "filepath", "Output to csv file", kBySmart);
+    t.value("out_json", K::HerePath, "filepath", "Output to json file", 0);
+    t.value("in-bin", K::InPath, "filepath", "Input binary file to be compared or combined", kByRw | kByCmd).cmd(F::InBin);
+    t.value("in-ini", K::InPath, "filepath", "Input ini file, usually including info to be compared", 0);
 }
 
-void declarePowerOptions(Declarer& d) {
-    d.value("pwrctrl", "on/off/measure/vol/gsd/ugsd/cpu/coldboot/reboot/s3/s4/d3hot", kPwrctrlHelp);
-    d.value("vol", "vol-condition", "Condition of voltage to be changed (EX: <3.6)");
-    d.value("pwroffdelay", "delay", "Delay time after power off");
-    d.value("pwroffto", "timeout", "Timeout for retrying power disk off");
-    d.value("pwrondelay", "delay", "Delay time after power on");
-    d.value("pwronto", "timeout", "Timeout waiting for disk come back after power on");
-    d.value("sleepdelay", "delay", "Delay time of S3/S4");
-    d.value("shortcycle", "count", "Short cycle count");
-    d.value("shortcycleintv", "interval", "Short cycle power on/off interval in milliseconds");
-    d.value("pwrtype", "type", "Type of power switch");
-    d.value("pwrcycle-retrycnt", "count", "Max count to retry power cycle flow if disk is not back");
-    d.value("pwrcmddelay", "delay", "Delay time after power off/on command");
-    d.flag("chk-hmb", "Check if HMB is enabled after power on");
+void addPowerOptions(Rows& t) {
+    const PowerJob job;
+    t.value("pwrctrl", K::Text, "on/off/measure/vol/gsd/ugsd/cpu/coldboot/reboot/s3/s4/d3hot", kPwrctrlHelp, kByPwr);
+    t.value("vol", K::Text, "vol-condition", "Condition of voltage to be changed (EX: <3.6)", kByPwr);
+    t.value("pwroffdelay", K::Amount, "delay", "Delay time after power off", kByPwr);
+    t.value("pwroffto", K::Amount, "timeout", "Timeout for retrying power disk off", kByPwr)
+        .byDefault(amountText(job.offTimeoutSeconds));
+    t.value("pwrondelay", K::Amount, "delay", "Delay time after power on", kByPwr);
+    t.value("pwronto", K::Amount, "timeout", "Timeout waiting for disk come back after power on", kByPwr)
+        .byDefault(amountText(job.onTimeoutSeconds));
+    t.value("sleepdelay", K::Number, "delay", "Delay time of S3/S4", kByPwr).byDefault(amountText(job.sleepDelaySeconds));
+    t.value("shortcycle", K::Number, "count", "Short cycle count", kByPwr);
+    t.value("shortcycleintv", K::Number, "interval", "Short cycle power on/off interval in milliseconds", kByPwr);
+    t.value("pwrtype", K::Text, "type", "Type of power switch", kByEntry | kByPwr);
+    t.value("pwrcycle-retrycnt", K::Number, "count", "Max count to retry power cycle flow if disk is not back", kByPwr);
+    t.value("pwrcmddelay", K::Amount, "delay", "Delay time after power off/on command", kByPwr);
+    t.flag("chk-hmb", "Check if HMB is enabled after power on", kByPwr);
 }
 
-void declareIoOptions(Declarer& d) {
-    d.value("iotype", "lba/file", "IO type");
-    d.value("rw", "read/write/precondition/randwrite", "Read/Write mode");
-    d.value("start", "", "Start LBA (unit: sector). default: 0");
-    d.value("size", "", "Count of LBA (unit: sector) or test coverage (0 for random [1%~100%], default: 100%)");
-    d.value("bs", "", "Block size (unit: bytes). 0 for rand (from size per LBA to 1MB); default: 128KiB");
-    d.value("pattern", "rand/fixed/zero", "Rread/Write pattern");
-    d.value("metadata", "", "Metatdata of data to be written");
-    d.value("totalloop", "", "Total loops of random r/w");
-    d.value("totaltime", "seconds", "Total time of random r/w");
-    d.value("totalio", "bytes", "Total IO amount of random r/w");
-    d.value("qd", "", "Queue depth");
-    d.flag("thread", "Thread number");  // a flag although it names a number: kept as declared
-    d.value("src", "", "Source path for file IO");
-    d.value("dest", "", "Destination path for file IO");
-    d.flag("formatd", "Going to format disk");
-    d.flag("cleand", "Going to clean disk");
-    d.flag("includedata", "Precondition size includes existing data capacity");
-    d.flag("freespace", "Consider free space rather than total size as precondition partitions");
-    d.value("seed", "", "Seed of random read/write");
-    d.flag("dma", "Call by Write/Read DMA Ext command for SATA device; FUA write for NVMe");
-    d.value("align", "", "LAB alignment (unit: bytes); default non-aligned");
-    d.value("section", "", "Section size in sector for gap w/r");
-    d.value("gap", "", "Gap size in sector for gap w/r");
+void addIoOptions(Rows& t) {
+    t.value("iotype", K::Text, "lba/file", "IO type", kByRw).byDefault("lba");
+    t.value("rw", K::Text, "read/write/precondition/randwrite", "Read/Write mode", kByRw);
+    t.value("start", K::Number, "", "Start LBA (unit: sector). default: 0", kByRw);
+    t.value("size", K::Number, "", "Count of LBA (unit: sector) or test coverage (0 for random [1%~100%], default: 100%)",
+            kByRw)
+        .byDefault("100%");
+    t.value("bs", K::Number, "", "Block size (unit: bytes). 0 for rand (from size per LBA to 1MB); default: 128KiB", kByRw)
+        .byDefault(std::to_string(kDefaultBlockBytes));
+    // kept exactly: scripts match this text
+    t.value("pattern", K::Text, "rand/fixed/zero", "Rread/Write pattern", kByRw).byDefault("fixed");
+    // kept exactly: scripts match this text
+    t.value("metadata", K::Text, "", "Metatdata of data to be written", kByRw);
+    t.value("totalloop", K::Number, "", "Total loops of random r/w", kByRw);
+    t.value("totaltime", K::Amount, "seconds", "Total time of random r/w", kByRw);
+    t.value("totalio", K::Number, "bytes", "Total IO amount of random r/w", kByRw);
+    t.value("qd", K::Number, "", "Queue depth", kByRw).byDefault("1");
+    // kept exactly: scripts match this text (a flag although it names a number)
+    t.flag("thread", "Thread number", kByRw);
+    t.value("src", K::InPath, "", "Source path for file IO", kByRw);
+    t.value("dest", K::InPath, "", "Destination path for file IO", kByRw);
+    t.flag("formatd", "Going to format disk", kByEntry | kByRw);
+    t.flag("cleand", "Going to clean disk", kByEntry | kByRw);
+    t.flag("includedata", "Precondition size includes existing data capacity", kByRw);
+    t.flag("freespace", "Consider free space rather than total size as precondition partitions", kByRw);
+    t.value("seed", K::Number, "", "Seed of random read/write", kByRw);
+    t.flag("dma", "Call by Write/Read DMA Ext command for SATA device; FUA write for NVMe", kByRw);
+    // kept exactly: scripts match this text
+    t.value("align", K::Number, "", "LAB alignment (unit: bytes); default non-aligned", kByRw);
+    t.value("section", K::Number, "", "Section size in sector for gap w/r", kByRw);
+    t.value("gap", K::Number, "", "Gap size in sector for gap w/r", kByRw);
 }
 
-void declareCommandOptions(Declarer& d) {
-    d.value("protocol", "ata/scsi/nvme", "Command protocol");
-    d.value("io", "in/out/none", "IO direction");
-    d.value("timeout", "", "Command timeout (in seconds)");
-    d.value("data", "", "Output data of command");
-    d.value("datalen", "", "Input length of data of command");
-    d.value("feature", "", "Feature of ATA command");
-    d.value("lba", "", "LBA of ATA command");
-    d.value("device", "", "Device Header of ATA command");
-    d.value("command", "", "Command of ATA command");
-    d.value("status", "", "Expected status of ATA command");
-    d.flag("48bit", "48-bit ATA command");
-    d.value("cdb", "", "CDB of SCSI command");
-    d.value("opc", "Opcode", "This field specifies the opcode of the command to be executed");
-    d.value("ns", "NSID", "This field indicates the namespace ID that this command applies to.");
+void addCommandOptions(Rows& t) {
+    t.value("protocol", K::Text, "ata/scsi/nvme", "Command protocol", kByEntry | kByCmd).cmd(F::Protocol);
+    t.value("io", K::Text, "in/out/none", "IO direction", kByCmd).cmd(F::Io);
+    t.value("timeout", K::Amount, "", "Command timeout (in seconds)", kByRw | kByCmd).cmd(F::Timeout);
+    t.value("data", K::Text, "", "Output data of command", kByCmd).cmd(F::Data);
+    t.value("datalen", K::Number, "", "Input length of data of command", kByCmd).cmd(F::DataLen);
+    t.value("feature", K::Number, "", "Feature of ATA command", kByCmd).cmd(F::Feature);
+    t.value("lba", K::Number, "", "LBA of ATA command", kByCmd).cmd(F::Lba);
+    t.value("device", K::Number, "", "Device Header of ATA command", kByCmd).cmd(F::Device);
+    t.value("command", K::Number, "", "Command of ATA command", kByCmd).cmd(F::Command);
+    t.value("status", K::Number, "", "Expected status of ATA command", kByCmd).cmd(F::Status);
+    t.flag("48bit", "48-bit ATA command", kByCmd).cmd(F::Ata48);
+    t.value("cdb", K::Text, "", "CDB of SCSI command", kByCmd).cmd(F::Cdb);
+    t.value("opc", K::Number, "Opcode", "This field specifies the opcode of the command to be executed", kByCmd).cmd(F::Opc);
+    t.value("ns", K::Number, "NSID", "This field indicates the namespace ID that this command applies to.", kByCmd)
+        .cmd(F::Ns);
     for (int dword = 10; dword <= 15; ++dword)
-        d.value("cdw" + std::to_string(dword), "CDW" + std::to_string(dword),
-                "This field is command specific Dword " + std::to_string(dword));
-    d.value("queue", "admin/io", "Queue type");
-    d.flag("trim", "Send TRIM command");
-    d.flag("flush", "Send FLUSH command");
-    d.flag("identify", "Send IDENTIFY command");
-    d.value("dumptype", "zero/rand/lba/identify/smart/logpage/identifyns", "Dump type");
-    d.value("dumpsize", "", "Dump size, default sector size");
-    d.value("lid", "", "Log page ID");
-    d.value("lpsize", "", "Log page size");
+        t.value("cdw" + std::to_string(dword), K::Number, "CDW" + std::to_string(dword),
+                "This field is command specific Dword " + std::to_string(dword), kByCmd)
+            .cmd(static_cast<CmdField>(static_cast<int>(F::Cdw10) + dword - 10));
+    t.value("queue", K::Text, "admin/io", "Queue type", kByCmd).cmd(F::Queue);
+    t.flag("trim", "Send TRIM command", kByCmd).cmd(F::Trim);
+    t.flag("flush", "Send FLUSH command", kByCmd).cmd(F::Flush);
+    t.flag("identify", "Send IDENTIFY command", kByCmd).cmd(F::Identify);
+    t.value("dumptype", K::Text, "zero/rand/lba/identify/smart/logpage/identifyns", "Dump type", kByCmd).cmd(F::DumpType);
+    t.value("dumpsize", K::Number, "", "Dump size, default sector size", kByCmd).cmd(F::DumpSize);
+    t.value("lid", K::List, "", "Log page ID", kByCmd | kBySmart).cmd(F::Lid);
+    t.value("lpsize", K::List, "", "Log page size", kByCmd | kBySmart).cmd(F::LpSize);
 }
 
-void declareHostOptions(Declarer& d) {
-    d.flag("startup", "Register/Unregister start-up action");
-    d.value("name", "action_name", "Name of action");
-    d.value("path", "filepath", "File to be executed");
-    d.value("arg", "arguments", "Arguments of execution command");
-    d.value("smart-config", "", "Configuration file of SMART");
-    d.value("prev-smart-bin", "filepath", "Previous SMART data to be compared");
-    d.value("init-smart-bin", "filepath", "First SMART data to be compared");
-    d.flag("monitor", "Monitor PCIe link status");
-    d.flag("analyze", "Analyze workload file");
+void addHostOptions(Rows& t) {
+    t.flag("startup", "Register/Unregister start-up action", kByEntry);
+    t.value("name", K::Text, "action_name", "Name of action", kByEntry);
+    t.value("path", K::InPath, "filepath", "File to be executed", kByEntry | kByWkld);
+    t.value("arg", K::Text, "arguments", "Arguments of execution command", kByEntry);
+    t.value("smart-config", K::InPath, "", "Configuration file of SMART", kByPwr | kBySmart)
+        .byDefault(SmartJob().configPath);
+    t.value("prev-smart-bin", K::InPath, "filepath", "Previous SMART data to be compared", kBySmart);
+    t.value("init-smart-bin", K::InPath, "filepath", "First SMART data to be compared", kBySmart);
+    t.flag("monitor", "Monitor PCIe link status", kByEntry);
+    t.flag("analyze", "Analyze workload file", kByWkld);
+}
+
+std::vector<OptionRow> makeTable() {
+    Rows rows;
+    addFrameOptions(rows);
+    addPowerOptions(rows);
+    addIoOptions(rows);
+    addCommandOptions(rows);
+    addHostOptions(rows);
+    return rows.take();
+}
+
+unsigned readerOfAction(const std::string& action) {
+    static const std::pair<const char*, unsigned> kActions[] = {
+        {"pwr", kByPwr}, {"rw", kByRw}, {"cmd", kByCmd}, {"wkld", kByWkld}, {"smart", kBySmart}};
+    for (const auto& [name, reader] : kActions)
+        if (action == name) return reader;
+    return 0;
+}
+
+void declare(cxxopts::Options& options, const OptionRow& row) {
+    const std::string spec = row.shortName.empty() ? row.name : row.shortName + "," + row.name;
+    if (row.kind == OptionKind::Flag)
+        options.add_options(row.group)(spec, row.description);
+    else
+        options.add_options(row.group)(spec, row.description, cxxopts::value<std::string>(), row.label);
 }
 
 }  // namespace
 
+const std::vector<OptionRow>& optionTable() {
+    static const std::vector<OptionRow> table = makeTable();
+    return table;
+}
+
+const OptionRow* findOption(const std::string& name) {
+    for (const OptionRow& row : optionTable())
+        if (row.name == name) return &row;
+    return nullptr;
+}
+
+std::vector<std::string> optionsOfAction(const std::string& action) {
+    const unsigned reader = readerOfAction(action);
+    std::vector<std::string> names;
+    for (const OptionRow& row : optionTable())
+        if (row.readers & reader) names.push_back(row.name);
+    return names;
+}
+
 std::unique_ptr<cxxopts::Options> makeOptions() {
     auto options = std::make_unique<cxxopts::Options>("ZelCli.exe", " - ZEL KTV command line tool");
-    Declarer declarer(*options);
-    declareFrameOptions(declarer);
-    declarePowerOptions(declarer);
-    declareIoOptions(declarer);
-    declareCommandOptions(declarer);
-    declareHostOptions(declarer);
+    for (const OptionRow& row : optionTable()) declare(*options, row);
     return options;
 }
 

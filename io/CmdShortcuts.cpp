@@ -63,8 +63,8 @@ Result planSmartDump(const CmdTarget& target, CmdPlan* plan) {
 
 Result planLogPageDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
     if (plan->family != CmdFamily::Nvme) return notForFamily(*plan, target, "Get Log Page", "NVMe");
-    if (!job.has("lid")) return missing("lid");
-    const uint32_t bytes = job.has("lpsize") ? job.logPageBytes : 512;
+    if (!job.has(CmdField::Lid)) return missing("lid");
+    const uint32_t bytes = job.has(CmdField::LpSize) ? job.logPageBytes : 512;
     if (bytes == 0 || bytes % 4 != 0)
         return refuse(err::kWrongArguments, "--lpsize %u is not a whole number of dwords", bytes);
     setNvmeLogPage(plan, target, static_cast<uint8_t>(job.logId), bytes);
@@ -97,7 +97,7 @@ void planIdentify(CmdPlan* plan, const CmdTarget& target) {
 Result planTrim(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
     plan->label = "trim";
     plan->failureCode = err::kTrimFailed;
-    const uint32_t bytes = job.has("datalen") ? job.dataLength : target.sectorSize;
+    const uint32_t bytes = job.has(CmdField::DataLen) ? job.dataLength : target.sectorSize;
     if (bytes == 0 || bytes % target.sectorSize != 0)
         return refuse(err::kWrongArguments, "--trim --datalen %u is not a whole number of %u-byte sectors", bytes, target.sectorSize);
     plan->range = Transfer{job.lba, bytes / target.sectorSize};
@@ -111,7 +111,7 @@ Result planTrim(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
         plan->direction = CmdDirection::Out;
         plan->dataOut = nvmeTrimRange(plan->range);
         plan->dataLength = 16;
-        setNvmeRecord(plan, target, kNvmeDatasetManagement, job.has("ns") ? job.nsid : 1, false);
+        setNvmeRecord(plan, target, kNvmeDatasetManagement, job.has(CmdField::Ns) ? job.nsid : 1, false);
         plan->nvme.setDword(11, 1u << 2);  // deallocate; CDW10 0: one range
     } else {
         plan->step = CmdStep::HostTrim;
@@ -128,14 +128,14 @@ void planFlush(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
         setScsiShortcut(plan, {0x35, 0, 0, 0, 0, 0, 0, 0, 0, 0}, CmdDirection::None, 0);
     } else if (carriesNvmeIo(*plan)) {
         plan->direction = CmdDirection::None;
-        setNvmeRecord(plan, target, kNvmeFlush, job.has("ns") ? job.nsid : 1, false);
+        setNvmeRecord(plan, target, kNvmeFlush, job.has(CmdField::Ns) ? job.nsid : 1, false);
     } else {
         plan->step = CmdStep::HostFlush;
     }
 }
 
 Result planDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
-    plan->label = toLower(job.dumpType);
+    plan->label = dumpTypeName(plan->dumpType);
     plan->dataPath = job.dumpPath.empty() ? job.outBin : job.dumpPath;
     switch (plan->dumpType) {
         case DumpType::Identify: planIdentify(plan, target); plan->label = "identify"; return {};
@@ -143,7 +143,7 @@ Result planDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
         case DumpType::LogPage: return planLogPageDump(job, target, plan);
         case DumpType::IdentifyNs:
             if (plan->family != CmdFamily::Nvme) return notForFamily(*plan, target, "Identify namespace", "NVMe");
-            setNvmeRead(plan, target, kNvmeIdentify, job.has("ns") ? job.nsid : 1, 0, 4096);
+            setNvmeRead(plan, target, kNvmeIdentify, job.has(CmdField::Ns) ? job.nsid : 1, 0, 4096);
             return {};
         default: return planSizedDump(job, target, plan);
     }

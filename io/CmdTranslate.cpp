@@ -1,5 +1,6 @@
 #include "io/CmdTranslate.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -16,35 +17,40 @@ using namespace cmdplan;
 
 // NVMe through the bridge's tunnel when asked for; the NVMe-only dumps take
 // it by themselves, since the disk's own SCSI route cannot make them.
-bool takesTunnel(const std::string& asked, const CmdTarget& target, const CmdPlan& plan) {
+bool takesTunnel(CmdProtocol asked, const CmdTarget& target, const CmdPlan& plan) {
     if (!target.nvmeTunnel) return false;
-    if (asked == "nvme") return true;
-    return asked.empty() && (plan.dumpType == DumpType::LogPage || plan.dumpType == DumpType::IdentifyNs);
+    if (asked == CmdProtocol::Nvme) return true;
+    return asked == CmdProtocol::DiskOwn &&
+           (plan.dumpType == DumpType::LogPage || plan.dumpType == DumpType::IdentifyNs);
+}
+
+CmdFamily familyAsked(CmdProtocol asked) {
+    return asked == CmdProtocol::Ata ? CmdFamily::Ata : asked == CmdProtocol::Scsi ? CmdFamily::Scsi : CmdFamily::Nvme;
 }
 
 Result resolveRoute(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
-    std::string asked = toLower(job.protocol);
-    if (asked == "zelnvme") asked = "nvme";  // the switch already chose the disk's NVMe route
+    if (job.protocol.unknownText)
+        return refuse(err::kWrongArguments, "--protocol must be ata, scsi or nvme: \"%s\"",
+                      job.protocol.unknownText->c_str());
+    const CmdProtocol asked = job.protocol.value;
     if (takesTunnel(asked, target, *plan)) {
         plan->family = CmdFamily::Nvme;
         plan->route = ProtocolCode::kScsi;
         plan->viaTunnel = true;
         return {};
     }
-    if (asked == "scsi") {
+    if (asked == CmdProtocol::Scsi) {
         plan->family = CmdFamily::Scsi;
         plan->route = ProtocolCode::kScsi;
         return {};
     }
-    if (!asked.empty() && asked != "ata" && asked != "nvme")
-        return refuse(err::kWrongArguments, "--protocol must be ata, scsi or nvme: \"%s\"", job.protocol.c_str());
     const std::optional<CmdFamily> own = familyOfRoute(target.diskCode);
     if (!own)
         return refuse(err::kProtocolNotImplemented, "Disk %u has no command route; --protocol scsi reaches any disk",
                       target.diskNumber);
-    if (!asked.empty() && asked != familyName(*own))
+    if (asked != CmdProtocol::DiskOwn && familyAsked(asked) != *own)
         return refuse(err::kFunctionNotSupported, "Disk %u takes %s commands, not %s", target.diskNumber,
-                      familyName(*own), asked.c_str());
+                      familyName(*own), familyName(familyAsked(asked)));
     plan->family = *own;
     plan->route = target.diskCode;
     return {};
@@ -65,44 +71,48 @@ const char* modeName(Mode mode) {
     return "a command";
 }
 
-std::vector<std::string> allowedOptions(Mode mode, CmdFamily family, DumpType dump) {
-    std::vector<std::string> allowed{"protocol", "timeout", "out-ini", "out-bin"};
-    auto add = [&](std::initializer_list<const char*> names) { allowed.insert(allowed.end(), names.begin(), names.end()); };
+using F = CmdField;
+
+std::vector<CmdField> allowedFields(Mode mode, CmdFamily family, DumpType dump) {
+    std::vector<CmdField> allowed{F::Protocol, F::Timeout, F::OutIni, F::OutBin};
+    auto add = [&](std::initializer_list<CmdField> fields) { allowed.insert(allowed.end(), fields.begin(), fields.end()); };
     switch (mode) {
         case Mode::Command:
-            add({"io", "data", "datalen", "in-bin"});
-            if (family == CmdFamily::Ata) add({"feature", "lba", "device", "command", "status", "48bit"});
-            if (family == CmdFamily::Scsi) add({"cdb"});
-            if (family == CmdFamily::Nvme) add({"opc", "ns", "cdw10", "cdw11", "cdw12", "cdw13", "cdw14", "cdw15", "queue"});
+            add({F::Io, F::Data, F::DataLen, F::InBin});
+            if (family == CmdFamily::Ata) add({F::Feature, F::Lba, F::Device, F::Command, F::Status, F::Ata48});
+            if (family == CmdFamily::Scsi) add({F::Cdb});
+            if (family == CmdFamily::Nvme) add({F::Opc, F::Ns, F::Cdw10, F::Cdw11, F::Cdw12, F::Cdw13, F::Cdw14, F::Cdw15, F::Queue});
             break;
-        case Mode::Identify: add({"identify"}); break;
-        case Mode::Flush: add({"flush", "ns"}); break;
-        case Mode::Trim: add({"trim", "lba", "datalen", "ns"}); break;
+        case Mode::Identify: add({F::Identify}); break;
+        case Mode::Flush: add({F::Flush, F::Ns}); break;
+        case Mode::Trim: add({F::Trim, F::Lba, F::DataLen, F::Ns}); break;
         case Mode::Dump:
-            add({"dump", "dumptype"});
-            if (dump == DumpType::Zero || dump == DumpType::Rand) add({"dumpsize"});
-            if (dump == DumpType::Lba) add({"dumpsize", "lba"});
-            if (dump == DumpType::LogPage) add({"lid", "lpsize"});
-            if (dump == DumpType::IdentifyNs) add({"ns"});
+            add({F::Dump, F::DumpType});
+            if (dump == DumpType::Zero || dump == DumpType::Rand) add({F::DumpSize});
+            if (dump == DumpType::Lba) add({F::DumpSize, F::Lba});
+            if (dump == DumpType::LogPage) add({F::Lid, F::LpSize});
+            if (dump == DumpType::IdentifyNs) add({F::Ns});
             break;
     }
     return allowed;
 }
 
+// Of several options that do not apply, the first by name is refused.
 Result refuseStrayOptions(const CmdJob& job, Mode mode, CmdFamily family, DumpType dump) {
-    const std::vector<std::string> allowed = allowedOptions(mode, family, dump);
-    for (const std::string& option : job.given) {
-        bool ok = false;
-        for (const std::string& a : allowed) ok = ok || a == option;
-        if (!ok)
-            return refuse(err::kWrongArguments, "--%s does not apply to %s (%s)", option.c_str(), modeName(mode),
-                          familyName(family));
+    const std::vector<CmdField> allowed = allowedFields(mode, family, dump);
+    const char* stray = nullptr;
+    for (size_t i = 0; i < static_cast<size_t>(F::Count); ++i) {
+        const CmdField field = static_cast<CmdField>(i);
+        if (!job.has(field) || std::find(allowed.begin(), allowed.end(), field) != allowed.end()) continue;
+        if (!stray || std::strcmp(job.given.name(field), stray) < 0) stray = job.given.name(field);
     }
+    if (stray)
+        return refuse(err::kWrongArguments, "--%s does not apply to %s (%s)", stray, modeName(mode), familyName(family));
     return {};
 }
 
 Result chooseMode(const CmdJob& job, Mode* mode) {
-    const bool dump = job.has("dump") || job.has("dumptype");
+    const bool dump = job.has(F::Dump) || job.has(F::DumpType);
     const int count = int(job.identify) + int(job.trim) + int(job.flush) + int(dump);
     if (count > 1) return refuse(err::kWrongArguments, "--identify, --trim, --flush and a dump are separate runs; give one");
     *mode = job.identify ? Mode::Identify : job.trim ? Mode::Trim : job.flush ? Mode::Flush : dump ? Mode::Dump : Mode::Command;
@@ -110,18 +120,12 @@ Result chooseMode(const CmdJob& job, Mode* mode) {
 }
 
 Result readDumpType(const CmdJob& job, DumpType* type) {
-    static const std::pair<const char*, DumpType> kTypes[] = {
-        {"zero", DumpType::Zero},         {"rand", DumpType::Rand},   {"lba", DumpType::Lba},
-        {"identify", DumpType::Identify}, {"smart", DumpType::Smart}, {"logpage", DumpType::LogPage},
-        {"identifyns", DumpType::IdentifyNs}};
-    if (!job.has("dumptype")) return missing("dumptype");
-    for (const auto& [name, value] : kTypes)
-        if (toLower(job.dumpType) == name) {
-            *type = value;
-            return {};
-        }
-    return refuse(err::kWrongArguments, "--dumptype must be zero, rand, lba, identify, smart, logpage or identifyns: \"%s\"",
-                  job.dumpType.c_str());
+    if (!job.has(F::DumpType)) return missing("dumptype");
+    if (job.dumpType.unknownText)
+        return refuse(err::kWrongArguments, "--dumptype must be zero, rand, lba, identify, smart, logpage or identifyns: \"%s\"",
+                      job.dumpType.unknownText->c_str());
+    *type = job.dumpType.value;
+    return {};
 }
 
 Result readTimeout(const CmdJob& job, uint32_t* seconds) {
@@ -135,38 +139,36 @@ Result readTimeout(const CmdJob& job, uint32_t* seconds) {
 // ---- data ------------------------------------------------------------------
 
 Result readDirection(const CmdJob& job, CmdDirection* direction) {
-    const std::string io = toLower(job.direction);
-    if (io.empty() || io == "none") *direction = CmdDirection::None;
-    else if (io == "in") *direction = CmdDirection::In;
-    else if (io == "out") *direction = CmdDirection::Out;
-    else return refuse(err::kWrongArguments, "--io must be in, out or none: \"%s\"", job.direction.c_str());
+    if (job.direction.unknownText)
+        return refuse(err::kWrongArguments, "--io must be in, out or none: \"%s\"", job.direction.unknownText->c_str());
+    *direction = job.direction.value;
     return {};
 }
 
 Result readDataOut(const CmdJob& job, const std::vector<uint8_t>& inBin, ErrorCode sizeCode, CmdPlan* plan) {
-    if (job.has("data") && job.has("in-bin"))
+    if (job.has(F::Data) && job.has(F::InBin))
         return refuse(err::kWrongArguments, "--data and --in-bin both give the data out; give one");
-    if (job.has("data")) {
+    if (job.has(F::Data)) {
         if (!parseHexBytes(job.dataHex, &plan->dataOut))
             return refuse(err::kWrongArguments, "--data is not hex bytes: \"%s\"", job.dataHex.c_str());
-    } else if (job.has("in-bin")) {
+    } else if (job.has(F::InBin)) {
         plan->dataOut = inBin;
     } else {
         return refuse(err::kWrongArguments, "--io out needs the data: --data or --in-bin");
     }
     if (plan->dataOut.empty()) return refuse(sizeCode, "--io out with no data");
     if (plan->dataOut.size() > UINT32_MAX) return refuse(sizeCode, "%zu bytes of data are more than one command moves", plan->dataOut.size());
-    if (job.has("datalen") && job.dataLength != plan->dataOut.size())
+    if (job.has(F::DataLen) && job.dataLength != plan->dataOut.size())
         return refuse(sizeCode, "--datalen %u does not match the %zu bytes of data", job.dataLength, plan->dataOut.size());
     plan->dataLength = static_cast<uint32_t>(plan->dataOut.size());
     return {};
 }
 
 Result readDataIn(const CmdJob& job, const std::vector<uint8_t>& inBin, ErrorCode sizeCode, CmdPlan* plan) {
-    if (job.has("data")) return refuse(err::kWrongArguments, "--data is data out; --io in takes --datalen");
-    plan->dataLength = job.has("datalen") ? job.dataLength : static_cast<uint32_t>(std::min<size_t>(inBin.size(), UINT32_MAX));
+    if (job.has(F::Data)) return refuse(err::kWrongArguments, "--data is data out; --io in takes --datalen");
+    plan->dataLength = job.has(F::DataLen) ? job.dataLength : static_cast<uint32_t>(std::min<size_t>(inBin.size(), UINT32_MAX));
     if (plan->dataLength == 0) return refuse(sizeCode, "--io in needs --datalen, the number of bytes to read");
-    if (job.has("in-bin")) {
+    if (job.has(F::InBin)) {
         if (inBin.size() != plan->dataLength)
             return refuse(sizeCode, "--in-bin holds %zu bytes, not the %u of --datalen", inBin.size(), plan->dataLength);
         plan->mustDiffer = inBin;
@@ -178,7 +180,7 @@ Result readData(const CmdJob& job, const std::vector<uint8_t>& inBin, ErrorCode 
     if (auto p = readDirection(job, &plan->direction)) return p;
     if (plan->direction == CmdDirection::Out) return readDataOut(job, inBin, sizeCode, plan);
     if (plan->direction == CmdDirection::In) return readDataIn(job, inBin, sizeCode, plan);
-    if (job.has("data") || job.has("in-bin") || job.dataLength != 0)
+    if (job.has(F::Data) || job.has(F::InBin) || job.dataLength != 0)
         return refuse(sizeCode, "--io none moves no data; --data, --datalen and --in-bin need --io in or out");
     return {};
 }
@@ -225,7 +227,7 @@ Result setAtaCount(CmdPlan* plan, const CmdTarget& target, bool ext) {
 }
 
 Result translateAtaCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
-    if (!job.has("command")) return missing("command");
+    if (!job.has(F::Command)) return missing("command");
     if (auto p = readData(job, inBin, err::kAtaDataSize, plan)) return p;
     AtaCommand& ata = plan->ata;
     ata.feature = job.feature;
@@ -249,7 +251,7 @@ size_t cdbLengthOfGroup(uint8_t opcode) {
 }
 
 Result translateScsiCommand(const CmdJob& job, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
-    if (!job.has("cdb")) return missing("cdb");
+    if (!job.has(F::Cdb)) return missing("cdb");
     std::vector<uint8_t> cdb;
     if (!parseHexBytes(job.cdbHex, &cdb)) return refuse(err::kWrongArguments, "--cdb is not hex bytes: \"%s\"", job.cdbHex.c_str());
     if (cdb.size() != 6 && cdb.size() != 10 && cdb.size() != 12 && cdb.size() != 16)
@@ -335,12 +337,11 @@ Result checkRouteLimits(const CmdPlan& plan, Mode mode) {
 }
 
 Result translateNvmeCommand(const CmdJob& job, const CmdTarget& target, const std::vector<uint8_t>& inBin, CmdPlan* plan) {
-    if (!job.has("opc")) return missing("opc");
-    const std::string queue = toLower(job.queue);
-    if (!queue.empty() && queue != "admin" && queue != "io")
-        return refuse(err::kWrongArguments, "--queue must be admin or io: \"%s\"", job.queue.c_str());
+    if (!job.has(F::Opc)) return missing("opc");
+    if (job.queue.unknownText)
+        return refuse(err::kWrongArguments, "--queue must be admin or io: \"%s\"", job.queue.unknownText->c_str());
     if (auto p = readData(job, inBin, err::kWrongArguments, plan)) return p;
-    setNvmeRecord(plan, target, job.opcode, job.nsid, queue != "io");
+    setNvmeRecord(plan, target, job.opcode, job.nsid, job.queue.value == CmdQueue::Admin);
     for (unsigned i = 0; i < job.cdw10to15.size(); ++i) plan->nvme.setDword(10 + i, job.cdw10to15[i]);
     return checkOpcodeDirection(*plan);
 }

@@ -20,8 +20,6 @@ namespace zel {
 // The command set a run speaks: the disk's own, or SCSI when asked for.
 enum class CmdFamily { Ata, Scsi, Nvme };
 
-enum class CmdDirection { None, In, Out };
-
 // What the run does once the plan is made.
 enum class CmdStep {
     Send,       // one command record through `route`
@@ -30,8 +28,6 @@ enum class CmdStep {
     Generate,   // a zero or rand dump, no device access
     ReadLba,    // an lba dump: sectors read from the disk
 };
-
-enum class DumpType { None, Zero, Rand, Lba, Identify, Smart, LogPage, IdentifyNs };
 
 // What the translation needs to know of the selected disk.
 struct CmdTarget {

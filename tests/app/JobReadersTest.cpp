@@ -2,6 +2,7 @@
 
 #include "app/CommandLineChecks.h"
 #include "app/JobReaders.h"
+#include "app/OptionTable.h"
 #include "core/Paths.h"
 
 namespace {
@@ -10,27 +11,55 @@ zel::ParseResult args(std::vector<std::pair<std::string, std::string>> values) {
     return zel::ParseResult(std::move(values));
 }
 
+using Values = std::vector<std::pair<std::string, std::string>>;
+
+template <typename Job, typename Read>
+Job read(Read reader, const Values& values) {
+    Job job;
+    EXPECT_FALSE(reader(args(values), &job));
+    return job;
+}
+
+zel::RwJob rw(const Values& v) { return read<zel::RwJob>([](auto& a, auto* j) { return zel::readRwJob(a, 0, j); }, v); }
+zel::CmdJob cmd(const Values& v) { return read<zel::CmdJob>(zel::readCmdJob, v); }
+zel::SmartJob smart(const Values& v) { return read<zel::SmartJob>(zel::readSmartJob, v); }
+zel::PowerJob power(const Values& v) { return read<zel::PowerJob>(zel::readPowerJob, v); }
+zel::WorkloadJob workload(const Values& v) { return read<zel::WorkloadJob>(zel::readWorkloadJob, v); }
+
 }  // namespace
 
-TEST(JobReaders, RwDefaultsAndValues) {
-    zel::RwJob defaults;
-    EXPECT_FALSE(zel::readRwJob(args({{"diskid", "2"}, {"rw", "write"}}), 1234, &defaults));
-    EXPECT_EQ(defaults.disk.id, 2);
-    EXPECT_EQ(defaults.mode, zel::RwMode::SeqWrite);
-    EXPECT_EQ(defaults.ioType, zel::IoType::Lba);
-    EXPECT_EQ(defaults.pattern, zel::PatternKind::Fixed);
-    EXPECT_EQ(defaults.blockBytes, 131072u);
-    EXPECT_EQ(defaults.queueDepth, 1u);
-    EXPECT_EQ(defaults.seed, 1234u) << "the clock seeds a run without --seed";
-    EXPECT_EQ(defaults.size.unit, zel::Coverage::Unit::Percent);
-    EXPECT_EQ(defaults.size.value, 100u);
-
-    // Serial, mode, block size, seed, queue depth and I/O type reach a run
-    // in RwEndToEnd; these values do not.
-    zel::RwJob job;
-    EXPECT_FALSE(zel::readRwJob(args({{"rw", "read"}, {"start", "0x10"}, {"totaltime", "2.5"}}), 0, &job));
-    EXPECT_EQ(job.startLba, 16u);
-    EXPECT_EQ(job.totalSeconds, 2.5);
+// A reader applies the table's default: leaving an option out reads as
+// giving the table's default text.
+TEST(JobReaders, DefaultsComeFromTheTable) {
+    struct Case {
+        const char* option;
+        std::string (*field)(const Values&);
+    } cases[] = {
+        {"bs", [](const Values& v) { return std::to_string(rw(v).blockBytes); }},
+        {"qd", [](const Values& v) { return std::to_string(rw(v).queueDepth); }},
+        {"iotype", [](const Values& v) { return std::to_string(int(rw(v).ioType)); }},
+        {"pattern", [](const Values& v) { return std::to_string(int(rw(v).pattern)); }},
+        {"size", [](const Values& v) { return std::to_string(int(rw(v).size.unit)) + "/" + std::to_string(rw(v).size.value); }},
+        {"diskid", [](const Values& v) { return std::to_string(cmd(v).disk.id); }},
+        {"out-bin", [](const Values& v) { return cmd(v).outBin + smart(v).outBins.at(0); }},
+        {"out-ini", [](const Values& v) { return cmd(v).outIni + smart(v).outIni + power(v).outIni; }},
+        {"commfile", [](const Values& v) { return smart(v).resultJson + workload(v).commfile; }},
+        {"smart-config", [](const Values& v) { return smart(v).configPath; }},
+        {"pwrid", [](const Values& v) { return std::to_string(power(v).switchId); }},
+        {"pwroffto", [](const Values& v) { return std::to_string(power(v).offTimeoutSeconds); }},
+        {"pwronto", [](const Values& v) { return std::to_string(power(v).onTimeoutSeconds); }},
+        {"sleepdelay", [](const Values& v) { return std::to_string(power(v).sleepDelaySeconds); }},
+    };
+    for (const Case& c : cases) {
+        const zel::OptionRow* row = zel::findOption(c.option);
+        ASSERT_TRUE(row && !row->defaultValue.empty()) << c.option;
+        EXPECT_EQ(c.field({}), c.field({{c.option, row->defaultValue}})) << c.option;
+    }
+    EXPECT_EQ(rw({{"seed", "7"}}).seed, 7u);
+    EXPECT_EQ(rw({}).seed, 0u) << "the clock seeds a run without --seed";
+    EXPECT_EQ(rw({{"out-ini", "r.ini"}}).outIni + rw({}).outIni, "r.ini") << "rw writes no INI unless asked";
+    EXPECT_EQ(workload({{"commfile", ""}}).commfile, workload({}).commfile);
+    EXPECT_EQ(smart({{"prev-smart-bin", "a.bin,,b.bin"}}).previousBins, (std::vector<std::string>{"a.bin", "b.bin"}));
 }
 
 TEST(JobReaders, SizeIsPercentSectorsOrBytesByItsLastCharacter) {
@@ -42,48 +71,40 @@ TEST(JobReaders, SizeIsPercentSectorsOrBytesByItsLastCharacter) {
                  {"2048", zel::Coverage::Unit::Sectors, 2048}, {"0x10", zel::Coverage::Unit::Sectors, 16},
                  {"1m", zel::Coverage::Unit::Bytes, 1 << 20}, {"10h", zel::Coverage::Unit::Bytes, 16}};
     for (const Case& c : cases) {
-        zel::RwJob job;
-        EXPECT_FALSE(zel::readRwJob(args({{"rw", "read"}, {"size", c.text}}), 0, &job)) << c.text;
-        EXPECT_EQ(job.size.unit, c.unit) << c.text;
-        EXPECT_EQ(job.size.value, c.value) << c.text;
+        const zel::Coverage size = rw({{"size", c.text}}).size;
+        EXPECT_EQ(std::make_pair(size.unit, size.value), std::make_pair(c.unit, c.value)) << c.text;
     }
 }
 
+// Strict syntax: the first value a reader cannot read whole is the problem.
 TEST(JobReaders, FirstUnreadableValueIsReported) {
+    using Reader = std::optional<zel::OptionProblem> (*)(const Values&);
+    const Reader rwReader = [](const Values& v) { zel::RwJob j; return zel::readRwJob(args(v), 0, &j); };
+    const Reader cmdReader = [](const Values& v) { zel::CmdJob j; return zel::readCmdJob(args(v), &j); };
+    const Reader smartReader = [](const Values& v) { zel::SmartJob j; return zel::readSmartJob(args(v), &j); };
+    const Reader powerReader = [](const Values& v) { zel::PowerJob j; return zel::readPowerJob(args(v), &j); };
     struct Case {
-        std::vector<std::pair<std::string, std::string>> values;
+        Reader reader;
+        Values values;
         const char* option;
     } cases[] = {
-        {{{"diskid", "3abc"}, {"rw", "read"}}, "diskid"},
-        {{{"diskid", "1"}, {"rw", "read"}, {"start", "12q"}, {"bs", "x"}}, "start"},
-        {{{"diskid", "1"}, {"rw", "read"}, {"size", "abc%"}}, "size"},
-        {{{"diskid", "1"}, {"rw", "read"}, {"bs", "4g"}}, "bs"},
-        {{{"diskid", "1"}, {"rw", "read"}, {"totaltime", "-1"}}, "totaltime"},
+        {rwReader, {{"diskid", "3abc"}, {"rw", "read"}}, "diskid"},
+        {rwReader, {{"start", "12q"}, {"bs", "x"}}, "start"},
+        {rwReader, {{"size", "abc%"}}, "size"},
+        {rwReader, {{"bs", "4g"}}, "bs"},
+        {rwReader, {{"totaltime", "-1"}}, "totaltime"},
+        {cmdReader, {{"diskid", "1"}, {"command", "0x1EC"}}, "command"},  // wider than its register
+        {cmdReader, {{"cdw12", "0x100000000"}}, "cdw12"},
+        {smartReader, {{"lid", "2,x"}}, "lid"},
+        {powerReader, {{"pwrid", "0x3"}}, "pwrid"},
+        {powerReader, {{"pwronto", "abc"}}, "pwronto"},
     };
     for (const Case& c : cases) {
-        zel::RwJob job;
-        auto problem = zel::readRwJob(args(c.values), 0, &job);
+        auto problem = c.reader(c.values);
         ASSERT_TRUE(problem) << c.option;
         EXPECT_EQ(problem->option, c.option);
     }
-    zel::CmdJob cmd;
-    auto wide = zel::readCmdJob(args({{"diskid", "1"}, {"command", "0x1EC"}}), &cmd);
-    ASSERT_TRUE(wide) << "a value wider than its register";
-    EXPECT_EQ(zel::describe(*wide), "[ZelCli] --command is not a valid number: \"0x1EC\"");
-    EXPECT_TRUE(zel::readCmdJob(args({{"cdw12", "0x100000000"}}), &cmd));
-    zel::SmartJob smart;
-    EXPECT_TRUE(zel::readSmartJob(args({{"lid", "2,x"}}), &smart));
-    zel::PowerJob power;
-    EXPECT_TRUE(zel::readPowerJob(args({{"pwrid", "0x3"}}), &power));
-}
-
-// Log ids, the configuration name and the power options are checked
-// through ZelCli.exe (SmartEndToEnd, PowerEndToEnd).
-TEST(JobReaders, SmartFileListsAndTheirDefault) {
-    zel::SmartJob smart;
-    EXPECT_FALSE(zel::readSmartJob(args({{"diskid", "1"}, {"prev-smart-bin", "a.bin,b.bin"}}), &smart));
-    EXPECT_EQ(smart.previousBins, (std::vector<std::string>{"a.bin", "b.bin"}));
-    EXPECT_EQ(smart.outBins, (std::vector<std::string>{"zelcli_output.bin"}));
+    EXPECT_EQ(zel::describe(*cmdReader({{"command", "0x1EC"}})), "[ZelCli] --command is not a valid number: \"0x1EC\"");
 }
 
 TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
@@ -109,7 +130,11 @@ TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
         {{{"vid", "70000"}}, "vid", Kind::OutOfRange},
         {{{"vid", "1"}, {"did", "-2"}}, "did", Kind::OutOfRange},
         {{{"did", "65536"}, {"diskid", "x"}}, "diskid", Kind::NotANumber},
+        {{{"vid", "x"}, {"diskid", "y"}}, "diskid", Kind::NotANumber},
+        {{{"vid", "70000"}, {"did", "x"}}, "vid", Kind::OutOfRange},
         {{{"logfile", "\\\\.\\PhysicalDrive1"}, {"diskid", "x"}}, "logfile", Kind::NamesDevice},
+        {{{"prev-smart-bin", "a.bin,\\\\.\\E:"}}, "prev-smart-bin", Kind::NamesDevice},
+        {{{"out-csv", longName}, {"commfile", longName}}, "out-csv", Kind::PathTooLong},
         {{{"action", "\\\\.\\PhysicalDrive1"}}, nullptr, Kind::NotANumber},
         {{{"out-bin", "a.bin," + longName}}, "out-bin", Kind::PathTooLong},
         {{{"commfile", longName}, {"vid", "1"}}, "commfile", Kind::PathTooLong},

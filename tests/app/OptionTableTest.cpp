@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <fstream>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -8,49 +11,31 @@
 
 namespace {
 
-// The documented order of the option table.
-const std::vector<std::string> kDefaultGroup = {
-    "help", "debug", "info", "exist", "rescan", "enablepci", "disablepci", "vid", "did", "prechk", "screenshot",
-    "disable-cmd", "enable-cmd", "suspend-proc", "resume-proc", "commfile", "init", "close_winio", "update-driver",
-    "delete-driver", "dump", "action", "diskid", "pwrid", "disksn", "diskpattern", "diskmodel", "pwrmodel",
-    "out-ini", "out-log", "out-bin", "out-csv", "out_json", "in-bin", "in-ini", "pwrctrl", "vol", "pwroffdelay",
-    "pwroffto", "pwrondelay", "pwronto", "sleepdelay", "shortcycle", "shortcycleintv", "pwrtype",
-    "pwrcycle-retrycnt", "pwrcmddelay", "chk-hmb", "iotype", "rw", "start", "size", "bs", "pattern", "metadata",
-    "totalloop", "totaltime", "totalio", "qd", "thread", "src", "dest", "formatd", "cleand", "includedata",
-    "freespace", "seed", "dma", "align", "section", "gap", "protocol", "io", "timeout", "data", "datalen",
-    "feature", "lba", "device", "command", "status", "48bit", "cdb", "opc", "ns", "cdw10", "cdw11", "cdw12",
-    "cdw13", "cdw14", "cdw15", "queue", "trim", "flush", "identify", "dumptype", "dumpsize", "lid", "lpsize",
-    "startup", "name", "path", "arg", "smart-config", "prev-smart-bin", "init-smart-bin", "monitor", "analyze"};
-
-std::vector<std::string> optionsInHelp(const std::string& help) {
-    std::vector<std::string> names;
-    std::regex option(R"(^ {1,8}(?:-\w, )?--([\w-]+))");
-    std::istringstream in(help);
-    for (std::string line; std::getline(in, line);) {
-        std::smatch m;
-        if (std::regex_search(line, m, option)) names.push_back(m[1]);
-    }
-    return names;
+std::vector<std::string> matches(const std::string& text, const std::string& pattern) {
+    std::vector<std::string> found;
+    const std::regex re(pattern);
+    for (std::sregex_iterator it(text.begin(), text.end(), re), end; it != end; ++it) found.push_back((*it)[1]);
+    return found;
 }
 
-zel::ParseResult parse(std::vector<const char*> argv) {
-    auto options = zel::makeOptions();
-    argv.insert(argv.begin(), "ZelCli.exe");
-    return zel::parseCommandLine(*options, static_cast<int>(argv.size()), argv.data());
+std::vector<std::string> tableNames(bool outputGroupLast) {
+    std::vector<std::string> names, output;
+    for (const zel::OptionRow& row : zel::optionTable())
+        (outputGroupLast && row.group == "output" ? output : names).push_back(row.name);
+    names.insert(names.end(), output.begin(), output.end());
+    return names;
 }
 
 }  // namespace
 
-TEST(OptionTable, HelpListsEveryOptionInDeclaredOrder) {
+TEST(OptionTable, HelpListsTheTableWithTheOutputGroupLast) {
     std::string help = zel::makeOptions()->help();
     EXPECT_EQ(help.rfind(" - ZEL KTV command line tool\nUsage:\n  ZelCli.exe [OPTION...]", 0), 0u) << help.substr(0, 80);
-    std::vector<std::string> expected = kDefaultGroup;
-    expected.push_back("logfile");
-    expected.push_back("logdir");
-    EXPECT_EQ(optionsInHelp(help), expected);
+    EXPECT_EQ(matches(help, R"((?:^|\n) {1,8}(?:-\w, )?--([\w-]+))"), tableNames(true));
     EXPECT_LT(help.find(" output options:"), help.find("--logfile"));
 }
 
+// The labels, short names and the descriptions scripts match, typos included.
 TEST(OptionTable, LabelsShortNamesAndDescriptions) {
     std::string help = zel::makeOptions()->help();
     for (const char* text : {"-h, --help", "-a, --action pwr/rw/cmd/smart", "-l, --logfile filepath",
@@ -64,14 +49,37 @@ TEST(OptionTable, LabelsShortNamesAndDescriptions) {
 }
 
 TEST(OptionTable, ParseKeepsLongNamesAndTextValues) {
-    zel::ParseResult args = parse({"-d", "3", "-a", "rw", "--48bit", "--logdir=C:\\x", "--size", "4k"});
-    EXPECT_EQ(args.text("diskid"), "3");
-    EXPECT_EQ(args.integer("diskid", -1), 3);
-    EXPECT_EQ(args.text("action"), "rw");
+    auto options = zel::makeOptions();
+    const char* argv[] = {"ZelCli.exe", "-d", "3", "-a", "rw", "--48bit", "--logdir=C:\\x", "--size", "4k"};
+    zel::ParseResult args = zel::parseCommandLine(*options, 9, argv);
+    EXPECT_EQ(args.text("diskid") + args.text("action") + args.text("logdir") + args.text("size"), "3rwC:\\x4k");
     EXPECT_TRUE(args.has("48bit"));
-    EXPECT_EQ(args.text("logdir"), "C:\\x");
-    EXPECT_EQ(args.text("size"), "4k") << "values stay text; readers convert";
     EXPECT_FALSE(args.has("Action")) << "lookups are case-sensitive";
-    EXPECT_EQ(args.integer("pwrid", -1), -1);
-    EXPECT_EQ(args.text("pattern", "rand"), "rand");
+}
+
+// Each cmd field has one row, read by cmd, so that the engine's refusal can name it.
+TEST(OptionTable, EveryCmdFieldHasOneRowOfTheCmdAction) {
+    const std::vector<std::string> cmd = zel::optionsOfAction("cmd");
+    std::set<zel::CmdField> fields;
+    for (const zel::OptionRow& row : zel::optionTable()) {
+        if (!row.cmdField) continue;
+        EXPECT_TRUE(fields.insert(*row.cmdField).second) << row.name;
+        EXPECT_NE(std::find(cmd.begin(), cmd.end(), row.name), cmd.end()) << row.name;
+    }
+    EXPECT_EQ(fields.size(), static_cast<size_t>(zel::CmdField::Count));
+    EXPECT_TRUE(zel::optionsOfAction("info").empty());
+}
+
+// The page lists every option in table order and names no other.
+TEST(OptionTable, OptionsPageFollowsTheTable) {
+    std::ifstream in(ZEL_OPTIONS_DOC, std::ios::binary);
+    std::stringstream page;
+    page << in.rdbuf();
+    const std::string text = page.str();
+    const size_t begin = text.find("## Every option, in help order");
+    ASSERT_NE(begin, std::string::npos) << ZEL_OPTIONS_DOC;
+    const std::string list = text.substr(begin, text.find("\n## ", begin + 1) - begin);
+    EXPECT_EQ(matches(list, "`([^`]+)`"), tableNames(false));
+    for (const std::string& name : matches(text, R"((?:^|[^-\w])--([a-z0-9][\w-]*))"))
+        EXPECT_NE(zel::findOption(name), nullptr) << "--" << name;
 }
