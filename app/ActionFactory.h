@@ -11,8 +11,7 @@ class ActionFactory : private zel::Uncopyable {
 public:
     static std::shared_ptr<ActionFactory> instance();
 
-    // The action registered under the exact name, or null. An unknown name
-    // leaves an empty entry behind, as a map subscript does.
+    // The action registered under the exact name, or null.
     ActionBase* get(const std::string& name);
 
     size_t size() const { return actions_.size(); }

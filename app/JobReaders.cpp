@@ -27,10 +27,13 @@ Coverage readCoverage(OptionReader& reader) {
     return coverage;
 }
 
-// Fills `given` from the table: every cmd option named on the command line.
+// Marks each of cmd's own options named on the command line, under the
+// table's name for it.
 void readGivenCmdFields(const ParseResult& args, GivenCmdFields* given) {
-    for (const OptionRow& row : optionTable())
-        if (row.cmdField && args.has(row.name)) given->add(*row.cmdField, row.name.c_str());
+    for (const std::string& name : optionsOfAction("cmd")) {
+        const OptionRow& row = *findOption(name);
+        if (row.cmdField && args.has(name)) given->add(*row.cmdField, row.name.c_str());
+    }
 }
 
 }  // namespace

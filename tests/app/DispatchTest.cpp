@@ -4,6 +4,7 @@
 
 #include <iterator>
 
+#include "app/ActionFactory.h"
 #include "app/Entry.h"
 #include "app/OptionTable.h"
 #include "core/Logger.h"
@@ -82,4 +83,12 @@ TEST_F(DispatchTest, InitAndRunResultsBecomeTheExitCode) {
         EXPECT_NE(log().find(c.logged), std::string::npos) << "case " << i << ": " << c.logged;
         zel::Logger::instance().open(dir_.file("d.log"));
     }
+}
+
+TEST(ActionFactory, AnUnknownNameFindsNothingAndAddsNothing) {
+    auto factory = ActionFactory::instance();
+    const size_t actions = factory->size();
+    for (const char* name : {"none", "", "PWR"}) EXPECT_EQ(factory->get(name), nullptr) << name;
+    EXPECT_EQ(factory->size(), actions);
+    EXPECT_NE(factory->get("pwr"), nullptr);
 }
