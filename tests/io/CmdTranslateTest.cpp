@@ -151,8 +151,8 @@ TEST(CmdTranslate, RoutesScsiCdbGroupsAndInboxRouteLimits) {
         if (job.direction.value == zel::CmdDirection::Out) job.given.remove(F::DataLen);
         Outcome o = translate(job, disk(c.disk));
         ASSERT_EQ(o.problem ? o.problem->code : 0u, c.code) << c.what << ": " << (o.problem ? o.problem->line : "");
-        if (*c.line) EXPECT_EQ(o.problem->line, c.line);
-        if (!o.problem) EXPECT_EQ(o.plan.route, c.disk) << c.what;
+        EXPECT_EQ(o.problem && *c.line ? o.problem->line : std::string(c.line), c.line) << c.what;
+        EXPECT_EQ(o.problem ? c.disk : o.plan.route, c.disk) << c.what << ": the disk's own route";
     }
 }
 
