@@ -20,7 +20,7 @@ Job read(Read reader, const Values& values) {
     return job;
 }
 
-zel::RwJob rw(const Values& v) { return read<zel::RwJob>([](auto& a, auto* j) { return zel::readRwJob(a, 0, j); }, v); }
+zel::RwJob rw(const Values& v) { return read<zel::RwJob>([](const auto& a, auto* j) { return zel::readRwJob(a, 0, j); }, v); }
 zel::CmdJob cmd(const Values& v) { return read<zel::CmdJob>(zel::readCmdJob, v); }
 zel::SmartJob smart(const Values& v) { return read<zel::SmartJob>(zel::readSmartJob, v); }
 zel::PowerJob power(const Values& v) { return read<zel::PowerJob>(zel::readPowerJob, v); }
