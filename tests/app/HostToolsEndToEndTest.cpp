@@ -244,7 +244,8 @@ TEST_F(HostToolsEndToEnd, UpdateDriverFromTheInfFolderRestartsTheDevice) {
     auto updated = run("--update-driver c:\\windows\\inf\\oem3.inf -d 1");
     EXPECT_EQ(updated.exitCode, 0x2000001Eu);
     EXPECT_EQ(tools(), (Args(4, "devcon_amd64.exe")));
-    EXPECT_EQ(std::vector<Args>(allArgs().begin() + 1, allArgs().end()),
+    const std::vector<Args> all = allArgs();
+    EXPECT_EQ(std::vector<Args>(all.begin() + 1, all.end()),
               (std::vector<Args>{{"rescan"}, {"disable", "PCI\\VEN_1F2E&DEV_A809"}, {"enable", "PCI\\VEN_1F2E&DEV_A809"}}));
     const std::string& out = updated.output;
     for (const char* line : {"1. rc=0\r\n", "2. rc=0\r\n", "3. rc=0\r\n", "4. rc=0\r\n"})
