@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "smart/SmartConfig.h"
 #include "smart/SmartData.h"
+#include "smart/SmartLayout.h"
 #include "smart/VariableLimit.h"
 
 namespace zel {
@@ -18,31 +18,32 @@ struct SmartReadings {
     std::optional<SmartReading> initial;
 };
 
-// What the comparison leaves for the Windows side to do and show.
-struct SmartComparison {
-    std::string table;      // the tables, then the conflict list when any
-    bool noConflict = true;
-    std::vector<std::string> warnings;           // WARNING lines, in order
-    std::optional<uint64_t> powerOnCheckTime;    // store into "last_pwr_on_hr"
-    std::vector<std::string> effectiveLimits;    // per attribute
-    std::vector<bool> conflicts;                 // per attribute
-    // Per attribute: mark, label, current, previous, initial, description.
-    std::vector<std::vector<std::string>> rows;
+// One attribute judged: its bytes in the three readings, the limit it was
+// checked against and the answer. Texts are made from this by SmartRender.
+struct SmartVerdict {
+    SmartBytes current;                  // empty when the reading had nothing
+    std::optional<SmartBytes> previous;  // when that reading was given
+    std::optional<SmartBytes> initial;
+    std::string limit;                   // after the special variables
+    bool conflict = false;
+    bool skipped = false;  // an all-0xFF reference: not judged, not marked
+
+    bool changed() const { return previous && *previous != current; }
 };
 
-// Table columns are padded to `width` characters (16 for the out-log file).
-SmartComparison compareSata(const SataConfig& config, const SmartReadings& readings, const RegistryLookup& registry,
-                            uint64_t nowMs, size_t width);
-SmartComparison compareNvme(const NvmeConfig& config, const SmartReadings& readings, const RegistryLookup& registry,
-                            uint64_t nowMs, size_t width);
+struct SmartVerdicts {
+    std::vector<SmartVerdict> attributes;         // one per field
+    std::vector<std::string> warnings;            // WARNING lines, in order
+    std::optional<uint64_t> powerOnCheckTime;     // store into "last_pwr_on_hr"
 
-// Csv cells of a reading; the time stamp is the first cell.
-std::vector<std::string> sataCsvHeadings(const SataConfig& config);
-std::vector<std::string> nvmeCsvHeadings(const NvmeConfig& config);
-std::vector<std::string> sataCsvRow(const SataConfig& config, const SmartReading& reading, const std::string& time);
-std::vector<std::string> nvmeCsvRow(const NvmeConfig& config, const SmartReading& reading, const std::string& time);
-// One csv line with its newline; cells holding a comma or a quote are quoted.
-std::string csvLine(const std::vector<std::string>& cells);
+    bool noConflict() const;
+};
+
+// Every field against its limit, in order: the special limit first (only
+// its "check" lets the limit run), then the limit against the previous
+// reading; the initial reading is never compared.
+SmartVerdicts judgeReadings(const SmartLayout& layout, const SmartReadings& readings,
+                            const RegistryLookup& registry, uint64_t nowMs);
 
 // Unsigned value of up to the first 8 bytes, little-endian (the ini files).
 uint64_t unsignedValue(const SmartBytes& bytes);

@@ -8,6 +8,7 @@
 #include "core/SafeSave.h"
 #include "core/TextFormat.h"
 #include "core/WinReg.h"
+#include "smart/SmartRender.h"
 #include "smart/VariableLimit.h"
 
 namespace zel {
@@ -35,17 +36,24 @@ IniLookup SmartDataParser::profileLookup(const IniFile& file) {
     };
 }
 
-bool SmartDataParser::compareAndPrint(const SmartReadings& readings, const std::string& outLog,
-                                      SmartComparison* result) const {
-    *result = compare(readings, hostClockMilliseconds(), kOutLogColumnWidth);
-    for (const std::string& warning : result->warnings) logWarning("%s", warning.c_str());
-    if (result->powerOnCheckTime)
-        WinReg::writeText(kSmartRegistryKey, kRegLastPowerOnHr, std::to_string(*result->powerOnCheckTime));
-    logTable(result->table);
+SmartVerdicts SmartDataParser::compareAndPrint(const SmartReadings& readings, const std::string& outLog) const {
+    const SmartVerdicts verdicts = judgeReadings(layout_, readings, registry(), hostClockMilliseconds());
+    for (const std::string& warning : verdicts.warnings) logWarning("%s", warning.c_str());
+    if (verdicts.powerOnCheckTime)
+        WinReg::writeText(kSmartRegistryKey, kRegLastPowerOnHr, std::to_string(*verdicts.powerOnCheckTime));
+    const std::string table = renderSmartTable(layout_, verdicts, kOutLogColumnWidth);
+    logTable(table);
     if (!outLog.empty()) {
-        if (!saveFileWhole(outLog, result->table)) logWarning("Failed to output SMART table to %s", outLog.c_str());
+        if (!saveFileWhole(outLog, table)) logWarning("Failed to output SMART table to %s", outLog.c_str());
     }
-    return result->noConflict;
+    return verdicts;
+}
+
+void SmartDataParser::writeIni(const SmartReading& current, IniFile& ini) const {
+    for (size_t i = 0; i < layout_.fields.size(); ++i) {
+        const uint64_t value = i < current.size() ? unsignedValue(current[i]) : 0;
+        ini.writeText(layout_.fields[i].iniSection, layout_.fields[i].iniKey, std::to_string(value));
+    }
 }
 
 }  // namespace zel

@@ -1,36 +1,34 @@
 #include "smart/SmartExport.h"
 
+#include "smart/SmartRender.h"
+
 namespace zel {
 namespace {
 
-enum Cell { kMark, kLabel, kCurrent, kPrevious, kInitial, kDescription };
-
-Json attributeJson(const SmartComparison& comparison, size_t i, const SmartReading& current, int32_t pageId) {
-    const std::vector<std::string>& row = comparison.rows[i];
+Json attributeJson(const SmartField& field, const SmartVerdict& verdict) {
     Json a = Json::object();
-    if (pageId >= 0) a["log_page"] = pageId;
-    a["id"] = row[kLabel];
-    a["description"] = row[kDescription];
-    a["limit"] = comparison.effectiveLimits[i];
-    a["current"] = row[kCurrent];
-    a["previous"] = row[kPrevious];
-    a["initial"] = row[kInitial];
-    a["value"] = i < current.size() && !current[i].empty() ? Json(unsignedValue(current[i])) : Json();
-    a["mark"] = row[kMark];
+    if (field.logPageId >= 0) a["log_page"] = field.logPageId;
+    a["id"] = field.label;
+    a["description"] = field.attribute.description;
+    a["limit"] = verdict.limit;
+    a["current"] = currentText(field, verdict);
+    a["previous"] = previousText(field, verdict);
+    a["initial"] = initialText(field, verdict);
+    a["value"] = verdict.current.empty() ? Json() : Json(unsignedValue(verdict.current));
+    a["mark"] = verdictMark(verdict);
     return a;
 }
 
 }  // namespace
 
-Json smartInfoJson(const std::string& protocol, const std::string& time, const SmartComparison& comparison,
-                   const SmartReading& current, const std::vector<int32_t>& pageIds) {
+Json smartInfoJson(const SmartLayout& layout, const SmartVerdicts& verdicts, const std::string& time) {
     Json info = Json::object();
-    info["protocol"] = protocol;
+    info["protocol"] = layout.protocol;
     info["time"] = time;
-    info["result"] = comparison.noConflict ? "pass" : "conflict";
+    info["result"] = verdicts.noConflict() ? "pass" : "conflict";
     Json attributes = Json::array();
-    for (size_t i = 0; i < comparison.rows.size(); ++i)
-        attributes.push_back(attributeJson(comparison, i, current, i < pageIds.size() ? pageIds[i] : -1));
+    for (size_t i = 0; i < layout.fields.size(); ++i)
+        attributes.push_back(attributeJson(layout.fields[i], verdicts.attributes[i]));
     info["attributes"] = attributes;
     return info;
 }

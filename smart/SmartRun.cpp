@@ -18,6 +18,7 @@
 #include "smart/SataSmartDataParser.h"
 #include "smart/SmartData.h"
 #include "smart/SmartExport.h"
+#include "smart/SmartRender.h"
 #include "smart/VariableLimit.h"
 
 namespace zel {
@@ -47,8 +48,9 @@ public:
         writeBins();
         writeIni();
         writeCsv();
-        const bool noConflict = parser_->compareAndPrint(readings_, resolveOutputPath(job_.outLog), &comparison_);
+        verdicts_ = parser_->compareAndPrint(readings_, resolveOutputPath(job_.outLog));
         writeJson();
+        const bool noConflict = verdicts_.noConflict();
         if (!noConflict) fail(err::kSmartLimitConflict);
         resetCounters();
         return noConflict ? failure_ : err::kSmartLimitConflict;
@@ -159,8 +161,8 @@ private:
     void writeCsv() {
         if (job_.outCsv.empty()) return;
         const std::string path = resolveOutputPath(job_.outCsv);
-        std::vector<std::string> heading = parser_->csvHeading();
-        std::vector<std::string> row = parser_->csvRow(readings_.current, csvTime());
+        std::vector<std::string> heading = smartCsvHeadings(parser_->layout());
+        std::vector<std::string> row = smartCsvRow(parser_->layout(), readings_.current, csvTime());
         if (isNvmeDisk(disk_)) {
             const auto& pcie = disk_.pcieInfo();
             const bool known = pcie && pcie->linkWidth != 0;
@@ -177,8 +179,7 @@ private:
 
     void writeJson() {
         ActionResultJson& json = ActionResultJson::instance(job_.resultJson);
-        const Json smartInfo = smartInfoJson(parser_->protocolName(), csvTime(), comparison_, readings_.current,
-                                             parser_->attributePages());
+        const Json smartInfo = smartInfoJson(parser_->layout(), verdicts_, csvTime());
         // Into the file as it is now: another run may share it.
         const bool saved = json.update([&](Json& document) {
             std::vector<DriveInfo> drives = readDriveInfoList(document);
@@ -214,7 +215,7 @@ private:
     std::vector<SmartPage> pages_;
     std::vector<std::vector<uint8_t>> data_;
     SmartReadings readings_;
-    SmartComparison comparison_;
+    SmartVerdicts verdicts_;
     ErrorCode failure_ = err::kOk;
 };
 

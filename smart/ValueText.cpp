@@ -21,6 +21,7 @@ std::string numberText(SmartBytes bytes, int32_t numberBase, int64_t adjust) {
         return text;
     }
     if (width == 1 || width == 2) return formatText("%d", static_cast<int>(number));
+    // A 4-byte counter past 2^31 prints negative; kept exactly: scripts match this text.
     if (width == 4) return formatText("%d", static_cast<int32_t>(static_cast<uint32_t>(number)));
     return formatText("%lld", static_cast<long long>(number));
 }
@@ -58,12 +59,17 @@ std::string sataLabel(const SataSelector& slice, bool includeReservedByte) {
 
 std::string nvmeLabel(const NvmeSelector& range) { return formatText("%X:%X", last(range.end), range.low); }
 
-std::string sataConflictLine(const SataSelector& slice, const std::string& limit) {
-    return formatText("  -ID: 0x%X[%d:%d], Limit: %s\n", slice.id, last(slice.end), slice.first, limit.c_str());
+// The id unpadded and the range in full, unlike the label; kept exactly: scripts match this text.
+std::string sataConflictId(const SataSelector& slice) {
+    return formatText("ID: 0x%X[%d:%d]", slice.id, last(slice.end), slice.first);
 }
 
-std::string nvmeConflictLine(int32_t logPageId, const NvmeSelector& range, const std::string& limit) {
-    return formatText("  -Offset: [%X]%X:%X, Limit: %s\n", logPageId, last(range.end), range.low, limit.c_str());
+std::string nvmeConflictId(int32_t logPageId, const NvmeSelector& range) {
+    return formatText("Offset: [%X]%X:%X", logPageId, last(range.end), range.low);
+}
+
+std::string conflictLine(const std::string& conflictId, const std::string& limit) {
+    return formatText("  -%s, Limit: %s\n", conflictId.c_str(), limit.c_str());
 }
 
 std::string sataCsvHeading(const std::string& description, const SataSelector& slice, bool includeReservedByte) {

@@ -29,9 +29,12 @@ std::string sataLabel(const SataSelector& slice, bool includeReservedByte);
 // "%X:%X" with the last and the first byte.
 std::string nvmeLabel(const NvmeSelector& range);
 
-// Lines of the conflict list after the table.
-std::string sataConflictLine(const SataSelector& slice, const std::string& limit);
-std::string nvmeConflictLine(int32_t logPageId, const NvmeSelector& range, const std::string& limit);
+// How the conflict list after the table names an attribute: the full
+// range, whatever the label shows ("ID: 0x%X[%d:%d]", "Offset: [%X]%X:%X").
+std::string sataConflictId(const SataSelector& slice);
+std::string nvmeConflictId(int32_t logPageId, const NvmeSelector& range);
+// One line of that list.
+std::string conflictLine(const std::string& conflictId, const std::string& limit);
 
 // Csv heading cells.
 std::string sataCsvHeading(const std::string& description, const SataSelector& slice, bool includeReservedByte);

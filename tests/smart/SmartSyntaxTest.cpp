@@ -26,26 +26,17 @@ TEST(SmartSyntax, RangesAndSelectors) {
     }
 }
 
+// "s" or "n", then the codes.
 TEST(SmartSyntax, TypeFields) {
-    const struct {
-        const char* text;
-        bool isString;
-        std::vector<uint8_t> codes;
-    } cases[] = {
-        {"", false, {0}},
-        {"string", true, {0}},      // the whole value is also the token list
-        {"$pwrcycle", false, {3}},  // likewise: a number with code 3
-        {"number,$gsd", false, {1}},
-        {" string , $tempc ", true, {6}},
-        {"number,$ugsd,$pwronhr,$bytime", false, {2, 4, 5}},
-        {"number,$unknown,$gsd", false, {0, 1}},
-        {"number,", false, {0}},
-        {"String,$gsd", false, {1}},
-        {"number,$GSD", false, {0}},
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "n0"}, {"string", "s0"}, {"$pwrcycle", "n3"},  // the whole value is also the token list
+        {"number,$gsd", "n1"}, {" string , $tempc ", "s6"}, {"number,$ugsd,$pwronhr,$bytime", "n245"},
+        {"number,$unknown,$gsd", "n01"}, {"number,", "n0"}, {"String,$gsd", "n1"}, {"number,$GSD", "n0"},
     };
-    for (const auto& c : cases) {
-        const zel::TypeField field = zel::parseTypeField(c.text);
-        EXPECT_EQ(field.isString, c.isString) << c.text;
-        EXPECT_EQ(field.codes, c.codes) << c.text;
+    for (const auto& [text, expected] : cases) {
+        const zel::TypeField field = zel::parseTypeField(text);
+        std::string got = field.isString ? "s" : "n";
+        for (uint8_t code : field.codes) got += std::to_string(code);
+        EXPECT_EQ(got, expected) << text;
     }
 }

@@ -14,8 +14,8 @@ constexpr uint64_t kNow = 13350000000000;  // a day in 2024, ms since 1601
 std::string ago(int64_t seconds) { return std::to_string(kNow - seconds * 1000); }
 
 // "answer|limit", then "|stored" when the time is to be stored, then the warning.
-std::string apply(uint8_t code, const std::string& limit, const Registry& registry, const zel::SmartBytes& current = {5},
-                  const zel::SmartBytes& reference = {4}) {
+std::string apply(uint8_t code, const std::string& limit, const Registry& registry,
+                  const zel::SmartBytes& current = {5}, const zel::SmartBytes& reference = {4}) {
     const zel::RegistryLookup lookup = [&](const std::string& name) -> std::optional<std::string> {
         const auto found = registry.find(name);
         return found == registry.end() ? std::nullopt : std::optional<std::string>(found->second);
@@ -28,7 +28,7 @@ std::string apply(uint8_t code, const std::string& limit, const Registry& regist
 
 }  // namespace
 
-// The plain counter limits, with and without a record, are run end to end.
+// The counters read from the registry; the key itself is read end to end.
 TEST(SpecialLimit, RetryCountersAndTheReference) {
     const struct {
         uint8_t code;
@@ -38,55 +38,46 @@ TEST(SpecialLimit, RetryCountersAndTheReference) {
     } cases[] = {
         {zel::kSpecialGsd, {{"gsd_retry_cnt", "1"}, {"pwrcycle_retry_cnt", "7"}}, {4}, "1|diff<=2"},
         {zel::kSpecialGsd, {{"pwrcycle_retry_cnt", "7"}}, {4}, "1|diff==0"},
+        {zel::kSpecialGsd, {{"gsd_retry_cnt", "-1"}}, {4}, "1|diff==0"},
         {zel::kSpecialUgsd, {{"ugsd_retry_cnt", "1"}}, {4}, "1|diff<=2"},
         {zel::kSpecialUgsd, {{"ugsd_retry_cnt", "-1"}, {"pwrcycle_retry_cnt", "5"}}, {4}, "1|diff==0"},
-        {zel::kSpecialTempC, {{"pwrcycle_retry_cnt", "2"}}, {4}, "1|val<9"},
-        {9, {{"pwrcycle_retry_cnt", "2"}}, {4}, "1|val<9"},
-        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "2"}}, {}, "1|val<9"},
-        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "2"}}, {0xFF, 0xFF, 0xFF}, "0|val<9"},
-        {zel::kSpecialTempC, {}, {0xFF, 0xFF}, "0|val<9"},
+        {zel::kSpecialUgsd, {{"ugsd_retry_cnt", "0"}, {"pwrcycle_retry_cnt", "5"}}, {4}, "1|diff==1"},
+        {zel::kSpecialUgsd, {{"pwrcycle_retry_cnt", "2"}}, {4}, "1|diff<=2"}, {zel::kSpecialUgsd, {}, {4}, "1|diff==0"},
+        {zel::kSpecialPowerCycle, {}, {4}, "1|diff==0"}, {zel::kSpecialPowerCycle, {}, {}, "1|val<9"},
+        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "0"}}, {4}, "1|diff==1"},
         {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "2"}}, {0xFF, 0xFE}, "1|diff<=3"},
+        {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "2"}}, {0xFF, 0xFF, 0xFF}, "0|val<9"},
+        {zel::kSpecialTempC, {{"pwrcycle_retry_cnt", "2"}}, {4}, "1|val<9"}, {9, {}, {4}, "1|val<9"},
     };
     for (const auto& c : cases) EXPECT_EQ(apply(c.code, "val<9", c.registry, {5}, c.reference), c.result) << +c.code;
 }
 
-// 2 h 10 min and 7 h are run end to end; here the rounding boundaries.
-TEST(SpecialLimit, PowerOnHoursSinceTheLastSuccessfulRun) {
-    const struct {
-        int64_t secondsAgo;  // 0: no last_success
-        const char* result;
-    } cases[] = {
-        {2 * 3600 + 1799, "1|diff>=1 && diff<=3"}, {2 * 3600 + 1800, "1|diff>=2 && diff<=3"},
-        {2 * 3600 + 3420, "1|diff>=2 && diff<=3"}, {2 * 3600 + 3421, "1|diff>=2 && diff<=4"},
-        {600, "1|diff>=0 && diff<=1"},             {3540, "1|diff>=0 && diff<=2"},
-        {0, "1|val<9"},                            {-1, "1|val<9"},
-    };
-    for (const auto& c : cases) {
-        Registry registry{{"monitor_period", "0"}};
-        if (c.secondsAgo) registry["last_success"] = ago(c.secondsAgo);
-        EXPECT_EQ(apply(zel::kSpecialPowerOnHours, "val<9", registry), c.result) << c.secondsAgo;
-    }
-}
-
-TEST(SpecialLimit, PowerOnHoursWhileMonitoring) {
+// Period 0: brackets around the hours since last_success (2 h 10 min and
+// 7 h are run end to end; here the rounding boundaries). Period 60
+// (monitoring): a changed value stores the time and warns outside one
+// hour +-5% since the last stored time.
+TEST(SpecialLimit, PowerOnHours) {
     const std::string off = "|Power On Hours increases after ";
     const struct {
-        int64_t lastCheckAgo;  // 0: never checked
-        uint8_t current;       // the reference is 4
+        const char* period;
+        int64_t secondsAgo;  // since last_success (period 0) or last_pwr_on_hr; 0: absent
+        uint8_t current;     // the reference is 4
         std::string result;
     } cases[] = {
-        {3359, 5, "4|val<9|stored" + off + "3359s, but is not in +-5% range"},
-        {3360, 5, "1|val<9|stored"},
-        {3840, 5, "1|val<9|stored"},
-        {3841, 5, "4|val<9|stored" + off + "3841s, but is not in +-5% range"},
-        {3000, 4, "1|val<9"},
-        {0, 5, "1|val<9|stored"},
-        {-5, 5, "1|val<9"},
+        {"0", 2 * 3600 + 1799, 5, "1|diff>=1 && diff<=3"}, {"0", 2 * 3600 + 1800, 5, "1|diff>=2 && diff<=3"},
+        {"0", 2 * 3600 + 3420, 5, "1|diff>=2 && diff<=3"}, {"0", 2 * 3600 + 3421, 5, "1|diff>=2 && diff<=4"},
+        {"0", 600, 5, "1|diff>=0 && diff<=1"},             {"0", 3540, 5, "1|diff>=0 && diff<=2"},
+        {"0", 0, 5, "1|val<9"},                            {"0", -1, 5, "1|val<9"},
+        {"60", 3359, 5, "4|val<9|stored" + off + "3359s, but is not in +-5% range"},
+        {"60", 3360, 5, "1|val<9|stored"},                 {"60", 3840, 5, "1|val<9|stored"},
+        {"60", 3841, 5, "4|val<9|stored" + off + "3841s, but is not in +-5% range"},
+        {"60", 3000, 4, "1|val<9"},                        {"60", 0, 5, "1|val<9|stored"},
+        {"60", -5, 5, "1|val<9"},
     };
     for (const auto& c : cases) {
-        Registry registry{{"monitor_period", "60"}};
-        if (c.lastCheckAgo) registry["last_pwr_on_hr"] = ago(c.lastCheckAgo);
-        EXPECT_EQ(apply(zel::kSpecialPowerOnHours, "val<9", registry, {c.current}), c.result) << c.lastCheckAgo;
+        Registry registry{{"monitor_period", c.period}};
+        if (c.secondsAgo) registry[c.period[0] == '0' ? "last_success" : "last_pwr_on_hr"] = ago(c.secondsAgo);
+        EXPECT_EQ(apply(zel::kSpecialPowerOnHours, "val<9", registry, {c.current}), c.result) << c.secondsAgo;
     }
 }
 
