@@ -83,7 +83,7 @@ TEST_F(HostToolsEndToEnd, RescanRunsDevconAndAnswersByItsResult) {
     EXPECT_EQ(ok.exitCode, 0u) << ok.output;
     EXPECT_EQ(control_.args(0), Args{"rescan"});
     EXPECT_TRUE(contains(control_.calls()[0]["commandLine"], "vhost-tools\\devcon_amd64.exe\" rescan"));
-    EXPECT_TRUE(contains(log(), "INFO     rescan done, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     rescan done, elapsed time: "));
     EXPECT_TRUE(logged("DEBUG    Rescan result=1"));
     EXPECT_TRUE(contains(log(), "DEBUG    ProcUtil::runAsync()...\""));
 
@@ -111,7 +111,7 @@ TEST_F(HostToolsEndToEnd, DisableHidesTheControllersDisksUntilEnabled) {
     auto off = run("--disablepci --vid 7982 --did 43017 --debug");
     EXPECT_EQ(off.exitCode, 0u) << off.output;
     EXPECT_EQ(control_.args(0), (Args{"disable", "PCI\\VEN_1F2E&DEV_A809"}));
-    EXPECT_TRUE(contains(log(), "INFO     disable device done, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     disable device done, elapsed time: "));
     EXPECT_TRUE(logged("DEBUG    Disable PCI device result=1"));
     EXPECT_EQ(run("--exist -d 1").exitCode, 0xC0380011u) << "disk 1 is gone with its controller";
     EXPECT_EQ(run("--exist -d 2").exitCode, 0u);
@@ -128,7 +128,7 @@ TEST_F(HostToolsEndToEnd, DisableHidesTheControllersDisksUntilEnabled) {
 TEST_F(HostToolsEndToEnd, OnRebootCountsAsDoneEvenWithAFailingCode) {
     control_.answer({{"verb", "disable"}, {"exit", 1}, {"output", "PCI\\VEN_1F2E: Disabled on reboot\r\n"}});
     EXPECT_EQ(run("--disablepci --vid 7982 --did 43017").exitCode, 0u);
-    EXPECT_TRUE(contains(log(), "INFO     disable device done, skip on reboot message, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     disable device done, skip on reboot message, elapsed time: "));
     // Exit code 0 wins over the text; any other code without it fails,
     // and the whole output follows the code, however long.
     control_.answer({{"verb", "enable"}, {"exit", 3}, {"output", "head\r\n"}, {"outputBytes", 9000}});
@@ -146,7 +146,7 @@ TEST_F(HostToolsEndToEnd, FormatAssignsALetterThenRunsTheAction) {
               "select disk 2\r\nclean\r\ncreate partition primary\r\nformat fs=ntfs quick\r\nassign letter=D\r\n"
               "exit\r\n");
     EXPECT_FALSE(zeltest::fileExists(dir_.file("diskpart_format.txt")));
-    EXPECT_TRUE(contains(log(), "INFO     format disk done, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     format disk done, elapsed time: "));
     EXPECT_TRUE(logged("INFO     Format disk... done"));
     ASSERT_TRUE(contains(format.output, "[100%]")) << "the rw action ran";
     EXPECT_LT(format.output.find("Format disk... done"), format.output.find("[100%]"));
@@ -173,7 +173,7 @@ TEST_F(HostToolsEndToEnd, CleanRemovesTheVolumesAndCanGoOnToTheAction) {
     EXPECT_EQ(run("--cleand -d 1").exitCode, 0u);
     EXPECT_EQ(control_.calls()[0]["script"], "select disk 1\r\nclean\r\nexit\r\n");
     EXPECT_FALSE(zeltest::fileExists(dir_.file("diskpart_clean.txt")));
-    EXPECT_TRUE(contains(log(), "INFO     clean disk done, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     clean disk done, elapsed time: "));
     EXPECT_TRUE(logged("INFO     Clean disk... done"));
     EXPECT_FALSE(contains(run("--info -d 1").output, "Drive letter")) << "its letter E is gone";
 
@@ -200,12 +200,12 @@ TEST_F(HostToolsEndToEnd, SuspendAndResumePassTheNameAsOneArgument) {
         EXPECT_EQ(suspend.exitCode, 0u) << name;
         ASSERT_EQ(control_.calls().size(), before + 1) << name;
         EXPECT_EQ(control_.args(before), (Args{"-accepteula", name}));
-        EXPECT_TRUE(contains(log(), "INFO     suspend process " + name + " done, elapsed time: 0.")) << name;
+        EXPECT_TRUE(contains(log(), "INFO     suspend process " + name + " done, elapsed time: ")) << name;
     }
     // ZelCli.exe itself runs while it waits for the stand-in.
     EXPECT_EQ(run("--resume-proc ZelCli.exe").exitCode, 0u);
     EXPECT_EQ(control_.args(control_.calls().size() - 1), (Args{"-accepteula", "-r", "ZelCli.exe"}));
-    EXPECT_TRUE(contains(log(), "INFO     resume process ZelCli.exe done, elapsed time: 0."));
+    EXPECT_TRUE(contains(log(), "INFO     resume process ZelCli.exe done, elapsed time: "));
     EXPECT_EQ(run("--suspend-proc ghost.exe").exitCode, 0x2000001Bu) << "no process of that name";
     EXPECT_TRUE(logged("WARNING  suspend process error code: -1"));
 
