@@ -8,7 +8,6 @@
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TempDir.h"
-#include "tests/support/WineHost.h"
 
 namespace {
 
