@@ -21,6 +21,7 @@ TEST(CrashDumpName, CutToTheNameBuffer) {
     EXPECT_EQ(name, std::string(1023, 'f'));
 }
 
+// The enumeration that feeds this runs against a stand-in prompt (ConsoleCloseButtonTest.cpp).
 TEST(CommandPrompts, ExactNamesAfterTheFirstEntry) {
     const std::vector<zel::ProcessEntry> processes = {
         {0, "cmd.exe"},  // the first entry never counts, whatever its name
@@ -30,6 +31,7 @@ TEST(CommandPrompts, ExactNamesAfterTheFirstEntry) {
         {108, "Cmd.exe"},
         {112, "cmd.exe "},
         {116, "xcmd.exe"},
+        {118, "cmd.com"},
         {120, "cmd.exe"},
     };
     EXPECT_EQ(zel::commandPromptIds(processes), (std::vector<uint32_t>{100, 120}));
