@@ -83,10 +83,11 @@ TEST(ChildWait, ReadsPollsAndTimeOuts) {
         const auto result = zel::waitForChild(child, c.timeout, &output, [&] { return (now += c.stepMs) - c.stepMs; });
         EXPECT_EQ(result.code, c.code);
         EXPECT_EQ(output, "kept|" + c.output);
-        if (c.exitReads >= 0) EXPECT_EQ(child.exitReads, c.exitReads);
-        if (c.output.size() >= 4095)
+        if (c.exitReads >= 0) { EXPECT_EQ(child.exitReads, c.exitReads); }
+        if (c.output.size() >= 4095) {
             EXPECT_EQ(*std::max_element(child.readSizes.begin(), child.readSizes.end()), 4095u);
-        if (c.elapsed >= 0) EXPECT_NEAR(result.elapsedSeconds, c.elapsed, 1e-9);
+        }
+        if (c.elapsed >= 0) { EXPECT_NEAR(result.elapsedSeconds, c.elapsed, 1e-9); }
     }
 }
 

@@ -80,7 +80,7 @@ protected:
         return parsed;
     }
     // A system control, run as scripts do: the board and DUT play no part.
-    zeltest::ChildResult system(const std::string& control) {
+    zeltest::ChildResult systemControl(const std::string& control) {
         return run("-a pwr -d 1 --pwrid 3 --pwrctrl " + control);
     }
     std::string boardLog() const { return withoutCr(file("host.json.state\\power-switches.log")); }
@@ -296,7 +296,7 @@ TEST_F(PowerEndToEnd, GracefulCycleThatCannotBeGracefulDoesNotCut) {
 // The nine printed lines agree with each other and with the alarm the host
 // decoded from the CMOS writes; every disk goes through an unsafe cycle.
 TEST_F(PowerEndToEnd, ColdBootPrintsItsNineLinesAndTheHostRecordsAlarmAndS5) {
-    auto coldboot = system("coldboot --sleepdelay 0x5A");
+    auto coldboot = systemControl("coldboot --sleepdelay 0x5A");
     ASSERT_EQ(coldboot.exitCode, 0u) << coldboot.output;
     const std::regex lines(
         R"(INFO     Entering S5\.\.\.\r?\n)"
@@ -335,7 +335,7 @@ TEST_F(PowerEndToEnd, ColdBootPrintsItsNineLinesAndTheHostRecordsAlarmAndS5) {
 
 TEST_F(PowerEndToEnd, ColdBootWithoutTheDriverStillPrintsEveryLineAndWritesNothing) {
     useHost(powerHost("", "", R"("portIoDriver": false, )"));
-    auto coldboot = system("coldboot");
+    auto coldboot = systemControl("coldboot");
     EXPECT_EQ(coldboot.exitCode, 0u) << coldboot.output;
     for (const char* line : {"alarmtime1=", "Write CMOS 0x70/0x71 0xB/20, enable alarm interrupt",
                              "Write IO 0xA1 0, unmask RTC interrupt", "Write IO 0x21 0, unmask master to slave",
@@ -350,13 +350,13 @@ TEST_F(PowerEndToEnd, ColdBootWithoutTheDriverStillPrintsEveryLineAndWritesNothi
 // Reboot and shutdown wait ten seconds for the end that a virtual host
 // never brings, then report that the host survived; a CPU reset returns.
 TEST_F(PowerEndToEnd, RebootAndShutdownFailWhenTheHostSurvives) {
-    const zeltest::ChildResult reboot = system("reboot"), shutdown = system("shutdown");
+    const zeltest::ChildResult reboot = systemControl("reboot"), shutdown = systemControl("shutdown");
     EXPECT_EQ(reboot.exitCode, 0x20000012u) << reboot.output;
     EXPECT_TRUE(contains(reboot.output, "INFO     Rebooting system..."));
     EXPECT_TRUE(
         contains(reboot.output, "[ZelCli] Failed to execute action pwr... (LE=0x20000012, Failed to reboot system.)"));
     EXPECT_EQ(shutdown.exitCode, 0x20000017u) << shutdown.output;
-    EXPECT_EQ(system("cpu").exitCode, 0u);
+    EXPECT_EQ(systemControl("cpu").exitCode, 0u);
     EXPECT_TRUE(contains(withoutCr(file("host.json.state\\port-writes.log")), "0x0CF9 0x0000000A 1\n0x0CF9 0x0000000E 1\n"))
         << "a full reset armed, then RST_CPU raised";
     const auto all = events();
@@ -375,17 +375,17 @@ TEST_F(PowerEndToEnd, RebootAndShutdownFailWhenTheHostSurvives) {
 // --sleepdelay is read in the tool's number syntax, whole: a value it cannot
 // read is refused before anything happens.
 TEST_F(PowerEndToEnd, SuspendAndD3hotReturnAndAreRecorded) {
-    auto refused = system("s3 --sleepdelay 1e2");
+    auto refused = systemControl("s3 --sleepdelay 1e2");
     EXPECT_EQ(refused.exitCode, 0x20000004u) << refused.output;
     EXPECT_TRUE(contains(refused.output, "WARNING  [ZelCli] --sleepdelay is not a valid number: \"1e2\"")) << refused.output;
     EXPECT_FALSE(stateHas("power-events.log")) << "no S3";
-    auto s3 = system("s3 --sleepdelay 0Ah");
+    auto s3 = systemControl("s3 --sleepdelay 0Ah");
     EXPECT_EQ(s3.exitCode, 0u) << s3.output;
     EXPECT_TRUE(contains(s3.output, "INFO     Entering S3...\r\n")) << s3.output;
     EXPECT_TRUE(contains(s3.output, "INFO     Wake-up timer 10 seconds"));
     EXPECT_TRUE(contains(s3.output, "INFO     Resumed from S3 after"));
-    EXPECT_EQ(system("s4").exitCode, 0u);
-    auto d3 = system("d3hot --sleepdelay 0");
+    EXPECT_EQ(systemControl("s4").exitCode, 0u);
+    auto d3 = systemControl("d3hot --sleepdelay 0");
     EXPECT_EQ(d3.exitCode, 0u) << d3.output;
     EXPECT_TRUE(contains(d3.output, "INFO     Write PCI 01:00.0 0x44 B, set D3hot")) << d3.output;
     EXPECT_TRUE(contains(d3.output, "INFO     Write PCI 01:00.0 0x44 8, set D0"));

@@ -151,12 +151,14 @@ TEST_F(PowerOnVirtualHost, ShutdownNotificationRetriesUntilCompleteOrGivesUpAndT
         host_->hangFirstRead = c.hangFirstRead;
         zeltest::LogCapture log;
         EXPECT_EQ(notifyDisk(1), c.code);
-        if (c.code) EXPECT_EQ(zel::lastError(), c.code);
+        if (c.code) { EXPECT_EQ(zel::lastError(), c.code); }
         EXPECT_EQ(host_->attempts.load(), c.attempts);
         for (const auto& [line, times] : c.lines) EXPECT_EQ(count(log.text(), line), times) << line;
         uint32_t cc = 0;
-        ASSERT_TRUE(host_->VirtualHost::readPhysicalDword(0xC0100014, &cc));
-        if (c.processingReads == 1000) EXPECT_EQ(cc, 0x460001u) << "the request taken back";
+        ASSERT_TRUE(host_->VirtualHost::readPhysicalDword(0xC0100014, &cc));  // disk 1's CC
+        if (c.processingReads == 1000) {
+            EXPECT_EQ(cc, 0x460001u) << "a controller that never finished gets CC back";
+        }
     }
 }
 
