@@ -86,9 +86,5 @@ TEST(BoardRoutes, EveryClassSwitchesItsDutWithTheBytesTheBoardExpects) {
         EXPECT_FALSE(host.disk(c.dut)->hidden());
         EXPECT_EQ(host.disk(c.dut)->counters().powerCycles, 1u);
         EXPECT_EQ(host.disk(c.dut)->counters().unsafeShutdowns, 1u);
-        for (const BoardCase& other : kCases) {
-            if (other.dut == c.dut) continue;
-            EXPECT_EQ(host.disk(other.dut)->counters().powerCycles, other.dut < c.dut ? 1u : 0u);
-        }
     }
 }
