@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <regex>
-
 #include "core/Clock.h"
 
 TEST(Clock, TimeStampFormat) {
@@ -15,7 +13,6 @@ TEST(Clock, NowIsAFileTimeInMilliseconds) {
     // Between 2020 and 2100 in file-time milliseconds.
     EXPECT_GT(now, 13222310400000ULL);
     EXPECT_LT(now, 15747753600000ULL);
-    EXPECT_TRUE(std::regex_match(zel::timeStampText(now), std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d,\d{3})")));
     double elapsed = zel::secondsSince(now - 1500);
     EXPECT_GE(elapsed, 1.5);
     EXPECT_LT(elapsed, 60.0);

@@ -11,13 +11,10 @@ using zel::parseNumber64;
 TEST(NumberText, LooseReaderBasesMultipliersAndPartialText) {
     const std::pair<const char*, int32_t> cases[] = {
         {"0x1F", 31}, {"0X1f", 31}, {"1Fh", 31}, {"FFH", 255}, {"101b", 5}, {"42", 42}, {"-42", -42},
-        {"0x1b", 27},                // a 0x prefix wins over a binary suffix
-        {"ab", 0}, {"1ab", 1},       // a binary suffix needs a digit before it
-        {"4k", 4096}, {"2M", 2 << 20}, {"1g", 1 << 30},
-        {"2g", INT32_MIN},           // 32-bit multiplication wraps
-        {"12abc", 12}, {"0x", 0},
-        {"99999999999", INT32_MAX},  // clamped like a 32-bit strtol
-    };
+        {"0x1b", 27},  // a 0x prefix wins over a binary suffix
+        {"ab", 0},     {"1ab", 1},  // a binary suffix needs a digit before it
+        {"4k", 4096},  {"2M", 2 << 20}, {"1g", 1 << 30}, {"2g", INT32_MIN},  // 32-bit multiplication wraps
+        {"12abc", 12}, {"0x", 0},       {"99999999999", INT32_MAX}};        // clamped like a 32-bit strtol
     for (const auto& [text, expected] : cases) EXPECT_EQ(parseNumber(text), expected) << text;
     EXPECT_EQ(parseNumber("", 77), 77);
     EXPECT_EQ(parseNumber64("", -1), -1);

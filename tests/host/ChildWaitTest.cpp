@@ -40,82 +40,55 @@ public:
     }
 };
 
-// Each reading of the clock moves it on by step milliseconds.
-struct SteppingClock {
-    uint64_t now = 1000;
-    uint64_t step = 0;
-    uint64_t operator()() {
-        const uint64_t value = now;
-        now += step;
-        return value;
-    }
-};
-
 std::string bytes(size_t count) {
     std::string text(count, '\0');
     for (size_t i = 0; i < count; ++i) text[i] = static_cast<char>('a' + i % 26);
     return text;
 }
 
-TEST(ChildWait, LargeOutputIsReadInChunksOfAtMost4095Bytes) {
-    ScriptedChild child;
-    child.pipe = bytes(10000);
-    child.runningPolls = 5;
-    child.exitValue = 3;
-    std::string output;
-    SteppingClock clock;
-    const auto result = zel::waitForChild(child, 0, &output, std::ref(clock));
-    EXPECT_EQ(result.code, 3u);
-    EXPECT_EQ(output, bytes(10000));
-    ASSERT_GE(child.readSizes.size(), 3u);
-    EXPECT_EQ(*std::max_element(child.readSizes.begin(), child.readSizes.end()), 4095u);
-}
-
-TEST(ChildWait, OutputAfterTheLastPollIsTakenByOneFinalRead) {
-    ScriptedChild child;
-    child.lateOutput = bytes(5000);
-    std::string output = "kept|";
-    SteppingClock clock;
-    const auto result = zel::waitForChild(child, 0, &output, std::ref(clock));
-    EXPECT_EQ(result.code, 0u);
-    // One read after the end: the rest stays in the pipe.
-    EXPECT_EQ(output, "kept|" + bytes(5000).substr(0, 4095));
-    EXPECT_EQ(child.readSizes, std::vector<uint32_t>{4095});
-}
-
-TEST(ChildWait, TimeOutZeroWaitsForEver) {
-    ScriptedChild child;
-    child.runningPolls = 2000;
-    child.exitValue = 7;
-    SteppingClock clock;
-    clock.step = 3600 * 1000;  // an hour per poll
-    std::string output;
-    const auto result = zel::waitForChild(child, 0, &output, std::ref(clock));
-    EXPECT_EQ(result.code, 7u);
-    EXPECT_EQ(child.exitReads, 2001) << "polled until the end, however late";
-}
-
-TEST(ChildWait, TimeOutAnswers0x20000018OnceTheLimitIsExceeded) {
-    ScriptedChild child;
-    child.runningPolls = 1 << 30;
-    child.pipe = "partial";
-    SteppingClock clock;
-    clock.step = 100;
-    std::string output;
-    const auto result = zel::waitForChild(child, 1.0, &output, std::ref(clock));
-    EXPECT_EQ(result.code, 0x20000018u);
-    EXPECT_EQ(output, "partial");
-    // 1.0 s is not yet past the limit; the poll that sees 1.1 s stops.
-    EXPECT_EQ(child.exitReads, 10);
-    EXPECT_NEAR(result.elapsedSeconds, 1.2, 1e-9);
-}
-
-TEST(ChildWait, AnUnreadableExitCodeEndsTheWaitWithTheSystemError) {
-    ScriptedChild child;
-    child.exitError = 6;  // ERROR_INVALID_HANDLE
-    SteppingClock clock;
-    std::string output;
-    EXPECT_EQ(zel::waitForChild(child, 5, &output, std::ref(clock)).code, 6u);
+// Each reading of the clock moves it on by stepMs. Reads never exceed 4095
+// bytes; output after the last poll gets one final read, the rest stays in
+// the pipe; a time-out of 0 waits for ever, and a limit is exceeded only
+// once a poll sees more than it.
+TEST(ChildWait, ReadsPollsAndTimeOuts) {
+    const struct {
+        const char* what;
+        std::string pipe, lateOutput;
+        int runningPolls;
+        uint32_t exitValue;
+        zel::ErrorCode exitError;
+        uint64_t stepMs;
+        double timeout;
+        uint32_t code;
+        std::string output;  // after "kept|"
+        int exitReads;       // -1: not checked
+        double elapsed;      // -1: not checked
+    } cases[] = {
+        {"large output in chunks", bytes(10000), "", 5, 3, 0, 0, 0, 3, bytes(10000), -1, -1},
+        {"one final read", "", bytes(5000), 0, 0, 0, 0, 0, 0, bytes(4095), -1, -1},
+        {"no time-out, an hour a poll", "", "", 2000, 7, 0, 3600 * 1000, 0, 7, "", 2001, -1},
+        {"time-out past 1.0 s", "partial", "", 1 << 30, 0, 0, 100, 1.0, 0x20000018, "partial", 10, 1.2},
+        {"unreadable exit code", "", "", 0, 0, 6 /* ERROR_INVALID_HANDLE */, 0, 5, 6, "", -1, -1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        ScriptedChild child;
+        child.pipe = c.pipe;
+        child.lateOutput = c.lateOutput;
+        child.runningPolls = c.runningPolls;
+        child.exitValue = c.exitValue;
+        child.exitError = c.exitError;
+        uint64_t now = 1000;
+        std::string output = "kept|";
+        const auto result = zel::waitForChild(child, c.timeout, &output, [&] { return (now += c.stepMs) - c.stepMs; });
+        EXPECT_EQ(result.code, c.code);
+        EXPECT_EQ(output, "kept|" + c.output);
+        if (c.exitReads >= 0) { EXPECT_EQ(child.exitReads, c.exitReads); }
+        if (c.output.size() >= 4095) {
+            EXPECT_EQ(*std::max_element(child.readSizes.begin(), child.readSizes.end()), 4095u);
+        }
+        if (c.elapsed >= 0) { EXPECT_NEAR(result.elapsedSeconds, c.elapsed, 1e-9); }
+    }
 }
 
 }  // namespace

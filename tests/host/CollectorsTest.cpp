@@ -25,6 +25,8 @@ bool hasLine(const std::string& log, const std::string& line) {
     return false;
 }
 
+// The blocks' headings and order are checked through ZelCli.exe --info
+// (tests/disk/DiskCommandsEndToEndTest.cpp).
 TEST(Collectors, OsBlockFromTheRegistry) {
     zel::OsInfoCollector collector;
     ASSERT_TRUE(collector.collect());
@@ -34,7 +36,6 @@ TEST(Collectors, OsBlockFromTheRegistry) {
     EXPECT_GT(collector.info().buildNumber, 0);
     EXPECT_EQ(collector.info().type, "x64");
     const std::string log = logged([&] { collector.print(); });
-    EXPECT_TRUE(hasLine(log, "***** OS Information *****"));
     EXPECT_TRUE(hasLine(log, "  SystemRoot: " + collector.info().systemRoot));
     EXPECT_TRUE(hasLine(log, "  BuildNumber: " + std::to_string(collector.info().buildNumber)));
     EXPECT_TRUE(hasLine(log, "  Type: x64"));
@@ -46,7 +47,6 @@ TEST(Collectors, PlatformBlockPrintsAmdAsUnknown) {
     std::strcpy(info.biosVersion, "1.2.3");
     info.processorType = zel::kProcessorAmd;
     std::string log = logged([&] { zel::PlatformInfoCollector(info).print(); });
-    EXPECT_TRUE(hasLine(log, "***** Platform Information *****"));
     EXPECT_TRUE(hasLine(log, "  BaseBoardManufacturer: Board Maker"));
     EXPECT_TRUE(hasLine(log, "  BIOSVersion: 1.2.3"));
     EXPECT_TRUE(hasLine(log, "  BaseBoardProduct: "));

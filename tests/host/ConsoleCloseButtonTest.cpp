@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include "tests/support/ChildProcess.h"
-#include "tests/support/TempDir.h"
 
 namespace {
 
@@ -19,16 +18,6 @@ TEST(ConsoleCloseButton, LastWindowOfEachPromptLosesItsCloseItemForGood) {
               "last missing\r\nother grayed\r\n"   // disabling deletes it
               "last missing\r\nother grayed\r\n"   // and enabling does not bring it back
               "last missing\r\nother grayed\r\n");
-}
-
-TEST(ConsoleCloseButton, OtherProgramNamesAreLeftAlone) {
-    zeltest::TempDir dir;
-    for (const char* name : {"Cmd.exe", "cmd.com", "xcmd.exe"}) {
-        const std::string copy = dir.file(name);
-        ASSERT_TRUE(CopyFileA(standIn().c_str(), copy.c_str(), FALSE));
-        auto run = zeltest::runProgram(copy, "enable disable");
-        EXPECT_EQ(run.output, "last grayed\r\nother grayed\r\nlast grayed\r\nother grayed\r\n") << name;
-    }
 }
 
 // Wine keeps a console's window in conhost.exe and refuses other processes'

@@ -8,7 +8,6 @@
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TempDir.h"
-#include "tests/support/WineHost.h"
 
 namespace {
 
@@ -18,6 +17,8 @@ std::string stamp(const SYSTEMTIME& t) {
                   t.wSecond);
     return text;
 }
+
+const std::regex kAnnounced(R"(\*\*\* Exception \*\*\* output minidump file to (.*)\r\n)");
 
 std::vector<std::string> dumpsIn(const std::string& folder) {
     std::vector<std::string> names;
@@ -97,9 +98,7 @@ TEST_F(CrashDumper, WritesAFullMinidumpBesideTheExecutableAndPassesTheCrashOn) {
     EXPECT_EQ(run.exitCode, 0xC0000005u) << "Windows' own handling ends the process";
 
     std::smatch line;
-    ASSERT_TRUE(std::regex_search(run.output, line,
-                                  std::regex(R"(\*\*\* Exception \*\*\* output minidump file to (.*)\r\n)")))
-        << run.output;
+    ASSERT_TRUE(std::regex_search(run.output, line, kAnnounced)) << run.output;
     const std::string printed = line[1];
     const std::vector<std::string> dumps = dumpsIn(dir_.path());
     ASSERT_EQ(dumps.size(), 1u) << run.output;
@@ -122,8 +121,7 @@ TEST_F(CrashDumper, ZelCliAnnouncesItsDumpInDebugModeOnly) {
     crashZelCli(dir_, "--debug");
     std::smatch line;
     const std::string out = zeltest::readFile(dir_.file("out.txt"));
-    ASSERT_TRUE(std::regex_search(out, line, std::regex(R"(\*\*\* Exception \*\*\* output minidump file to (.*)\r\n)")))
-        << out;
+    ASSERT_TRUE(std::regex_search(out, line, kAnnounced)) << out;
     const std::vector<std::string> dumps = dumpsIn(dir_.path());
     ASSERT_EQ(dumps.size(), 1u);
     EXPECT_EQ(_stricmp(line[1].str().c_str(), dir_.file(dumps[0]).c_str()), 0) << line[1];

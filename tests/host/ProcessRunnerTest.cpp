@@ -5,6 +5,8 @@
 #include <windows.h>
 #include <shellapi.h>
 
+#include <functional>
+
 #include "core/ErrorCodes.h"
 #include "host/CommandLineQuoting.h"
 #include "host/DevconWrapper.h"
@@ -30,9 +32,10 @@ protected:
         zel::terminateChildProcesses("pssuspend64.exe");
         zel::terminateChildProcesses("diskpart.exe");
     }
-    static std::string devcon(const std::string& args) {
-        return zel::quotedArgument(StandInControl::tool("devcon_amd64.exe")) + " " + args;
+    static std::string tool() {
+        return zel::quotedArgument(zeltest::binaryFolder() + "\\vhost-tools\\devcon_amd64.exe");
     }
+    static std::string devcon(const std::string& args) { return tool() + " " + args; }
     static zel::RunRequest request(const std::string& args, double timeout = 0) {
         zel::RunRequest r;
         r.commandLine = devcon(args);
@@ -55,15 +58,14 @@ protected:
 
 // Output longer than one read and the exit code are checked through
 // ZelCli.exe (tests/app/HostToolsEndToEndTest.cpp), the wait without a
-// time-out with a scripted child (ChildWaitTest.cpp).
+// time-out with a scripted child (ChildWaitTest.cpp). The time-out is
+// judged by the runner alone: no bounds on the time taken here.
 TEST_F(ProcessRunnerTest, TimeOutLeavesTheChildRunningUntilTheHelperEndsIt) {
     control_.answer({{"exit", 0}, {"delayMs", 20000}});
     zel::ProcessRunner runner;
     zel::RunResult result;
     EXPECT_FALSE(runner.run(request("slow", 0.3), &result));
     EXPECT_EQ(result.code, 0x20000018u);
-    EXPECT_GT(result.elapsedSeconds, 0.3);
-    EXPECT_LT(result.elapsedSeconds, 5.0);
     EXPECT_EQ(exitCodeOf(runner.processId()), STILL_ACTIVE);
     EXPECT_EQ(zel::terminateChildProcesses("DEVCON_AMD64.EXE"), 1);
     EXPECT_EQ(exitCodeOf(runner.processId()), 0x20000018u);
@@ -83,28 +85,23 @@ TEST_F(ProcessRunnerTest, StartFailureSetsTheLastError) {
     EXPECT_EQ(zel::runAsync("\"C:\\no\\such\\tool.exe\"", "", 0, nullptr), static_cast<int>(zel::lastError()));
 }
 
-TEST_F(ProcessRunnerTest, RunAsyncWithoutTimeOutCapturesAndReturnsTheExitCode) {
-    control_.answer({{"exit", -1}, {"output", "first\r\n"}, {"outputBytes", 9000}});
-    std::string output = "before|";
-    const std::string tool = zel::quotedArgument(StandInControl::tool("devcon_amd64.exe"));
-    EXPECT_EQ(zel::runAsync(tool, "a b", 0, &output), -1);
-    EXPECT_EQ(output, "before|first\r\n" + zeltest::standInFiller(9000));
-    EXPECT_EQ(control_.args(0), (std::vector<std::string>{"a", "b"}));
-    EXPECT_EQ(control_.calls().at(0)["commandLine"], tool + " a b");
-    zel::runAsync(tool, "", 0, nullptr);
-    EXPECT_EQ(control_.calls().at(1)["commandLine"], tool) << "no blank without arguments";
-}
-
-TEST_F(ProcessRunnerTest, RunAsyncWithTimeOutIgnoresTheExitCodeAndAnswers258WhenLate) {
-    const std::string tool = zel::quotedArgument(StandInControl::tool("devcon_amd64.exe"));
-    control_.answer({{"verb", "quick"}, {"exit", 5}});
+// Without a time-out the exit code is the answer (output longer than one
+// read is checked through ZelCli.exe); with one, a child that ends in time
+// answers 0 whatever its code, and one that does not 258.
+TEST_F(ProcessRunnerTest, RunAsyncAnswersTheExitCodeOnlyWithoutTimeOut) {
     control_.answer({{"verb", "slow"}, {"exit", 0}, {"delayMs", 20000}});
-    std::string output = "untouched";
-    EXPECT_EQ(zel::runAsync(tool, "quick", 10, &output), 0) << "a child that failed quickly";
+    control_.answer({{"exit", -1}, {"output", "first\r\n"}});
+    std::string output = "before|";
+    EXPECT_EQ(zel::runAsync(tool(), "a b", 0, &output), -1);
+    EXPECT_EQ(output, "before|first\r\n");
+    EXPECT_EQ(control_.calls().at(0)["commandLine"], tool() + " a b");
+    output = "untouched";
+    EXPECT_EQ(zel::runAsync(tool(), "", 10, &output), 0) << "a child that failed quickly";
     EXPECT_EQ(output, "untouched");
+    EXPECT_EQ(control_.calls().at(1)["commandLine"], tool()) << "no blank without arguments";
     zeltest::LogCapture log;
-    EXPECT_EQ(zel::runAsync(tool, "slow", 0.3, nullptr), 258);
-    EXPECT_TRUE(log.contains("WARNING  Run " + tool + ", exceed timeout 0.30\n")) << log.text();
+    EXPECT_EQ(zel::runAsync(tool(), "slow", 0.3, nullptr), 258);
+    EXPECT_TRUE(log.contains("WARNING  Run " + tool() + ", exceed timeout 0.30\n")) << log.text();
     EXPECT_EQ(zel::terminateChildProcesses("devcon_amd64.exe"), 1) << "left running";
 }
 
@@ -115,41 +112,38 @@ protected:
     zeltest::InstalledHost host_{R"({"toolsFolder": ")" + StandInControl::toolsFolder() + R"(", "disks": []})"};
 };
 
-TEST_F(WrapperTimeOut, DevconEndsItsToolAfterTheTimeOut) {
-    control_.answer({{"exit", 0}, {"delayMs", 20000}});
-    zeltest::LogCapture log;
-    EXPECT_FALSE(zel::DevconWrapper().enable("PCI\\VEN_0001&DEV_0002", 0.3));
-    EXPECT_TRUE(log.contains("INFO     enable device time exceeds timeout: 0.30\n")) << log.text();
-    EXPECT_EQ(zel::terminateChildProcesses("devcon_amd64.exe"), 0) << "already ended by the wrapper";
-    EXPECT_FALSE(zel::DevconWrapper().rescan(0.25));
-    EXPECT_TRUE(log.contains("INFO     rescan time exceeds timeout: 0.25\n"));
-    EXPECT_FALSE(zel::DevconWrapper().disable("PCI\\VEN_0001&DEV_0002", 0.3));
-    EXPECT_TRUE(log.contains("INFO     disable device time exceeds timeout: 0.30\n"));
-}
-
-TEST_F(WrapperTimeOut, PssuspendAndDiskpartReportTheTimeOut) {
+// Each wrapper ends its tool, pssuspend excepted, and says so.
+TEST_F(WrapperTimeOut, EachWrapperReportsTheTimeOut) {
     control_.answer({{"exit", 0}, {"delayMs", 20000}});
     zeltest::LogCapture log;
     zeltest::TempDir work;
     char previous[MAX_PATH] = {};
     GetCurrentDirectoryA(MAX_PATH, previous);
     SetCurrentDirectoryA(work.path().c_str());
-    EXPECT_FALSE(zel::PssuspendWrapper().suspend("app.exe", 0.3));
-    EXPECT_FALSE(zel::PssuspendWrapper().resume("app.exe", 0.3));
-    EXPECT_FALSE(zel::DiskpartWrapper().clean(3, 0.3));
-    EXPECT_FALSE(zel::DiskpartWrapper().format(3, 'F', 0.3));
+    const char* device = "PCI\\VEN_0001&DEV_0002";
+    const std::pair<std::function<bool()>, const char*> cases[] = {
+        {[&] { return zel::DevconWrapper().enable(device, 0.3); }, "INFO     enable device time exceeds timeout: 0.30\n"},
+        {[] { return zel::DevconWrapper().rescan(0.25); }, "INFO     rescan time exceeds timeout: 0.25\n"},
+        {[&] { return zel::DevconWrapper().disable(device, 0.3); }, "INFO     disable device time exceeds timeout: 0.30\n"},
+        {[] { return zel::PssuspendWrapper().suspend("app.exe", 0.3); }, "INFO     suspend process exceeds timeout: 0.30\n"},
+        {[] { return zel::PssuspendWrapper().resume("app.exe", 0.3); }, "INFO     resume process exceeds timeout: 0.30\n"},
+        {[] { return zel::DiskpartWrapper().clean(3, 0.3); }, "WARNING  clean disk error code: 536870936\n"},
+        {[] { return zel::DiskpartWrapper().format(3, 'F', 0.3); }, "WARNING  format disk error code: 0x20000018\n"},
+    };
+    for (const auto& [call, line] : cases) {
+        EXPECT_FALSE(call()) << line;
+        EXPECT_TRUE(log.contains(line)) << line << log.text();
+    }
     SetCurrentDirectoryA(previous);
-    EXPECT_TRUE(log.contains("INFO     suspend process exceeds timeout: 0.30\n")) << log.text();
-    EXPECT_TRUE(log.contains("INFO     resume process exceeds timeout: 0.30\n"));
-    EXPECT_TRUE(log.contains("WARNING  clean disk error code: 536870936\n"));
-    EXPECT_TRUE(log.contains("WARNING  format disk error code: 0x20000018\n"));
     EXPECT_FALSE(zeltest::fileExists(work.file("diskpart_clean.txt"))) << "deleted after a time-out too";
+    EXPECT_EQ(zel::terminateChildProcesses("devcon_amd64.exe"), 0) << "already ended by the wrapper";
     EXPECT_EQ(zel::terminateChildProcesses("pssuspend64.exe"), 2) << "pssuspend is left running";
 }
 
-// CommandLineToArgvW reads our quoting back, independently of it.
+// CommandLineToArgvW reads our quoting of hostile values back, independently of it.
 TEST(CommandLineQuotingOnWindows, TheWindowsParserReadsBackEachValue) {
-    for (const std::string value : {"a\" & calc & \"", "x\\\" /r", "C:\\drivers\\", "", "two\\\\", "\"", "a b\tc"}) {
+    for (const std::string value : {"a\" & calc & \"", "x\\\" /r", "C:\\drivers\\", "", "two\\\\", "\"", "a b\tc",
+                                     "mid\\dle", "PCI\\VEN_1F2E&DEV_A809"}) {
         const std::string line = "tool.exe " + zel::quotedArgument(value) + " next";
         std::wstring wide(line.begin(), line.end());
         int count = 0;

@@ -9,7 +9,6 @@
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TempDir.h"
-#include "tests/support/WineHost.h"
 
 using Microsoft::WRL::ComPtr;
 

@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
+#include "app/JobReaders.h"
 #include "power/BoardCommands.h"
+#include "power/PowerJob.h"
 #include "power/PowerRecords.h"
+#include "power/PowerRegisters.h"
 
 using namespace zel;
+using namespace zel::power_reg;
 
 // A board's reading and its line are checked end to end; here the bytes
 // around the measurement and the padding of small values.
@@ -14,10 +18,9 @@ TEST(PowerMeasurement, OnlyItsFourBytesCountAndSmallValuesArePadded) {
     EXPECT_EQ(measurementLine(measurementFromBytes(answer)), "Voltage:  0.00mV, Current:  0.00mA, Power:  0.00mW");
 }
 
+// The marker's text is checked as the board decodes it (BoardRoutesTest.cpp).
 TEST(PowerMeasurement, MarkerSectorSaysOnOrOffAndNothingElse) {
     const auto on = markerSector(true), off = markerSector(false);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(on.data()), 10), "HXPWR410ON");
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(off.data()), 10), "HXPWR410OF");
     for (size_t i = 10; i < on.size(); ++i) ASSERT_EQ(on[i] | off[i], 0) << "byte " << i;
 }
 
@@ -46,17 +49,19 @@ TEST(VoltageCondition, TextsThatAreAndAreNotConditions) {
     }
 }
 
+// A measured voltage on either side of the edge, and the 25 mV an equality allows.
 TEST(VoltageCondition, MeasuredVoltageIsJudgedByTheComparison) {
-    VoltageCondition less{VoltageCondition::Compare::Less, 3600};
-    EXPECT_TRUE(conditionHolds(less, 3599.9));
-    EXPECT_FALSE(conditionHolds(less, 3600.0));
-    VoltageCondition atLeast{VoltageCondition::Compare::GreaterOrEqual, 3600};
-    EXPECT_TRUE(conditionHolds(atLeast, 3600.0));
-    EXPECT_FALSE(conditionHolds(atLeast, 3598.75));
-    VoltageCondition equal{VoltageCondition::Compare::Equal, 3300};
-    EXPECT_TRUE(conditionHolds(equal, 3325.0));
-    EXPECT_FALSE(conditionHolds(equal, 3326.0));
-    EXPECT_FALSE(conditionHolds(equal, 3274.0));
+    using Compare = VoltageCondition::Compare;
+    const struct {
+        Compare compare;
+        double measured;
+        bool holds;
+    } cases[] = {{Compare::Less, 3599.9, true},           {Compare::Less, 3600.0, false},
+                 {Compare::GreaterOrEqual, 3600.0, true}, {Compare::GreaterOrEqual, 3598.75, false},
+                 {Compare::Equal, 3625.0, true},          {Compare::Equal, 3626.0, false},
+                 {Compare::Equal, 3574.0, false}};
+    for (const auto& c : cases)
+        EXPECT_EQ(conditionHolds({c.compare, 3600}, c.measured), c.holds) << c.measured;
 }
 
 // What the smart action's limits then expect: $pwrcycle "diff<=k+1" for k
@@ -77,4 +82,48 @@ TEST(PowerCounters, FlowsLeaveTheRetriesTheirLimitsExpect) {
     const auto shortUgsd = smartCountersAfterFlow(PowerControl::Ugsd, 2, 1);
     EXPECT_EQ(shortUgsd.pwrcycleRetry, 2);
     EXPECT_EQ(shortUgsd.ugsdRetry, 2) << "three unsafe cuts: diff<=3";
+}
+
+// The values a fresh host gives are checked on the printed lines and the
+// port writes end to end; here the other bits the edits must keep or clear.
+TEST(PowerRegisters, EditsKeepOrClearTheOtherBits) {
+    struct Case {
+        const char* what;
+        uint32_t got, want;
+    } cases[] = {
+        {"AIE already set", withAlarmInterruptEnabled(0x22), 0x22},
+        {"RTC unmasked, other IRQs kept", withRtcUnmasked(0x8E), 0x8E},
+        {"cascade unmasked, other IRQs kept", withCascadeUnmasked(0xB8), 0xB8},
+        {"PM1: bit 15 cleared, RTC_EN set", withRtcWakeEnabled(0x00008000u), 0x04000000u},
+        {"PM1: all other bits kept", withRtcWakeEnabled(0xFFFFFFFFu), 0xFFFF7FFFu},
+        {"abrupt (11b) shutdown becomes normal", ccWithNormalShutdown(0x0046C001), 0x00464001u},
+        {"abrupt (10b) is no normal request", ccRequestsNormalShutdown(0x00468001), 0},
+        {"11b is no normal request", ccRequestsNormalShutdown(0x0046C001), 0},
+        {"00b is no normal request", ccRequestsNormalShutdown(0x00460001), 0},
+        {"SHST complete beside RDY", shutdownStatus(0x9), 2},
+        {"SHST processing", shutdownStatus(0x5), 1},
+        {"SHST from other bits", shutdownStatus(0xFFFFFFF3), 0},
+        {"a stale RST_CPU is low before the rising edge", resetArmed(0x06), 0x0A},
+        {"reset fired, other bits kept", resetFired(0xF1), 0xFF},
+        {"PME_Status is not cleared by accident", withPowerState(0x00008108, kD3Hot), 0x0000010Bu},
+        {"power state from the low bits only", powerState(0xFFFFFFF9), 1},
+    };
+    for (const Case& c : cases) EXPECT_EQ(c.got, c.want) << c.what;
+}
+
+// The other control names are given end to end; a DUT that never leaves or
+// never comes back ends the step unless the script asked for no limit.
+TEST(PowerOptions, ControlNamesAreCaseSensitiveAndWaitsFiniteUnlessZero) {
+    EXPECT_EQ(powerControlFromText("cpu"), PowerControl::CpuReset);
+    EXPECT_EQ(powerControlFromText("S3"), PowerControl::Unknown);
+    const struct {
+        std::vector<std::pair<std::string, std::string>> values;
+        bool limited;
+    } cases[] = {{{{"diskid", "1"}, {"pwrctrl", "ugsd"}}, true}, {{{"pwroffto", "0"}, {"pwronto", "0"}}, false}};
+    for (const auto& c : cases) {
+        PowerJob job;
+        EXPECT_FALSE(readPowerJob(ParseResult(c.values), &job));
+        EXPECT_EQ(job.offTimeoutSeconds > 0, c.limited);
+        EXPECT_EQ(job.onTimeoutSeconds > 0, c.limited);
+    }
 }

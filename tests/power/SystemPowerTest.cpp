@@ -1,71 +1,172 @@
+// The power paths against the virtual host in this process: the NVMe
+// shutdown notification with a controller that misbehaves on demand, and
+// the system controls' port writes at times a run cannot choose.
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
+#include <windows.h>
 
+#include <atomic>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/ErrorCodes.h"
+#include "core/ProcessSwitches.h"
 #include "core/TextFormat.h"
+#include "disk/DiskList.h"
+#include "disk/PortIoDriver.h"
 #include "power/ColdBoot.h"
 #include "power/ShutdownNotification.h"
-#include "power/SystemPower.h"
-#include "tests/power/PowerTestHost.h"
-#include "tests/support/ChildProcess.h"
-#include "tests/support/InstalledHost.h"
 #include "tests/support/LogCapture.h"
+#include "vhost/VirtualHost.h"
 
 namespace {
 
-using nlohmann::json;
+// A SATA disk (0) and an NVMe disk on its own PCI function (1 on bus 2).
+const char kPowerHost[] = R"({"disks": [
+  {"number": 0, "busType": 11, "model": "Power SATA", "serial": "PS0", "sectorCount": 2048},
+  {"number": 1, "busType": 17, "model": "Power NVMe A", "serial": "PN1", "sectorCount": 2048,
+   "driver": {"provider": "Microsoft"}, "pci": {"vendorId": "0x1AB2", "deviceId": "0x0101", "bus": 2}}]})";
 
-class SystemPower : public testing::Test {
-protected:
-    SystemPower() : installed_(zeltest::powerHost()) {}
-    void SetUp() override { zeltest::freshRun(); }
-    void TearDown() override { zeltest::freshRun(); }
+// The process-wide disk list and port-I/O driver as a fresh run has them.
+void freshRun() {
+    zel::DiskList::instance().reset();
+    zel::DiskList::instance().useConfiguration({});
+    zel::PortIoDriver::instance().closeAndRemove();
+    zel::processSwitches().nvmeProtocol = 0;
+}
 
-    zel::ErrorCode run(zel::PowerControl control, double sleepDelay = 60, int diskNumber = 1) {
-        zel::PowerJob job;
-        job.control = control;
-        job.sleepDelaySeconds = sleepDelay;
-        zel::DiskBase* disk = zeltest::builtDisk(diskNumber);
-        EXPECT_NE(disk, nullptr);
-        return zel::runSystemPower(job, *disk);
-    }
-    std::vector<json> events() {
-        std::vector<json> parsed;
-        for (const std::string& line : installed_.host().powerEvents()) parsed.push_back(json::parse(line));
-        return parsed;
-    }
-    const zel::vhost::DiskCounters& counters(int number) { return installed_.host().disk(number)->counters(); }
-    // The port writes since the last call, as "PORT=VALUE" texts from the host's log.
-    std::vector<std::string> portWrites() {
-        std::vector<std::string> writes;
-        const std::string log = zeltest::readFile(installed_.stateFile("port-writes.log"));
-        size_t line = 0;
-        for (size_t at = 0; at < log.size(); ++line) {
-            const size_t end = log.find('\n', at);
-            unsigned port = 0, value = 0, size = 0;
-            if (line >= seenWrites_ && std::sscanf(log.c_str() + at, "0x%X 0x%X %u", &port, &value, &size) == 3)
-                writes.push_back(zel::formatText("%X=%X", port, value));
-            at = end == std::string::npos ? log.size() : end + 1;
+// The virtual host with a controller that misbehaves on demand: CSTS shows
+// shutdown processing (SHST 1) for its first reads, CC keeps SHN at 10b,
+// or the first CC read hangs. A CC read that does not verify a CC write
+// opens an attempt. Port writes are kept as "PORT=VALUE" texts.
+class ScriptedController : public zel::vhost::VirtualHost {
+public:
+    using VirtualHost::VirtualHost;
+
+    int processingReads = 0;
+    bool ccSticksAbrupt = false;
+    bool hangFirstRead = false;
+    std::atomic<int> attempts{0};
+    std::vector<std::string> portWrites;
+
+    bool readPhysicalDword(uint64_t address, uint32_t* value) override {
+        const uint32_t offset = static_cast<uint32_t>(address & 0xFFF);
+        if (offset == 0x14 && !afterWrite_) ++attempts;
+        afterWrite_ = false;
+        if (offset == 0x14 && hangFirstRead && calls_++ == 0) Sleep(30000);  // holds no lock of the host
+        if (!VirtualHost::readPhysicalDword(address, value)) return false;
+        if (offset == 0x14 && ccSticksAbrupt) *value = (*value & ~0xC000u) | 0x8000u;
+        if (offset == 0x1C && processingReads > 0) {
+            --processingReads;
+            *value = (*value & ~0xCu) | 0x4u;
         }
-        seenWrites_ = line;
-        return writes;
+        return true;
+    }
+    bool writePhysicalDword(uint64_t address, uint32_t value) override {
+        if ((address & 0xFFF) == 0x14) afterWrite_ = true;
+        return VirtualHost::writePhysicalDword(address, value);
+    }
+    bool writePort(uint16_t port, uint32_t value, uint8_t size) override {
+        const bool written = VirtualHost::writePort(port, value, size);
+        if (written) portWrites.push_back(zel::formatText("%X=%X", port, value));
+        return written;
     }
 
-    zeltest::InstalledHost installed_;
-    size_t seenWrites_ = 0;
+private:
+    std::atomic<bool> afterWrite_{false};
+    std::atomic<int> calls_{0};
 };
 
+class PowerOnVirtualHost : public testing::Test {
+protected:
+    void SetUp() override { freshHost(); }
+    void TearDown() override {
+        freshRun();
+        zel::replaceDeviceApi(previous_);
+    }
+    // A new host for each case: a notification leaves its mark in CC.
+    void freshHost() {
+        freshRun();
+        zel::vhost::HostDescription description;
+        std::string problem;
+        ASSERT_TRUE(zel::vhost::parseHostDescription(kPowerHost, &description, &problem)) << problem;
+        auto next = std::make_unique<ScriptedController>(description);
+        zel::DeviceApi* replaced = zel::replaceDeviceApi(next.get());
+        if (!host_) previous_ = replaced;
+        host_ = std::move(next);
+    }
+    static zel::DiskBase* builtDisk(int number) {
+        return zel::DiskList::instance().get(true).findDisk({number, "", "", ""});
+    }
+    zel::ErrorCode notifyDisk(int number) {
+        zel::DiskBase* disk = builtDisk(number);
+        EXPECT_NE(disk, nullptr);
+        return disk ? zel::notifyNvmeShutdown(*disk) : 0xFFFFFFFF;
+    }
+    // The port writes since the last call.
+    std::vector<std::string> portWrites() { return std::exchange(host_->portWrites, {}); }
+
+    std::unique_ptr<ScriptedController> host_;
+    zel::DeviceApi* previous_ = nullptr;
+};
+
+size_t count(const std::string& text, const std::string& piece) {
+    size_t n = 0;
+    for (size_t at = text.find(piece); at != std::string::npos; at = text.find(piece, at + 1)) ++n;
+    return n;
+}
+
 }  // namespace
+
+// A controller that never reports the shutdown complete is not left
+// shutting down while it keeps its power: CC gets the value read before.
+TEST_F(PowerOnVirtualHost, ShutdownNotificationRetriesUntilCompleteOrGivesUpAndTakesItBack) {
+    const struct {
+        const char* what;
+        int processingReads;
+        bool ccSticksAbrupt, hangFirstRead;
+        zel::ErrorCode code;
+        int attempts;
+        std::vector<std::pair<const char*, size_t>> lines;  // each line and how often it is logged
+    } cases[] = {
+        {"complete at the third attempt", 2, false, false, 0, 3,
+         {{"SHST=1, complete? 0", 2}, {"SHST=2, complete? 1", 1}, {"Failed to set shutdown notification", 0}}},
+        {"SHN does not stick", 0, true, false, zel::err::kPowerCycleFlow, 10,
+         {{"retryNotifyShutdown() verify CC=468001", 10},
+          {"SHST=", 0},  // a failed verify ends the attempt before CSTS
+          {"WARNING  Failed to set shutdown notification", 1}}},
+        {"never complete", 1000, false, false, zel::err::kPowerCycleFlow, 10,
+         {{"SHST=1, complete? 0", 10},
+          {"WARNING  Restored CC=460001 of disk 1 after the failed shutdown notification", 1}}},
+        {"first attempt hangs and is cut off", 0, false, true, 0, 2,
+         {{"Set shutdown notification to NVMe drive.", 2}, {"SHST=2, complete? 1", 1}}},
+    };
+    EXPECT_EQ(notifyDisk(0), zel::err::kFunctionNotSupported) << "a SATA drive has no controller to notify";
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        freshHost();
+        host_->processingReads = c.processingReads;
+        host_->ccSticksAbrupt = c.ccSticksAbrupt;
+        host_->hangFirstRead = c.hangFirstRead;
+        zeltest::LogCapture log;
+        EXPECT_EQ(notifyDisk(1), c.code);
+        if (c.code) { EXPECT_EQ(zel::lastError(), c.code); }
+        EXPECT_EQ(host_->attempts.load(), c.attempts);
+        for (const auto& [line, times] : c.lines) EXPECT_EQ(count(log.text(), line), times) << line;
+        uint32_t cc = 0;
+        ASSERT_TRUE(host_->VirtualHost::readPhysicalDword(0xC0100014, &cc));  // disk 1's CC
+        if (c.processingReads == 1000) {
+            EXPECT_EQ(cc, 0x460001u) << "a controller that never finished gets CC back";
+        }
+    }
+}
 
 // Every port write in order, for times a run cannot choose: the alarm past
 // midnight, then the exact 86400 (hour 24) after a wake by the alarm, when
 // RTC_STS (bit 10) reads set and is written back, which clears it. What the
 // host makes of the writes is checked end to end.
-TEST_F(SystemPower, ColdBootWritesTheRtcAlarmAndEntersS5) {
+TEST_F(PowerOnVirtualHost, ColdBootWritesTheRtcAlarmAndEntersS5) {
     struct Case {
         zel::TimeOfDay now;
         const char *sec, *min, *hour, *pm1;
@@ -82,47 +183,5 @@ TEST_F(SystemPower, ColdBootWritesTheRtcAlarmAndEntersS5) {
             "A1=FE", "21=FB", c.pm1, "1804=3C01"};
         EXPECT_EQ(portWrites(), expected);
     }
-    EXPECT_EQ(events().size(), 2u);
-}
-
-TEST_F(SystemPower, NotifiedNvmeDiskIsNotAnUnsafeShutdown) {
-    ASSERT_EQ(zel::notifyNvmeShutdown(*zeltest::builtDisk(2)), 0u);
-    portWrites();
-    EXPECT_EQ(run(zel::PowerControl::CpuReset), 0u);
-    const json last = events().back();
-    EXPECT_EQ(last["event"], "cpu-reset");
-    EXPECT_EQ(last["reset"], "cold");
-    EXPECT_EQ(last["unsafeShutdowns"], json({0, 1, 3}));
-    EXPECT_EQ(counters(2).powerCycles, 1u);
-    EXPECT_EQ(counters(2).unsafeShutdowns, 0u);
-    EXPECT_EQ(counters(1).unsafeShutdowns, 1u);
-    EXPECT_EQ(portWrites(), (std::vector<std::string>{"CF9=A", "CF9=E"}));
-
-    // The power cycle reset the controller: the notification is gone.
-    EXPECT_EQ(run(zel::PowerControl::CpuReset), 0u);
-    EXPECT_EQ(counters(2).unsafeShutdowns, 1u);
-}
-
-// D3hot and back through the PM capability of the disk asked for; the
-// events' names are checked end to end.
-TEST_F(SystemPower, D3HotAndBackToD0) {
-    zeltest::LogCapture log;
-    EXPECT_EQ(run(zel::PowerControl::D3Hot, 0.1, 2), 0u);
-    const std::vector<json> all = events();
-    ASSERT_EQ(all.size(), 2u);
-    EXPECT_EQ(all[0]["disk"], 2);
-    EXPECT_EQ(all[0]["from"], "D0");
-    EXPECT_EQ(all[1]["from"], "D3hot");
-    EXPECT_EQ(counters(2).powerCycles, 0u) << "the disk keeps its power";
-    EXPECT_TRUE(log.contains("INFO     Write PCI 03:00.0 0x44 B, set D3hot"));
-    EXPECT_TRUE(log.contains("INFO     Write PCI 03:00.0 0x44 8, set D0"));
-}
-
-TEST_F(SystemPower, RefusalsAndOtherControls) {
-    zeltest::LogCapture log;
-    EXPECT_EQ(run(zel::PowerControl::D3Hot, 0, 0), zel::err::kD3Hot);
-    EXPECT_TRUE(log.contains("WARNING  No PCI power management capability on disk 0"));
-    EXPECT_EQ(zel::lastError(), zel::err::kD3Hot);
-    EXPECT_EQ(run(zel::PowerControl::Gsd), zel::err::kNotSupported);
-    EXPECT_TRUE(events().empty());
+    EXPECT_EQ(host_->powerEvents().size(), 2u);
 }

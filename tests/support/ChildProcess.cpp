@@ -5,8 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
-#include <sstream>
-#include <string>
+#include <iterator>
 #include <thread>
 
 namespace zeltest {
@@ -31,6 +30,28 @@ std::string drain(HANDLE pipe) {
     return text;
 }
 
+// Starts a program with stdout and stderr on `output`. Wine under load
+// occasionally refuses a start; a retry tells that apart from a real fault,
+// and the caller says why a start that never succeeds failed.
+bool startChild(const std::string& exe, const std::string& arguments, const std::string& workDir,
+                const std::vector<std::string>& environment, HANDLE output, PROCESS_INFORMATION* process) {
+    STARTUPINFOA startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = output;
+    startup.hStdError = output;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    std::string commandLine = "\"" + exe + "\" " + arguments;
+    std::string env = environmentBlock(environment);
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        if (attempt) Sleep(500);
+        if (CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, env.data(),
+                           workDir.empty() ? nullptr : workDir.c_str(), &startup, process))
+            return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 std::string binaryFolder() {
@@ -50,25 +71,10 @@ ChildResult runProgram(const std::string& exe, const std::string& arguments, con
         return result;
     }
     SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
-
-    STARTUPINFOA startup{};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = writeEnd;
-    startup.hStdError = writeEnd;
-    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     PROCESS_INFORMATION process{};
-    std::string commandLine = "\"" + exe + "\" " + arguments;
-    std::string env = environmentBlock(environment);
-    // Wine under load occasionally refuses a start; a retry tells that apart
-    // from a real fault, and a start that never succeeds says why.
-    BOOL started = FALSE;
-    for (int attempt = 0; attempt < 3 && !started; ++attempt) {
-        if (attempt) Sleep(500);
-        started = CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, env.data(),
-                                 workDir.empty() ? nullptr : workDir.c_str(), &startup, &process);
-    }
-    if (!started) result.output = "could not start " + commandLine + ": error " + std::to_string(GetLastError());
+    const bool started = startChild(exe, arguments, workDir, environment, writeEnd, &process);
+    if (!started)
+        result.output = "could not start \"" + exe + "\" " + arguments + ": error " + std::to_string(GetLastError());
     CloseHandle(writeEnd);
     if (started) {
         // Read on a thread so that a hung child ends at the time limit
@@ -88,43 +94,20 @@ ChildResult runProgram(const std::string& exe, const std::string& arguments, con
 }
 
 ChildResult runZelCli(const std::string& arguments, const std::string& workDir,
-                      const std::vector<std::string>& environment) {
-    return runProgram(binaryFolder() + "\\ZelCli.exe", arguments, workDir, environment);
+                      const std::vector<std::string>& environment, uint32_t timeoutMs) {
+    return runProgram(binaryFolder() + "\\ZelCli.exe", arguments, workDir, environment, timeoutMs);
 }
 
+// The output goes to the pipe and is dropped; a run that ends by itself
+// never answers the time-out's exit code.
 bool runZelCliKilledAfter(const std::string& arguments, const std::string& workDir,
                           const std::vector<std::string>& environment, uint32_t delayMs) {
-    SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
-    HANDLE sink = CreateFileA("NUL", GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, OPEN_EXISTING, 0,
-                              nullptr);
-    STARTUPINFOA startup{};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = sink;
-    startup.hStdError = sink;
-    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-    PROCESS_INFORMATION process{};
-    std::string commandLine = "\"" + binaryFolder() + "\\ZelCli.exe\" " + arguments;
-    std::string env = environmentBlock(environment);
-    bool killed = false;
-    if (CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, env.data(),
-                       workDir.empty() ? nullptr : workDir.c_str(), &startup, &process)) {
-        if (WaitForSingleObject(process.hProcess, delayMs) == WAIT_TIMEOUT) {
-            killed = TerminateProcess(process.hProcess, kTimedOutExitCode) != FALSE;
-            WaitForSingleObject(process.hProcess, INFINITE);
-        }
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
-    }
-    CloseHandle(sink);
-    return killed;
+    return runZelCli(arguments, workDir, environment, delayMs).exitCode == kTimedOutExitCode;
 }
 
 std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 std::string withoutCr(std::string text) {
@@ -133,5 +116,11 @@ std::string withoutCr(std::string text) {
 }
 
 bool fileExists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+// Wine's ntdll exports its version; Windows' does not.
+bool runningUnderWine() {
+    HMODULE ntdll = GetModuleHandleA("ntdll.dll");
+    return ntdll && GetProcAddress(ntdll, "wine_get_version") != nullptr;
+}
 
 }  // namespace zeltest

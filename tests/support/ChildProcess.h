@@ -25,15 +25,16 @@ ChildResult runProgram(const std::string& exe, const std::string& arguments, con
 
 // Runs ZelCli.exe from the binary folder.
 ChildResult runZelCli(const std::string& arguments, const std::string& workDir = "",
-                      const std::vector<std::string>& environment = {});
+                      const std::vector<std::string>& environment = {}, uint32_t timeoutMs = 60000);
 
-// Starts ZelCli.exe like runZelCli, output discarded, and ends it with
+// Runs ZelCli.exe like runZelCli, output discarded, and ends it with
 // TerminateProcess after delayMs unless it ended first; true when killed.
 bool runZelCliKilledAfter(const std::string& arguments, const std::string& workDir,
                           const std::vector<std::string>& environment, uint32_t delayMs);
 
 std::string readFile(const std::string& path);
 bool fileExists(const std::string& path);
+bool runningUnderWine();
 
 inline bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 // Text files the tool writes end lines "\r\n"; expectations use "\n".

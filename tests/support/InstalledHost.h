@@ -17,7 +17,12 @@ class InstalledHost {
 public:
     explicit InstalledHost(const std::string& descriptionJson) : path_(dir_.file("host.json")) {
         std::ofstream(path_, std::ios::binary) << descriptionJson;
-        build();
+        zel::vhost::HostDescription description;
+        std::string problem;
+        zel::vhost::loadHostDescription(path_, &description, &problem);
+        host_ = std::make_unique<zel::vhost::VirtualHost>(description);
+        std::vector<std::string> damaged;
+        host_->loadState(&damaged);
         previous_ = zel::replaceDeviceApi(host_.get());
     }
     ~InstalledHost() { zel::replaceDeviceApi(previous_); }
@@ -27,24 +32,7 @@ public:
     zel::vhost::VirtualHost& host() { return *host_; }
     std::string stateFile(const std::string& name) const { return path_ + ".state\\" + name; }
 
-    // A new host from the same description and state folder, as the next run sees it.
-    void restart() {
-        zel::replaceDeviceApi(previous_);
-        host_.reset();
-        build();
-        previous_ = zel::replaceDeviceApi(host_.get());
-    }
-
 private:
-    void build() {
-        zel::vhost::HostDescription description;
-        std::string problem;
-        zel::vhost::loadHostDescription(path_, &description, &problem);
-        host_ = std::make_unique<zel::vhost::VirtualHost>(description);
-        std::vector<std::string> damaged;
-        host_->loadState(&damaged);
-    }
-
     TempDir dir_;
     std::string path_;
     std::unique_ptr<zel::vhost::VirtualHost> host_;

@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <sstream>
 #include <string>
 
@@ -27,9 +28,7 @@ public:
     // The whole log so far; each line carries time stamp and level tag.
     std::string text() const {
         std::ifstream file(path_);
-        std::stringstream content;
-        content << file.rdbuf();
-        return content.str();
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
     bool contains(const std::string& piece) const { return text().find(piece) != std::string::npos; }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -22,12 +23,10 @@ public:
     // The folder the build puts the stand-ins in, with forward slashes so
     // that it can go into a JSON text as it is.
     static std::string toolsFolder() {
-        std::string folder = binaryFolder() + "\\vhost-tools";
-        for (char& c : folder)
-            if (c == '\\') c = '/';
+        std::string folder = binaryFolder() + "/vhost-tools";
+        std::replace(folder.begin(), folder.end(), '\\', '/');
         return folder;
     }
-    static std::string tool(const std::string& name) { return binaryFolder() + "\\vhost-tools\\" + name; }
 
     // {"tool": .., "verb": .., "exit": .., "output": .., "outputBytes": ..,
     //  "lateOutput": .., "delayMs": .., "act": ..}; the first that fits wins.
