@@ -34,7 +34,7 @@ class CmdEndToEnd : public zeltest::VhostFixture {
 protected:
     void SetUp() override { useHost(zeltest::routeHost()); }
     // Each run starts with a fresh INI so that keys of an earlier run cannot pass for this one's.
-    zeltest::ChildResult run(const std::string& args) {
+    zeltest::ChildResult run(const std::string& args) override {
         DeleteFileA(dir_->file("r.ini").c_str());
         return VhostFixture::run("-a cmd " + args + " --out-ini r.ini --debug");
     }
@@ -56,8 +56,7 @@ protected:
 }  // namespace
 
 TEST_F(CmdEndToEnd, AtaIdentifyAndSmartReadDataWithTheirRegisters) {
-    auto identify = run("-d 0 --command 0xEC --device 0xA0 --io in --datalen 512 --out-bin id.bin");
-    ASSERT_EQ(identify.exitCode, 0u) << identify.output;
+    runExpecting("-d 0 --command 0xEC --device 0xA0 --io in --datalen 512 --out-bin id.bin", 0u);
     const std::string id = file("id.bin");
     ASSERT_EQ(id.size(), 512u);
     EXPECT_EQ(ataString(id, 27, 20).substr(0, 13), "Test SATA SSD");
@@ -72,8 +71,7 @@ TEST_F(CmdEndToEnd, AtaIdentifyAndSmartReadDataWithTheirRegisters) {
         << log;
     EXPECT_TRUE(contains(log, "[ActionCommand] Answer: status=0x50 error=0x00")) << log;
 
-    auto smart = run("-d 0 --command 0xB0 --feature 0xD0 --lba 0xC24F00 --io in --datalen 512 --out-bin smart.bin");
-    ASSERT_EQ(smart.exitCode, 0u) << smart.output;
+    auto smart = runExpecting("-d 0 --command 0xB0 --feature 0xD0 --lba 0xC24F00 --io in --datalen 512 --out-bin smart.bin", 0u);
     const std::string data = file("smart.bin");
     ASSERT_EQ(data.size(), 512u);
     // Attribute 5 first, current 100, raw 7 (the description's values).
@@ -86,8 +84,7 @@ TEST_F(CmdEndToEnd, AtaIdentifyAndSmartReadDataWithTheirRegisters) {
 }
 
 TEST_F(CmdEndToEnd, WriteDmaExtThenReadDmaExtThroughTheImage) {
-    auto made = run("-d 0 --dumptype rand --dumpsize 1024 --dump pattern.bin");
-    ASSERT_EQ(made.exitCode, 0u) << made.output;
+    runExpecting("-d 0 --dumptype rand --dumpsize 1024 --dump pattern.bin", 0u);
     const std::string pattern = file("pattern.bin");
     ASSERT_EQ(pattern.size(), 1024u);
     // The rand dump is the rw pattern's expansion for the recorded seed.
@@ -96,31 +93,25 @@ TEST_F(CmdEndToEnd, WriteDmaExtThenReadDmaExtThroughTheImage) {
     zel::fillRandom(generator, &expected[0], expected.size(), 0);
     EXPECT_EQ(pattern, expected);
 
-    auto write = run("-d 0 --command 0x35 --48bit --lba 0x12345 --device 0x40 --io out --in-bin pattern.bin");
-    ASSERT_EQ(write.exitCode, 0u) << write.output;
+    runExpecting("-d 0 --command 0x35 --48bit --lba 0x12345 --device 0x40 --io out --in-bin pattern.bin", 0u);
     EXPECT_EQ(image(0, 0x12345ull * 512, 1024), pattern) << "the host wrote where the task file said";
     EXPECT_TRUE(contains(file("run.log"), "FEATURE=0x0000, COUNT=0x0002, LBA=0x000000012345, DEVICE=0x40, "
                                           "COMMAND=0x35, dataSize=1024"));
 
-    auto read = run("-d 0 --command 0x25 --48bit --lba 0x12345 --device 0x40 --io in --datalen 1024 --out-bin back.bin");
-    ASSERT_EQ(read.exitCode, 0u) << read.output;
+    auto read = runExpecting("-d 0 --command 0x25 --48bit --lba 0x12345 --device 0x40 --io in --datalen 1024 --out-bin back.bin", 0u);
     EXPECT_EQ(file("back.bin"), pattern);
     EXPECT_EQ(ini("status"), "0x50");
 
     // A read that must differ from --in-bin fails while the data is there, passes after a trim.
-    auto same = run("-d 0 --command 0x25 --48bit --lba 0x12345 --io in --in-bin pattern.bin");
-    EXPECT_EQ(same.exitCode, 0x20000131u) << same.output;
-    auto trim = run("-d 0 --trim --lba 0x12345 --datalen 1024");
-    ASSERT_EQ(trim.exitCode, 0u) << trim.output;
+    runExpecting("-d 0 --command 0x25 --48bit --lba 0x12345 --io in --in-bin pattern.bin", 0x20000131u);
+    runExpecting("-d 0 --trim --lba 0x12345 --datalen 1024", 0u);
     EXPECT_TRUE(contains(file("run.log"), "COMMAND=0x06, dataSize=512"));
-    auto differs = run("-d 0 --command 0x25 --48bit --lba 0x12345 --io in --in-bin pattern.bin --out-bin gone.bin");
-    EXPECT_EQ(differs.exitCode, 0u) << differs.output;
+    runExpecting("-d 0 --command 0x25 --48bit --lba 0x12345 --io in --in-bin pattern.bin --out-bin gone.bin", 0u);
     EXPECT_EQ(file("gone.bin"), std::string(1024, '\0')) << "trimmed sectors read zeros";
 }
 
 TEST_F(CmdEndToEnd, ScsiInquiryAndCheckConditionSense) {
-    auto inquiry = run("-d 5 --cdb \"12 00 00 00 60 00\" --io in --datalen 96 --out-bin inq.bin");
-    ASSERT_EQ(inquiry.exitCode, 0u) << inquiry.output;
+    runExpecting("-d 5 --cdb \"12 00 00 00 60 00\" --io in --datalen 96 --out-bin inq.bin", 0u);
     const std::string data = file("inq.bin");
     EXPECT_EQ(data.substr(8, 8), "Stick   ");
     EXPECT_EQ(data.substr(16, 8), "USB DISK");
@@ -128,8 +119,7 @@ TEST_F(CmdEndToEnd, ScsiInquiryAndCheckConditionSense) {
     EXPECT_TRUE(contains(file("run.log"), "[ScsiProtocol] Send CDB(6): 12 00 00 00 60 00 00 00"));
 
     // --protocol scsi reaches a SATA disk too; an unknown operation code is ILLEGAL REQUEST.
-    auto bad = run("-d 0 --protocol SCSI --cdb A30000000000000000000000");
-    EXPECT_EQ(bad.exitCode, 0x20000124u) << bad.output;
+    runExpecting("-d 0 --protocol SCSI --cdb A30000000000000000000000", 0x20000124u);
     EXPECT_EQ(ini("scsi_status"), "0x02");
     EXPECT_EQ(ini("sense_key"), "0x5");
     EXPECT_EQ(ini("asc"), "0x20");
@@ -144,14 +134,12 @@ TEST_F(CmdEndToEnd, NvmeIdentifyAndLogPageOnEveryRoute) {
     for (const auto& r : routes) {
         SCOPED_TRACE(r.model);
         const std::string d = "-d " + std::to_string(r.disk);
-        auto identify = run(d + " --opc 6 --cdw10 1 --io in --datalen 4096 --out-bin idc.bin");
-        ASSERT_EQ(identify.exitCode, 0u) << identify.output;
+        runExpecting(d + " --opc 6 --cdw10 1 --io in --datalen 4096 --out-bin idc.bin", 0u);
         EXPECT_EQ(file("idc.bin").substr(24, std::string(r.model).size()), r.model);
         EXPECT_EQ(ini("status"), "0x0000");
         EXPECT_EQ(ini("protocol"), "nvme");
 
-        auto page = run(d + " --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F0002 --io in --datalen 512 --out-bin health.bin");
-        ASSERT_EQ(page.exitCode, 0u) << page.output;
+        runExpecting(d + " --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F0002 --io in --datalen 512 --out-bin health.bin", 0u);
         const std::string health = file("health.bin");
         ASSERT_EQ(health.size(), 512u);
         EXPECT_EQ(le(health, 1, 2), 308u) << "composite temperature, Kelvin";
@@ -243,8 +231,7 @@ TEST_F(CmdEndToEnd, AnswersAndRefusalsWithTheirKeys) {
     };
     for (const auto& c : cases) {
         DeleteFileA(dir_->file("back.bin").c_str());
-        auto result = run(c.args);
-        EXPECT_EQ(result.exitCode, c.code) << c.args << "\n" << result.output;
+        auto result = runExpecting(c.args, c.code);
         for (const auto& [key, value] : c.keys) EXPECT_EQ(ini(key), value) << c.args << ": " << key;
         EXPECT_TRUE(contains(result.output, c.line)) << c.args << "\n" << result.output;
         EXPECT_EQ(contains(result.output, "Send "), c.sent) << c.args;
@@ -268,22 +255,19 @@ protected:
 }  // namespace
 
 TEST_F(CmdJMicronEndToEnd, NvmeCommandsAndDumpsThroughTheTunnel) {
-    auto identify = run("-d 0 --protocol nvme --identify --out-bin idc.bin");
-    ASSERT_EQ(identify.exitCode, 0u) << identify.output;
+    runExpecting("-d 0 --protocol nvme --identify --out-bin idc.bin", 0u);
     EXPECT_EQ(file("idc.bin").substr(4, 8), "JMB00001");
     EXPECT_EQ(file("idc.bin").substr(24, 11), "Generic USB");
     EXPECT_EQ(ini("status"), "0x0000");
     EXPECT_TRUE(contains(file("run.log"), "[NvmeProtocolOverJMicron] Send command: OPC=6, NS=0, CDW10=1"));
 
-    auto page = run("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00CA --io in --datalen 512 --out-bin ca.bin");
-    ASSERT_EQ(page.exitCode, 0u) << page.output;
+    runExpecting("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00CA --io in --datalen 512 --out-bin ca.bin", 0u);
     EXPECT_EQ(uint8_t(file("ca.bin")[16]), 0xA5);
     // Without --protocol the NVMe-only dumps take the tunnel by themselves.
     ASSERT_EQ(run("-d 0 --dumptype logpage --lid 0xCA --lpsize 32 --dump d.bin").exitCode, 0u);
     EXPECT_EQ(file("d.bin"), file("ca.bin").substr(0, 32));
 
-    auto invalid = run("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00AB --io in --datalen 512");
-    EXPECT_EQ(invalid.exitCode, 0x20000125u) << invalid.output;
+    runExpecting("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00AB --io in --datalen 512", 0x20000125u);
     EXPECT_EQ(ini("sc"), "0x09");
     EXPECT_EQ(ini("sct"), "0x1");
     ASSERT_EQ(run("-d 0 --protocol nvme --trim --lba 64").exitCode, 0u);
@@ -291,13 +275,11 @@ TEST_F(CmdJMicronEndToEnd, NvmeCommandsAndDumpsThroughTheTunnel) {
 }
 
 TEST_F(CmdJMicronEndToEnd, OversizeIsRefusedAndOtherRunsStayScsi) {
-    auto big = run("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x07FF00CA --io in --datalen 8192");
-    EXPECT_EQ(big.exitCode, 0x20000126u) << big.output;
+    auto big = runExpecting("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x07FF00CA --io in --datalen 8192", 0x20000126u);
     EXPECT_TRUE(contains(big.output, "tunnel moves at most 4096 bytes per command, not 8192")) << big.output;
     EXPECT_FALSE(contains(file("run.log"), "Send ")) << "refused before anything is sent";
 
-    auto inquiry = run("-d 0 --identify --out-bin inq.bin");
-    ASSERT_EQ(inquiry.exitCode, 0u) << inquiry.output;
+    runExpecting("-d 0 --identify --out-bin inq.bin", 0u);
     EXPECT_EQ(file("inq.bin").substr(8, 8), "JMicron ");
     EXPECT_EQ(ini("protocol"), "scsi");
     EXPECT_EQ(run("-d 1 --protocol nvme --identify").exitCode, 0x20000008u) << "no tunnel on a plain stick";
@@ -362,8 +344,7 @@ TEST_F(CmdEndToEnd, NothingThatChangesTheOsDrivesMediaIsSent) {
             std::ofstream(dir_->file("w.bin"), std::ios::binary) << std::string(512, '\x5A');
             media = currentMedia();
         }
-        auto result = run("-d " + std::to_string(disk()) + " " + c.args);
-        EXPECT_EQ(result.exitCode, c.refused ? 0x20000005u : 0u) << route << ": " << c.args << "\n" << result.output;
+        auto result = runExpecting("-d " + std::to_string(disk()) + " " + c.args, c.refused ? 0x20000005u : 0u);
         EXPECT_EQ(contains(result.output, "is the OS drive; not sent: "), c.refused) << c.args << "\n" << result.output;
         if (c.refused) EXPECT_FALSE(contains(result.output, "Send ")) << c.args << ": refused before anything is sent";
     }

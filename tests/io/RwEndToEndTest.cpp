@@ -43,17 +43,17 @@ TEST_F(RwEndToEnd, EveryWriteModeReadsBackThroughTheSavedImage) {
                             "--rw gapwrite --size 64 --section 16 --gap 16 --bs 8k"};
     for (const char* write : writes) {
         useHost(host());
-        auto written = run(std::string("-a rw -d 1 --pattern rand --seed 1700000000 --metadata \"run 7 / thread 1\" "
-                                       "--out-bin img.bin ") + write);
-        ASSERT_EQ(written.exitCode, 0u) << write << "\n" << written.output;
+        runExpecting(std::string("-a rw -d 1 --pattern rand --seed 1700000000 --metadata \"run 7 / thread 1\" "
+                                 "--out-bin img.bin ") + write, 0);
         const std::string image = file("img.bin");  // one sector, in the log folder
         EXPECT_EQ(testing_sha256::sha256Hex(image.data(), image.size()), vector->sha256) << write;
-        auto read = run("-a rw -d 1 --rw read --size 16 --metadata \"run 7 / thread 1\" --in-bin img.bin --qd 4");
-        EXPECT_EQ(read.exitCode, 0u) << write << "\n" << read.output;
+        auto read = runExpecting("-a rw -d 1 --rw read --size 16 --metadata \"run 7 / thread 1\" --in-bin img.bin --qd 4",
+                                 0);
         EXPECT_TRUE(contains(read.output, "[T1] SUCCESS: seq read to disk 1")) << read.output;
     }
-    auto gap = run("-a rw -d 1 --rw read --start 16 --size 16 --in-bin img.bin --metadata \"run 7 / thread 1\"");
-    EXPECT_EQ(gap.exitCode, 0x20000130u) << "the gap was left alone";
+    // The gap was left alone.
+    runExpecting("-a rw -d 1 --rw read --start 16 --size 16 --in-bin img.bin --metadata \"run 7 / thread 1\"",
+                 0x20000130u);
 }
 
 // Both dump files hold what the run had; one left empty says why.
@@ -83,8 +83,7 @@ TEST_F(RwEndToEnd, MiscomparesAndReadErrorsLeaveBothDumps) {
         ASSERT_EQ(run("-a rw -d 2 --rw write --size 1024 --pattern fixed --out-bin fixed.bin").exitCode, 0u) << c.what;
         ASSERT_EQ(file("fixed.bin"), fixed);
         if (c.trimFirst) ASSERT_EQ(run("-a rw -d 2 --rw trim --size 512").exitCode, 0u) << c.what;
-        auto read = run("-a rw -d 2 " + std::string(c.read));
-        EXPECT_EQ(read.exitCode, c.code) << c.what << "\n" << read.output;
+        auto read = runExpecting("-a rw -d 2 " + std::string(c.read), c.code);
         const std::string log = file("run.log");
         EXPECT_TRUE(contains(log, "WARNING  Data miscompare occurs at LBA " + std::to_string(c.failedAt))) << c.what << log;
         const std::string expected = file("miscompare-expected_1.bin"), actual = file("miscompare-actual_1.bin");
@@ -103,13 +102,11 @@ TEST_F(RwEndToEnd, MiscomparesAndReadErrorsLeaveBothDumps) {
 
 TEST_F(RwEndToEnd, TheSystemDiskTakesReadsOnly) {
     useHost(host());
-    auto read = run("-a rw -d 0 --rw read --size 64");
-    ASSERT_EQ(read.exitCode, 0u);
+    auto read = runExpecting("-a rw -d 0 --rw read --size 64", 0u);
     EXPECT_TRUE(contains(read.output, "INFO     [T1] No --in-bin image to compare with")) << read.output;
     // Every writing mode on every kind of OS drive is refused by OsDriveMatrix (tests/app); here the line.
     for (const char* mode : {"--rw trim", "--rw write --iotype file --src C:\\x.bin"}) {
-        auto result = run(std::string("-a rw -d 0 --size 64 ") + mode);
-        EXPECT_EQ(result.exitCode, 0x20000005u) << mode;
+        auto result = runExpecting(std::string("-a rw -d 0 --size 64 ") + mode, 0x20000005u);
         EXPECT_TRUE(contains(result.output, "WARNING  Disk 0 holds the Windows volume")) << mode << result.output;
         EXPECT_FALSE(contains(result.output, "[T1]")) << mode << ": no worker started";
     }
@@ -142,17 +139,15 @@ TEST_F(RwEndToEnd, OptionChecksInRunOrder) {
          "--size of 31 bytes is less than one sector of 512 bytes: it counts as 0, a random count"},
     };
     for (const Case& c : cases) {
-        auto result = run(std::string("-a rw ") + (contains(c.args, "-d ") ? "" : "-d 1 ") + c.args);
-        EXPECT_EQ(result.exitCode, c.code) << c.args << result.output;
+        auto result = runExpecting(std::string("-a rw ") + (contains(c.args, "-d ") ? "" : "-d 1 ") + c.args, c.code);
         EXPECT_TRUE(contains(result.output, std::string("WARNING  ") + c.line)) << c.args << result.output;
         EXPECT_EQ(contains(result.output, "[T1]"), c.code == 0) << c.args << ": refusals start no worker";
     }
     SYSTEM_INFO info;
     GetSystemInfo(&info);
     if (info.dwNumberOfProcessors > 1) {
-        auto threads = run("-a rw -d 1 --rw write --size 1024 --thread");
-        EXPECT_EQ(threads.exitCode, static_cast<uint32_t>(ERROR_INVALID_HANDLE))
-            << "one slice for the first thread, an empty slot for the others";
+        // One slice for the first thread, an empty slot for the others.
+        auto threads = runExpecting("-a rw -d 1 --rw write --size 1024 --thread", ERROR_INVALID_HANDLE);
         EXPECT_TRUE(contains(threads.output, "[T1] SUCCESS")) << threads.output;
         EXPECT_TRUE(std::regex_search(threads.output, std::regex(R"(WARNING  \d+ of \d+ thread slots stay empty .*)"
                                                                  R"(\[T1\] ended with SUCCESS, the wait .* fails \(LE=0x6)")))
@@ -163,11 +158,9 @@ TEST_F(RwEndToEnd, OptionChecksInRunOrder) {
 TEST_F(RwEndToEnd, DeepQueueWithOutOfOrderCompletionLosesNothing) {
     useHost(host(R"(, "latencyMicros": {"min": 0, "max": 3000})"));
     // 300 transfers in 32 slots: the last slot's transfer is not the last one.
-    auto write = run("-a rw -d 1 --rw write --pattern rand --seed 3 --bs 4k --size 2400 --qd 32 --out-bin q.bin "
-                     "--out-ini w.ini");
-    ASSERT_EQ(write.exitCode, 0u) << write.output;
-    auto read = run("-a rw -d 1 --rw read --bs 4k --size 2400 --qd 32 --in-bin q.bin --out-ini q.ini");
-    EXPECT_EQ(read.exitCode, 0u) << read.output;
+    auto write = runExpecting("-a rw -d 1 --rw write --pattern rand --seed 3 --bs 4k --size 2400 --qd 32 --out-bin q.bin "
+                              "--out-ini w.ini", 0);
+    auto read = runExpecting("-a rw -d 1 --rw read --bs 4k --size 2400 --qd 32 --in-bin q.bin --out-ini q.ini", 0u);
     EXPECT_TRUE(contains(read.output, "QD32 seq read")) << read.output;
     EXPECT_TRUE(contains(file("q.ini"), "lba_end=2400")) << file("q.ini");
     EXPECT_TRUE(contains(file("w.ini"), "lba_end=2400")) << file("w.ini");
@@ -192,8 +185,7 @@ TEST_F(RwEndToEnd, TrimThenReadFollowsTheDrivesPromise) {
         const std::string disk = " -d " + std::to_string(c.disk);
         ASSERT_EQ(run("-a rw --rw write --size 512" + disk).exitCode, 0u) << c.disk2Trim;
         ASSERT_EQ(run("-a rw --rw trim --size 512" + disk).exitCode, 0u) << c.disk2Trim;
-        auto read = run("-a rw --rw read --pattern trim --size 512" + disk);
-        EXPECT_EQ(read.exitCode, c.readCode) << c.disk2Trim << "\n" << read.output;
+        auto read = runExpecting("-a rw --rw read --pattern trim --size 512" + disk, c.readCode);
         if (c.readCode) {
             EXPECT_TRUE(contains(read.output, "WARNING  TRIM function is not supported"));
         }
@@ -216,8 +208,7 @@ TEST_F(RwEndToEnd, DeviceFaultsEndTheWorkerWithTheirCode) {
     };
     for (const Case& c : cases) {
         useHost(host(std::string(R"(, "faults": [)") + c.fault + "]"));
-        auto result = run(std::string("-a rw -d 1 --out-ini fault.ini ") + c.args);
-        EXPECT_EQ(result.exitCode, c.code) << c.fault << "\n" << result.output;
+        auto result = runExpecting(std::string("-a rw -d 1 --out-ini fault.ini ") + c.args, c.code);
         EXPECT_TRUE(contains(result.output, "[T1] FAIL:")) << c.fault;
         EXPECT_TRUE(contains(file("fault.ini"), c.lbaEnd)) << c.fault << "\n" << file("fault.ini");
         EXPECT_TRUE(contains(file("fault.ini"), "last_error=" + std::to_string(c.code))) << c.fault;
@@ -231,8 +222,7 @@ TEST_F(RwEndToEnd, DmaAndVendorWriteTrim) {
     EXPECT_EQ(run("-a rw -d 2 --rw read --size 256 --dma --in-bin dma.bin").exitCode, 0u);
 
     ASSERT_EQ(run("-a rw -d 1 --rw write --size 256 --out-bin all.bin").exitCode, 0u);
-    auto mode10 = run("-a rw -d 1 --rw vucmdwrtrim --pattern zero --bs 16k");
-    EXPECT_EQ(mode10.exitCode, 0u) << mode10.output;
+    auto mode10 = runExpecting("-a rw -d 1 --rw vucmdwrtrim --pattern zero --bs 16k", 0u);
     EXPECT_TRUE(contains(mode10.output, "[T1] wirte and trim (offset retrieved from VU cmd) from")) << mode10.output;
     EXPECT_EQ(run("-a rw -d 1 --rw read --size 128 --pattern zero").exitCode, 0u) << "written with zeros, then trimmed";
     EXPECT_EQ(run("-a rw -d 1 --rw read --start 128 --size 128 --in-bin all.bin").exitCode, 0u) << "left alone";
@@ -247,13 +237,11 @@ TEST_F(RwEndToEnd, DmaTransfersAboveTheSectorCountAreSplit) {
     for (const char* route : routes) {
         useHost(std::string(R"({"disks": [{"number": 4, "model": "Big SATA", "serial": "BIG-4", "sectorCount": 70000,
             "driver": {"provider": "Microsoft"}, )") + route + "}]}");
-        auto write = run("-a rw -d 4 --rw write --dma --bs 64m --size 70000 --pattern rand --seed 5 --out-bin big.bin");
-        ASSERT_EQ(write.exitCode, 0u) << route << "\n" << write.output;
+        auto write =
+            runExpecting("-a rw -d 4 --rw write --dma --bs 64m --size 70000 --pattern rand --seed 5 --out-bin big.bin", 0);
         EXPECT_TRUE(contains(write.output, "by block size 70000")) << write.output;
-        auto plain = run("-a rw -d 4 --rw read --bs 1m --size 70000 --in-bin big.bin");
-        EXPECT_EQ(plain.exitCode, 0u) << route << ": every sector was written\n" << plain.output;
-        auto dma = run("-a rw -d 4 --rw read --dma --bs 64m --size 70000 --in-bin big.bin --out-ini dma.ini");
-        EXPECT_EQ(dma.exitCode, 0u) << route << ": and read back\n" << dma.output;
+        runExpecting("-a rw -d 4 --rw read --bs 1m --size 70000 --in-bin big.bin", 0);  // every sector was written
+        runExpecting("-a rw -d 4 --rw read --dma --bs 64m --size 70000 --in-bin big.bin --out-ini dma.ini", 0);
         EXPECT_TRUE(contains(file("dma.ini"), "lba_end=70000")) << route;
     }
 }
@@ -264,20 +252,17 @@ TEST_F(RwEndToEnd, RangesOfTwoToTheThirtyTwoSectorsAndMore) {
     useHost(R"({"disks": [{"number": 1, "busType": 17, "model": "Wide NVMe", "serial": "W-1",
         "sectorCount": 4294971392, "media": "none", "driver": {"provider": "Microsoft"},
         "scsiAddress": {"port": 1}, "pci": {"vendorId": "0x1AB2"}}]})");
-    auto trim = run("-a rw -d 1 --rw trim --out-ini wide.ini");
-    ASSERT_EQ(trim.exitCode, 0u) << trim.output;
+    auto trim = runExpecting("-a rw -d 1 --rw trim --out-ini wide.ini", 0u);
     EXPECT_TRUE(contains(trim.output, "[T1] disk 1, seq trim, range [0, 4294971392)")) << trim.output;
     EXPECT_TRUE(contains(file("wide.ini"), "lba_end=4294971392")) << file("wide.ini");
-    auto tail = run("-a rw -d 1 --rw read --start 4294967296 --size 8 --out-ini tail.ini");
-    EXPECT_EQ(tail.exitCode, 0u) << tail.output;
+    auto tail = runExpecting("-a rw -d 1 --rw read --start 4294967296 --size 8 --out-ini tail.ini", 0u);
     EXPECT_TRUE(contains(file("tail.ini"), "lba_end=4294967304")) << file("tail.ini");
 }
 
 // --bs 0: transfers of random lengths up to 1 MiB, fewer than one per sector.
 TEST_F(RwEndToEnd, BlockSizeZeroTakesRandomLengths) {
     useHost(host());
-    auto write = run("-a rw -d 1 --rw write --bs 0 --size 8192 --seed 11 --pattern rand --out-bin r.bin");
-    ASSERT_EQ(write.exitCode, 0u) << write.output;
+    auto write = runExpecting("-a rw -d 1 --rw write --bs 0 --size 8192 --seed 11 --pattern rand --out-bin r.bin", 0u);
     EXPECT_TRUE(contains(write.output, "INFO     --bs 0: every transfer takes a random length from 1 to 2048 sectors"));
     std::smatch count;
     const std::string counters = file("host.json.state/counters.json");

@@ -19,9 +19,15 @@ protected:
         dir_ = std::make_unique<TempDir>();
         std::ofstream(dir_->file("host.json"), std::ios::binary) << description;
     }
-    ChildResult run(const std::string& args) {
+    virtual ChildResult run(const std::string& args) {
         return runZelCli(args + " --logdir \"" + dir_->path() + "\" --logfile run.log", dir_->path(),
                          {"ZELCLI_VHOST=" + dir_->file("host.json")});
+    }
+    // A run that must end with `code`; what it printed says why when it does not.
+    ChildResult runExpecting(const std::string& args, uint32_t code) {
+        ChildResult result = run(args);
+        EXPECT_EQ(result.exitCode, code) << args << "\n" << result.output;
+        return result;
     }
     std::string file(const std::string& name) const { return readFile(dir_->file(name)); }
 
