@@ -43,6 +43,25 @@ protected:
         GetPrivateProfileStringA("cmd", key, "<none>", value, sizeof value, dir_->file("r.ini").c_str());
         return value;
     }
+    // One run each: its code, the INI keys it leaves, a console line; a
+    // refused one sends nothing, and a saved answer holds what came back.
+    struct Answer {
+        const char* args;
+        uint32_t code;
+        std::vector<std::pair<const char*, const char*>> keys;
+        const char* line;
+        bool sent;
+    };
+    void expectAnswers(const std::vector<Answer>& answers) {
+        for (const Answer& a : answers) {
+            DeleteFileA(dir_->file("back.bin").c_str());
+            auto result = runExpecting(a.args, a.code);
+            for (const auto& [key, value] : a.keys) EXPECT_EQ(ini(key), value) << a.args << ": " << key;
+            EXPECT_TRUE(contains(result.output, a.line)) << a.args << "\n" << result.output;
+            EXPECT_EQ(contains(result.output, "Send "), a.sent) << a.args;
+            if (contains(a.args, "back.bin")) EXPECT_EQ(std::to_string(file("back.bin").size()), ini("data_length"));
+        }
+    }
     // The virtual disk's contents as the host stored them.
     std::string image(int disk, uint64_t offset, size_t bytes) const {
         std::ifstream in(dir_->file("host.json.state\\disk" + std::to_string(disk) + ".img"), std::ios::binary);
@@ -56,22 +75,19 @@ protected:
 }  // namespace
 
 TEST_F(CmdEndToEnd, AtaIdentifyAndSmartReadDataWithTheirRegisters) {
-    runExpecting("-d 0 --command 0xEC --device 0xA0 --io in --datalen 512 --out-bin id.bin", 0u);
+    expectAnswers({
+        {"-d 0 --command 0xEC --device 0xA0 --io in --datalen 512 --out-bin id.bin", 0,
+         {{"protocol", "ata"}, {"status", "0x50"}, {"error", "0x00"}, {"last_error", "0"}},
+         "[AtaProtocolOverAta] Send command: FEATURE=0x00, COUNT=0x01, LBA=0x000000, DEVICE=0xA0, COMMAND=0xEC, "
+         "dataSize=512",
+         true},
+        {"-d 0 --command 0xB0 --feature 0xD0 --lba 0xC24F00 --io in --datalen 512 --out-bin smart.bin", 0, {},
+         "[ActionCommand] Answer: status=0x50 error=0x00", true},
+    });
     const std::string id = file("id.bin");
     ASSERT_EQ(id.size(), 512u);
     EXPECT_EQ(ataString(id, 27, 20).substr(0, 13), "Test SATA SSD");
     EXPECT_EQ(ataString(id, 10, 10).substr(0, 8), "SATA0001");
-    EXPECT_EQ(ini("protocol"), "ata");
-    EXPECT_EQ(ini("status"), "0x50");
-    EXPECT_EQ(ini("error"), "0x00");
-    EXPECT_EQ(ini("last_error"), "0");
-    const std::string log = file("run.log");
-    EXPECT_TRUE(contains(log, "[AtaProtocolOverAta] Send command: FEATURE=0x00, COUNT=0x01, LBA=0x000000, "
-                              "DEVICE=0xA0, COMMAND=0xEC, dataSize=512"))
-        << log;
-    EXPECT_TRUE(contains(log, "[ActionCommand] Answer: status=0x50 error=0x00")) << log;
-
-    auto smart = runExpecting("-d 0 --command 0xB0 --feature 0xD0 --lba 0xC24F00 --io in --datalen 512 --out-bin smart.bin", 0u);
     const std::string data = file("smart.bin");
     ASSERT_EQ(data.size(), 512u);
     // Attribute 5 first, current 100, raw 7 (the description's values).
@@ -186,16 +202,8 @@ TEST_F(CmdEndToEnd, EveryDumpType) {
     EXPECT_EQ(run("-d 0 --dumptype logpage --lid 2 --dump x.bin").exitCode, 0x20000008u);
 }
 
-// One run each: its code, the INI keys it leaves, a console line; a
-// refused one sends nothing, and a saved answer holds what came back.
 TEST_F(CmdEndToEnd, AnswersAndRefusalsWithTheirKeys) {
-    const struct {
-        const char* args;
-        uint32_t code;
-        std::vector<std::pair<const char*, const char*>> keys;
-        const char* line;
-        bool sent;
-    } cases[] = {
+    expectAnswers({
         {"-d 0 --command 0xEC --io in --datalen 512 --status 0x51", 0x20000123,
          {{"status", "0x50"}, {"expected_status", "0x51"}, {"last_error", "536871203"}},
          "[ActionCommand] STATUS=0x50, ERROR=0x00, expected STATUS=0x51", true},
@@ -228,15 +236,7 @@ TEST_F(CmdEndToEnd, AnswersAndRefusalsWithTheirKeys) {
          false},
         {"-d 3 --opc 6 --cdw10 0x100000000", 0x20000004, {}, "--cdw10 is not a valid number: \"0x100000000\"", false},
         {"-d 1 --protocol ata --identify", 0x20000008, {}, "Disk 1 takes nvme commands, not ata", false},
-    };
-    for (const auto& c : cases) {
-        DeleteFileA(dir_->file("back.bin").c_str());
-        auto result = runExpecting(c.args, c.code);
-        for (const auto& [key, value] : c.keys) EXPECT_EQ(ini(key), value) << c.args << ": " << key;
-        EXPECT_TRUE(contains(result.output, c.line)) << c.args << "\n" << result.output;
-        EXPECT_EQ(contains(result.output, "Send "), c.sent) << c.args;
-        if (contains(c.args, "back.bin")) EXPECT_EQ(std::to_string(file("back.bin").size()), ini("data_length"));
-    }
+    });
 }
 
 namespace {
@@ -254,35 +254,28 @@ protected:
 
 }  // namespace
 
-TEST_F(CmdJMicronEndToEnd, NvmeCommandsAndDumpsThroughTheTunnel) {
-    runExpecting("-d 0 --protocol nvme --identify --out-bin idc.bin", 0u);
+TEST_F(CmdJMicronEndToEnd, NvmeCommandsAndDumpsThroughTheTunnelOtherRunsStayScsi) {
+    expectAnswers({
+        {"-d 0 --protocol nvme --identify --out-bin idc.bin", 0, {{"status", "0x0000"}},
+         "[NvmeProtocolOverJMicron] Send command: OPC=6, NS=0, CDW10=1", true},
+        {"-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00CA --io in --datalen 512 --out-bin ca.bin", 0, {},
+         "", true},
+        // Without --protocol the NVMe-only dumps take the tunnel by themselves.
+        {"-d 0 --dumptype logpage --lid 0xCA --lpsize 32 --dump d.bin", 0, {}, "", true},
+        {"-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00AB --io in --datalen 512", 0x20000125,
+         {{"sc", "0x09"}, {"sct", "0x1"}}, "", true},
+        {"-d 0 --protocol nvme --trim --lba 64", 0, {},
+         "[NvmeProtocolOverJMicron] Send command: OPC=9, NS=1, CDW10=0, CDW11=4", true},
+        {"-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x07FF00CA --io in --datalen 8192", 0x20000126, {},
+         "tunnel moves at most 4096 bytes per command, not 8192", false},
+        {"-d 0 --identify --out-bin inq.bin", 0, {{"protocol", "scsi"}}, "", true},
+        {"-d 1 --protocol nvme --identify", 0x20000008, {}, "", false},  // no tunnel on a plain stick
+    });
     EXPECT_EQ(file("idc.bin").substr(4, 8), "JMB00001");
     EXPECT_EQ(file("idc.bin").substr(24, 11), "Generic USB");
-    EXPECT_EQ(ini("status"), "0x0000");
-    EXPECT_TRUE(contains(file("run.log"), "[NvmeProtocolOverJMicron] Send command: OPC=6, NS=0, CDW10=1"));
-
-    runExpecting("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00CA --io in --datalen 512 --out-bin ca.bin", 0u);
     EXPECT_EQ(uint8_t(file("ca.bin")[16]), 0xA5);
-    // Without --protocol the NVMe-only dumps take the tunnel by themselves.
-    ASSERT_EQ(run("-d 0 --dumptype logpage --lid 0xCA --lpsize 32 --dump d.bin").exitCode, 0u);
     EXPECT_EQ(file("d.bin"), file("ca.bin").substr(0, 32));
-
-    runExpecting("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00AB --io in --datalen 512", 0x20000125u);
-    EXPECT_EQ(ini("sc"), "0x09");
-    EXPECT_EQ(ini("sct"), "0x1");
-    ASSERT_EQ(run("-d 0 --protocol nvme --trim --lba 64").exitCode, 0u);
-    EXPECT_TRUE(contains(file("run.log"), "[NvmeProtocolOverJMicron] Send command: OPC=9, NS=1, CDW10=0, CDW11=4"));
-}
-
-TEST_F(CmdJMicronEndToEnd, OversizeIsRefusedAndOtherRunsStayScsi) {
-    auto big = runExpecting("-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x07FF00CA --io in --datalen 8192", 0x20000126u);
-    EXPECT_TRUE(contains(big.output, "tunnel moves at most 4096 bytes per command, not 8192")) << big.output;
-    EXPECT_FALSE(contains(file("run.log"), "Send ")) << "refused before anything is sent";
-
-    runExpecting("-d 0 --identify --out-bin inq.bin", 0u);
     EXPECT_EQ(file("inq.bin").substr(8, 8), "JMicron ");
-    EXPECT_EQ(ini("protocol"), "scsi");
-    EXPECT_EQ(run("-d 1 --protocol nvme --identify").exitCode, 0x20000008u) << "no tunnel on a plain stick";
 }
 
 // Refusals on the OS drive of every route are run by OsDriveMatrix (tests/app),

@@ -15,17 +15,10 @@ constexpr uint64_t kMiB = 1 << 20;
 
 using zeltest::contains;
 
-// Disk 0 holds the Windows folder's letter C; disk 1 is the DUT with E.
+// Disk 1 is the DUT with E.
 std::string host(const std::string& volumeE, bool withTools = false) {
-    return std::string("{") +
-           (withTools ? R"("toolsFolder": ")" + zeltest::StandInControl::toolsFolder() + R"(", )" : "") +
-           R"("disks": [
-  {"number": 0, "busType": 11, "model": "Sys SATA", "serial": "SYS-0", "sectorCount": 65536,
-   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 0},
-   "volumes": [{"letter": "C", "totalBytes": "16m", "freeBytes": "8m"}]},
-  {"number": 1, "busType": 17, "model": "Dut NVMe", "serial": "DUT-1", "sectorCount": 8192,
-   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 1}, "pci": {"vendorId": "0x1AB2"},
-   "volumes": [)" + volumeE + R"(]}]})";
+    return zeltest::ioHost(R"(, "volumes": [)" + volumeE + "]", "",
+                           withTools ? R"("toolsFolder": ")" + zeltest::StandInControl::toolsFolder() + R"(", )" : "");
 }
 
 uint64_t folderBytes(const fs::path& folder) {

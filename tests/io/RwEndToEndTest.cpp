@@ -12,22 +12,7 @@ namespace {
 
 using zeltest::contains;
 
-// Disk 0 holds the Windows folder's letter, disk 1 is a small NVMe disk,
-// disk 3 a SATA disk of a size no alignment divides.
-std::string host(const std::string& disk1Extra = "", const std::string& disk2Extra = "") {
-    return R"({"disks": [
-  {"number": 2, "busType": 11, "model": "Dut SATA", "serial": "DUT-2", "sectorCount": 8192,
-   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 2})" + disk2Extra + R"(},
-  {"number": 0, "busType": 11, "model": "Sys SATA", "serial": "SYS-0", "sectorCount": 8192,
-   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 0},
-   "volumes": [{"letter": "C", "totalBytes": 4194304, "freeBytes": 1048576}]},
-  {"number": 1, "busType": 17, "model": "Dut NVMe", "serial": "DUT-1", "sectorCount": 8192,
-   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 1}, "pci": {"vendorId": "0x1AB2"})" +
-           disk1Extra + R"(},
-  {"number": 3, "busType": 11, "model": "Odd SATA", "serial": "ODD-3", "sectorCount": 8195,
-   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 3}}]})";
-}
-
+using zeltest::ioHost;
 using RwEndToEnd = zeltest::VhostFixture;
 
 }  // namespace
@@ -42,7 +27,7 @@ TEST_F(RwEndToEnd, EveryWriteModeReadsBackThroughTheSavedImage) {
     const char* writes[] = {"--rw write --size 64", "--rw randwrite --size 64 --bs 32k --totalloop 1",
                             "--rw gapwrite --size 64 --section 16 --gap 16 --bs 8k"};
     for (const char* write : writes) {
-        useHost(host());
+        useHost(ioHost());
         runExpecting(std::string("-a rw -d 1 --pattern rand --seed 1700000000 --metadata \"run 7 / thread 1\" "
                                  "--out-bin img.bin ") + write, 0);
         const std::string image = file("img.bin");  // one sector, in the log folder
@@ -79,7 +64,7 @@ TEST_F(RwEndToEnd, MiscomparesAndReadErrorsLeaveBothDumps) {
     std::string fixed;
     for (int i = 0; i < 256; ++i) fixed += "\x55\xAA";
     for (const Case& c : cases) {
-        useHost(host("", c.disk2));
+        useHost(ioHost("", c.disk2));
         ASSERT_EQ(run("-a rw -d 2 --rw write --size 1024 --pattern fixed --out-bin fixed.bin").exitCode, 0u) << c.what;
         ASSERT_EQ(file("fixed.bin"), fixed);
         if (c.trimFirst) ASSERT_EQ(run("-a rw -d 2 --rw trim --size 512").exitCode, 0u) << c.what;
@@ -101,7 +86,7 @@ TEST_F(RwEndToEnd, MiscomparesAndReadErrorsLeaveBothDumps) {
 }
 
 TEST_F(RwEndToEnd, TheSystemDiskTakesReadsOnly) {
-    useHost(host());
+    useHost(ioHost());
     auto read = runExpecting("-a rw -d 0 --rw read --size 64", 0u);
     EXPECT_TRUE(contains(read.output, "INFO     [T1] No --in-bin image to compare with")) << read.output;
     // Every writing mode on every kind of OS drive is refused by OsDriveMatrix (tests/app); here the line.
@@ -113,7 +98,7 @@ TEST_F(RwEndToEnd, TheSystemDiskTakesReadsOnly) {
 }
 
 TEST_F(RwEndToEnd, PerThreadIniKeysInOrder) {
-    useHost(host());
+    useHost(ioHost());
     ASSERT_EQ(run("-a rw -d 1 --rw write --size 64 --seed 5 --out-ini out.ini").exitCode, 0u);
     ASSERT_EQ(run("-a rw -d 1 --rw gapread --size 64 --section 8 --gap 8 --out-ini gap.ini").exitCode, 0u);
     std::regex keys(R"(\[t1\]\r?\nmode=write\r?\nseed=5\r?\niops=0\r?\nspeed=0\.00\r?\nlba_start=0\r?\n)"
@@ -124,7 +109,7 @@ TEST_F(RwEndToEnd, PerThreadIniKeysInOrder) {
 }
 
 TEST_F(RwEndToEnd, OptionChecksInRunOrder) {
-    useHost(host());
+    useHost(ioHost());
     struct Case {
         const char* args;
         uint32_t code;
@@ -156,7 +141,7 @@ TEST_F(RwEndToEnd, OptionChecksInRunOrder) {
 }
 
 TEST_F(RwEndToEnd, DeepQueueWithOutOfOrderCompletionLosesNothing) {
-    useHost(host(R"(, "latencyMicros": {"min": 0, "max": 3000})"));
+    useHost(ioHost(R"(, "latencyMicros": {"min": 0, "max": 3000})"));
     // 300 transfers in 32 slots: the last slot's transfer is not the last one.
     auto write = runExpecting("-a rw -d 1 --rw write --pattern rand --seed 3 --bs 4k --size 2400 --qd 32 --out-bin q.bin "
                               "--out-ini w.ini", 0);
@@ -181,7 +166,7 @@ TEST_F(RwEndToEnd, TrimThenReadFollowsTheDrivesPromise) {
         {R"(, "trim": {"readsZeros": false, "deterministic": false})", 2, 0x20000008},
     };
     for (const Case& c : cases) {
-        useHost(host("", c.disk2Trim));
+        useHost(ioHost("", c.disk2Trim));
         const std::string disk = " -d " + std::to_string(c.disk);
         ASSERT_EQ(run("-a rw --rw write --size 512" + disk).exitCode, 0u) << c.disk2Trim;
         ASSERT_EQ(run("-a rw --rw trim --size 512" + disk).exitCode, 0u) << c.disk2Trim;
@@ -207,7 +192,7 @@ TEST_F(RwEndToEnd, DeviceFaultsEndTheWorkerWithTheirCode) {
          "lba_end="},
     };
     for (const Case& c : cases) {
-        useHost(host(std::string(R"(, "faults": [)") + c.fault + "]"));
+        useHost(ioHost(std::string(R"(, "faults": [)") + c.fault + "]"));
         auto result = runExpecting(std::string("-a rw -d 1 --out-ini fault.ini ") + c.args, c.code);
         EXPECT_TRUE(contains(result.output, "[T1] FAIL:")) << c.fault;
         EXPECT_TRUE(contains(file("fault.ini"), c.lbaEnd)) << c.fault << "\n" << file("fault.ini");
@@ -216,7 +201,7 @@ TEST_F(RwEndToEnd, DeviceFaultsEndTheWorkerWithTheirCode) {
 }
 
 TEST_F(RwEndToEnd, DmaAndVendorWriteTrim) {
-    useHost(host(R"(, "writeTrimRanges": [{"lba": 0, "sectors": 64, "op": "write"},
+    useHost(ioHost(R"(, "writeTrimRanges": [{"lba": 0, "sectors": 64, "op": "write"},
                                           {"lba": 64, "sectors": 64, "op": "trim"}])"));
     ASSERT_EQ(run("-a rw -d 2 --rw write --size 256 --dma --out-bin dma.bin").exitCode, 0u);
     EXPECT_EQ(run("-a rw -d 2 --rw read --size 256 --dma --in-bin dma.bin").exitCode, 0u);
@@ -261,7 +246,7 @@ TEST_F(RwEndToEnd, RangesOfTwoToTheThirtyTwoSectorsAndMore) {
 
 // --bs 0: transfers of random lengths up to 1 MiB, fewer than one per sector.
 TEST_F(RwEndToEnd, BlockSizeZeroTakesRandomLengths) {
-    useHost(host());
+    useHost(ioHost());
     auto write = runExpecting("-a rw -d 1 --rw write --bs 0 --size 8192 --seed 11 --pattern rand --out-bin r.bin", 0u);
     EXPECT_TRUE(contains(write.output, "INFO     --bs 0: every transfer takes a random length from 1 to 2048 sectors"));
     std::smatch count;
