@@ -118,7 +118,7 @@ TEST_F(FileModesEndToEnd, CopyFilesIntoPerThreadFoldersBetweenLetters) {
 TEST_F(FileModesEndToEnd, CopyStopsWhenTheVolumeIsFullAndRefusesWhatCannotRun) {
     useHost(host(R"({"letter": "E", "totalBytes": "4m", "freeBytes": "1m"})"));
     put(volume('C') / "half.bin", std::string(512 * 1024, 'h'));
-    auto full = runExpecting("-a rw -d 1 --rw write --iotype file --src C:\\half.bin --totalloop 3", static_cast<DWORD>(ERROR_DISK_FULL);
+    auto full = runExpecting("-a rw -d 1 --rw write --iotype file --src C:\\half.bin --totalloop 3", ERROR_DISK_FULL);
     EXPECT_TRUE(contains(full.output, "[T1] FAIL: copy files to disk 1 at E:\\t1\\2\\half.bin offset 0... (LE=0x70"))
         << full.output;
     EXPECT_EQ(folderBytes(volume('E')), kMiB) << "the volume holds exactly its free space";

@@ -116,7 +116,7 @@ TEST(VirtualHostFaults, EachFaultFailsOnlyItsRangeWithItsError) {
     InstalledHost installed(R"({"disks": [{"number": 0, "busType": 11, "sectorCount": 4096,
         "faults": [{"kind": "crc_error", "lba": 8, "count": 1}, {"kind": "timeout", "lba": 32, "count": 1},
                    {"kind": "media_error", "lba": 40, "count": 1, "times": 1},
-                   {"kind": "write_error", "lba": 9, "count": 1, "windowsError": 1117}]}]}]})");
+                   {"kind": "write_error", "lba": 9, "count": 1, "windowsError": 1117}]}]})");
     HANDLE drive = openDrive(0, FILE_FLAG_NO_BUFFERING);
     const struct {
         uint64_t lba, sectors;
