@@ -68,7 +68,8 @@ TEST(FileFill, FilesAreNumberedFromZeroAndSharedByTheThreadsInTurn) {
     EXPECT_TRUE(zel::planFillFiles(0, 4, 512).empty());
 }
 
-// --totalloop and whole copies of one thread are run end to end.
+// --totalloop, whole copies of one thread and threads that do not fit are
+// run end to end; here the edges.
 TEST(FileFill, ThreadsFitAndCopies) {
     EXPECT_TRUE(zel::threadsFit(4 * kMiB, 4, kMiB));
     EXPECT_FALSE(zel::threadsFit(4 * kMiB - 1, 4, kMiB)) << "each thread needs a whole unit at the same time";

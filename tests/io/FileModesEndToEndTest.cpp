@@ -15,17 +15,10 @@ constexpr uint64_t kMiB = 1 << 20;
 
 using zeltest::contains;
 
-// Disk 0 holds the Windows folder's letter C; disk 1 is the DUT with E.
+// Disk 1 is the DUT with E.
 std::string host(const std::string& volumeE, bool withTools = false) {
-    return std::string("{") +
-           (withTools ? R"("toolsFolder": ")" + zeltest::StandInControl::toolsFolder() + R"(", )" : "") +
-           R"("disks": [
-  {"number": 0, "busType": 11, "model": "Sys SATA", "serial": "SYS-0", "sectorCount": 65536,
-   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 0},
-   "volumes": [{"letter": "C", "totalBytes": "16m", "freeBytes": "8m"}]},
-  {"number": 1, "busType": 17, "model": "Dut NVMe", "serial": "DUT-1", "sectorCount": 8192,
-   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 1}, "pci": {"vendorId": "0x1AB2"},
-   "volumes": [)" + volumeE + R"(]}]})";
+    return zeltest::ioHost(R"(, "volumes": [)" + volumeE + "]", "",
+                           withTools ? R"("toolsFolder": ")" + zeltest::StandInControl::toolsFolder() + R"(", )" : "");
 }
 
 uint64_t folderBytes(const fs::path& folder) {
@@ -50,8 +43,7 @@ protected:
 
 TEST_F(FileModesEndToEnd, PreconditionFillsTheVolumeFolderToItsCoverage) {
     useHost(host(R"({"letter": "E", "totalBytes": "4m", "freeBytes": "3m"})"));
-    auto filled = run("-a rw -d 1 --rw precondition --iotype file --size 50%");
-    ASSERT_EQ(filled.exitCode, 0u) << filled.output;
+    auto filled = runExpecting("-a rw -d 1 --rw precondition --iotype file --size 50%", 0u);
     EXPECT_TRUE(contains(filled.output, "Precondition E: 3145728 of 4194304 bytes free, writing 2097152 bytes"))
         << filled.output;
     EXPECT_TRUE(contains(filled.output, "[T1] disk 1, precondition E:, 2097152 bytes in 1 files by block size 256"));
@@ -65,8 +57,7 @@ TEST_F(FileModesEndToEnd, PreconditionFillsTheVolumeFolderToItsCoverage) {
     EXPECT_EQ(data.substr(data.size() - 2), std::string("\x55\xAA", 2));
 
     // The earlier fill files go first; the data of the description stays.
-    auto included = run("-a rw -d 1 --rw precondition --iotype file --size 50% --includedata --pattern zero");
-    ASSERT_EQ(included.exitCode, 0u) << included.output;
+    auto included = runExpecting("-a rw -d 1 --rw precondition --iotype file --size 50% --includedata --pattern zero", 0u);
     EXPECT_TRUE(contains(included.output, "Precondition E: 3145728 of 4194304 bytes free, writing 1048576 bytes"))
         << included.output;
     EXPECT_EQ(folderBytes(volume('E')), kMiB) << "one fill file, the earlier one removed";
@@ -81,16 +72,14 @@ TEST_F(FileModesEndToEnd, PreconditionThreadsWriteTheirOwnFilesOrAreRefused) {
     GetSystemInfo(&info);
     const unsigned threads = info.dwNumberOfProcessors;
     useHost(host(R"({"letter": "E", "totalBytes": "4m", "freeBytes": "4m"})"));
-    auto filled = run("-a rw -d 1 --rw precondition --iotype file --size 2m --thread --bs 4k");
-    ASSERT_EQ(filled.exitCode, 0u) << filled.output;
+    auto filled = runExpecting("-a rw -d 1 --rw precondition --iotype file --size 2m --thread --bs 4k", 0u);
     for (unsigned t = 1; t <= threads; ++t) {
         EXPECT_TRUE(contains(filled.output, "[T" + std::to_string(t) + "] SUCCESS: precondition to disk 1"));
         EXPECT_TRUE(fs::exists(volume('E') / ("ZEL_FILEIO_" + std::to_string(t - 1)))) << t;
     }
     EXPECT_EQ(folderBytes(volume('E')), 2 * kMiB);
     if (threads < 2) GTEST_SKIP() << "one processor: a single thread always fits";
-    auto refused = run("-a rw -d 1 --rw precondition --iotype file --size 4k --thread --bs 4k");
-    EXPECT_EQ(refused.exitCode, 0x2000000Du) << refused.output;
+    auto refused = runExpecting("-a rw -d 1 --rw precondition --iotype file --size 4k --thread --bs 4k", 0x2000000Du);
     EXPECT_TRUE(contains(refused.output, "Partition size is not big enough to run " + std::to_string(threads) +
                                              " threads at the same time"));
     EXPECT_FALSE(fs::exists(volume('E') / "ZEL_FILEIO_0")) << "nothing written";
@@ -101,12 +90,9 @@ TEST_F(FileModesEndToEnd, PreconditionThreadsWriteTheirOwnFilesOrAreRefused) {
 TEST_F(FileModesEndToEnd, PreconditionOnTheSystemDiskStaysInTheStateFolder) {
     useHost(host(R"({"letter": "E", "totalBytes": "4m", "freeBytes": "4m"})"));
     const bool hadOwn = GetFileAttributesA("C:\\ZEL_FILEIO_0") != INVALID_FILE_ATTRIBUTES;
-    auto filled = run("-a rw -d 0 --rw precondition --iotype file --size 1m");
-    ASSERT_EQ(filled.exitCode, 0u) << filled.output;
+    runExpecting("-a rw -d 0 --rw precondition --iotype file --size 1m", 0u);
     EXPECT_EQ(fs::file_size(volume('C') / "ZEL_FILEIO_0"), kMiB);
     EXPECT_EQ(GetFileAttributesA("C:\\ZEL_FILEIO_0") != INVALID_FILE_ATTRIBUTES, hadOwn);
-    auto copy = run("-a rw -d 0 --rw write --iotype file --src C:\\x");
-    EXPECT_EQ(copy.exitCode, 0x20000005u) << "only the file-level precondition may run on the system disk";
 }
 
 TEST_F(FileModesEndToEnd, CopyFilesIntoPerThreadFoldersBetweenLetters) {
@@ -114,8 +100,7 @@ TEST_F(FileModesEndToEnd, CopyFilesIntoPerThreadFoldersBetweenLetters) {
     std::string source(300000, '\0');
     for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<char>(i * 7 + i / 256);
     put(volume('C') / "data" / "src.bin", source);
-    auto copied = run("-a rw -d 1 --rw write --iotype file --src C:\\data\\src.bin --dest E: --totalloop 2 --bs 64k");
-    ASSERT_EQ(copied.exitCode, 0u) << copied.output;
+    auto copied = runExpecting("-a rw -d 1 --rw write --iotype file --src C:\\data\\src.bin --dest E: --totalloop 2 --bs 64k", 0u);
     EXPECT_TRUE(contains(copied.output, "[T1] copy files from C:\\data\\src.bin"));
     EXPECT_TRUE(contains(copied.output, "[T1] Copying file from C:\\data\\src.bin to E:\\t1\\0"));
     EXPECT_TRUE(contains(copied.output, "[T1] Copying file from C:\\data\\src.bin to E:\\t1\\1"));
@@ -125,60 +110,52 @@ TEST_F(FileModesEndToEnd, CopyFilesIntoPerThreadFoldersBetweenLetters) {
     EXPECT_FALSE(fs::exists(volume('E') / "t1" / "2"));
 
     // Without --totalloop the coverage of the destination decides: 1m / 300000.
-    auto covered = run("-a rw -d 1 --rw write --iotype file --src C:\\data\\src.bin --size 1m");
-    ASSERT_EQ(covered.exitCode, 0u) << covered.output;
+    auto covered = runExpecting("-a rw -d 1 --rw write --iotype file --src C:\\data\\src.bin --size 1m", 0u);
     EXPECT_TRUE(fs::exists(volume('E') / "t1" / "2" / "src.bin"));
     EXPECT_FALSE(contains(covered.output, "E:\\t1\\3"));
 }
 
-TEST_F(FileModesEndToEnd, CopyStopsWhenTheVolumeIsFullAndRefusesWhatCannotFit) {
+TEST_F(FileModesEndToEnd, CopyStopsWhenTheVolumeIsFullAndRefusesWhatCannotRun) {
     useHost(host(R"({"letter": "E", "totalBytes": "4m", "freeBytes": "1m"})"));
     put(volume('C') / "half.bin", std::string(512 * 1024, 'h'));
-    auto full = run("-a rw -d 1 --rw write --iotype file --src C:\\half.bin --totalloop 3");
-    EXPECT_EQ(full.exitCode, static_cast<DWORD>(ERROR_DISK_FULL)) << full.output;
+    auto full = runExpecting("-a rw -d 1 --rw write --iotype file --src C:\\half.bin --totalloop 3", ERROR_DISK_FULL);
     EXPECT_TRUE(contains(full.output, "[T1] FAIL: copy files to disk 1 at E:\\t1\\2\\half.bin offset 0... (LE=0x70"))
         << full.output;
     EXPECT_EQ(folderBytes(volume('E')), kMiB) << "the volume holds exactly its free space";
 
     put(volume('C') / "big.bin", std::string(2 * kMiB, 'b'));
-    auto refused = run("-a rw -d 1 --rw write --iotype file --src C:\\big.bin");
-    EXPECT_EQ(refused.exitCode, static_cast<DWORD>(ERROR_DISK_FULL));
-    EXPECT_TRUE(contains(refused.output, "Partition size is not big enough to run 1 threads at the same time"));
-
-    auto missing = run("-a rw -d 1 --rw write --iotype file --src C:\\nothing.bin");
-    EXPECT_EQ(missing.exitCode, static_cast<DWORD>(ERROR_FILE_NOT_FOUND)) << missing.output;
-    EXPECT_TRUE(contains(missing.output, "Cannot open the source file C:\\nothing.bin... (LE=0x2,"));
-    auto noSource = run("-a rw -d 1 --rw write --iotype file");
-    EXPECT_EQ(noSource.exitCode, 0x20000004u);
-    EXPECT_TRUE(contains(noSource.output, "Miss some options (src)!"));
-    auto elsewhere = run("-a rw -d 1 --rw write --iotype file --src C:\\half.bin --dest C:");
-    EXPECT_EQ(elsewhere.exitCode, 0x20000004u);
-    EXPECT_TRUE(contains(elsewhere.output, "Destination C: is not a volume of disk 1"));
-    auto unreal = run("-a rw -d 1 --rw write --iotype file --src Q:\\x.bin");
-    EXPECT_EQ(unreal.exitCode, static_cast<DWORD>(ERROR_PATH_NOT_FOUND)) << "no virtual volume Q: in a dry run";
+    const struct {
+        const char* args;
+        uint32_t code;
+        const char* line;
+    } refused[] = {
+        {"--rw write --iotype file --src C:\\big.bin", ERROR_DISK_FULL,
+         "Partition size is not big enough to run 1 threads at the same time"},
+        {"--rw write --iotype file --src C:\\nothing.bin", ERROR_FILE_NOT_FOUND,
+         "Cannot open the source file C:\\nothing.bin... (LE=0x2,"},
+        {"--rw write --iotype file", 0x20000004, "Miss some options (src)!"},
+        {"--rw write --iotype file --src C:\\half.bin --dest C:", 0x20000004, "Destination C: is not a volume of disk 1"},
+        {"--rw write --iotype file --src Q:\\x.bin", ERROR_PATH_NOT_FOUND, ""},  // no virtual volume Q: in a dry run
+        {"--rw read --iotype file", 0x20000003, "RW mode not supported!"},
+        {"--rw randwrite --iotype file", 0x20000003, "RW mode not supported!"},
+        {"--rw precondition", 0x20000003, "RW mode not supported!"},  // without a file form
+    };
+    for (const auto& r : refused) {
+        auto result = runExpecting(std::string("-a rw -d 1 ") + r.args, r.code);
+        EXPECT_TRUE(contains(result.output, r.line)) << r.args << "\n" << result.output;
+    }
 }
 
 TEST_F(FileModesEndToEnd, FormatAndCleanBeforeThePrecondition) {
     useHost(host(R"({"letter": "E", "totalBytes": "2m", "freeBytes": "1m"})", true));
     put(volume('E') / "old.bin", "left by an earlier file system");
-    auto formatted = run("--formatd -d 1 -a rw --rw precondition --iotype file --size 50%");
-    ASSERT_EQ(formatted.exitCode, 0u) << formatted.output;
+    auto formatted = runExpecting("--formatd -d 1 -a rw --rw precondition --iotype file --size 50%", 0u);
     EXPECT_FALSE(fs::exists(volume('E') / "old.bin")) << "a format leaves an empty volume";
     // The stand-in's partition: the capacity (4 MiB) less 1 MiB, all free.
     EXPECT_TRUE(contains(formatted.output, "Precondition E: 3145728 of 3145728 bytes free, writing 1572864 bytes"))
         << formatted.output;
     EXPECT_EQ(fs::file_size(volume('E') / "ZEL_FILEIO_0"), 1572864u);
 
-    auto cleaned = run("--cleand -d 1 -a rw --rw precondition --iotype file");
-    EXPECT_EQ(cleaned.exitCode, 0x20000006u) << cleaned.output;
+    runExpecting("--cleand -d 1 -a rw --rw precondition --iotype file", 0x20000006u);
     EXPECT_FALSE(fs::exists(volume('E') / "ZEL_FILEIO_0")) << "the clean took the files with the volume";
-}
-
-TEST_F(FileModesEndToEnd, ModesWithoutAFileFormAreRefused) {
-    useHost(host(R"({"letter": "E", "totalBytes": "4m", "freeBytes": "4m"})"));
-    for (const char* args : {"--rw read --iotype file", "--rw randwrite --iotype file", "--rw precondition"}) {
-        auto refused = run(std::string("-a rw -d 1 ") + args);
-        EXPECT_EQ(refused.exitCode, 0x20000003u) << args;
-        EXPECT_TRUE(contains(refused.output, "RW mode not supported!")) << args;
-    }
 }

@@ -63,59 +63,34 @@ TEST(RwSetup, CoverageAlignmentBlockAndQueueDepth) {
         << "the aligned start passes the disk";
 }
 
-TEST(RwSetup, ThreadsPerProcessorUnlessTheRangeFitsOneBlock) {
-    zel::RwJob many = job(0, {kSectors, 4096});
-    many.threadCount = 0;
-    zel::RwSetup setup;
-    ASSERT_TRUE(zel::normaliseRw(many, 512, 10000, 0, 4, &setup));
-    EXPECT_EQ(setup.threadCount, 4u) << "0 means one per processor";
-    const auto slices = zel::sliceRange(setup);
-    ASSERT_EQ(slices.size(), 1u) << "the first slice takes the whole range";
-    EXPECT_EQ(slices[0].end, 4096u);
-    many.size = {kSectors, 100};
-    ASSERT_TRUE(zel::normaliseRw(many, 512, 10000, 0, 4, &setup));
-    EXPECT_EQ(setup.blockSectors, 100u) << "a range shorter than a block shrinks the block";
-    EXPECT_EQ(setup.threadCount, 1u) << "and forces one thread";
-}
-
-// Ranges of 2^32 sectors and more (a 4 TB disk of 512-byte sectors) and
-// the block and size texts that come out as zero sectors.
-TEST(RwSetup, WideRangesAndZeroSectorBlocksAndSizes) {
-    const uint64_t fourTb = 7814037168ull, beyond32 = (1ull << 32) + 4096;
+// Ranges of 2^32 sectors and more, --bs 0, a --size below one sector, one
+// thread per processor and a range pulled back to nothing are run end to end
+// (RwEndToEnd); here the picks and the slicing no run shows.
+TEST(RwSetup, RandomPicksAndOneSliceForTheFirstThread) {
     struct Case {
         const char* what;
         zel::RwJob job;
-        uint64_t total;
         uint32_t threads;
         uint64_t end;
-        uint32_t block;
-        bool sizeBelowOneSector;
+        uint32_t block, threadCount;
     } cases[] = {
-        {"a full 4 TB disk goes to the first thread whole", job(0, {kPercent, 100}), fourTb, 4, fourTb, 256, false},
-        {"2^32 + 4096 sectors from the start", job(0, {kSectors, beyond32}), fourTb, 1, beyond32, 256, false},
-        {"bs 0 keeps 0: a random length per transfer", job(0, {kSectors, 4096}, 0), 10000, 1, 4096, 0, false},
-        {"bs 0 with alignment stays random", job(0, {kSectors, 4096}, 0, 4096), 10000, 1, 4096, 0, false},
-        {"a nonzero bs below a sector is one sector", job(0, {kSectors, 4096}, 100), 10000, 1, 4096, 1, false},
-        {"31 bytes (0x1F) are below one sector", job(0, {kBytes, 31}), 10000, 1, 9999, 256, true},
-        {"0 bytes ask for a random count themselves", job(0, {kBytes, 0}), 10000, 1, 9999, 256, false},
-        {"one sector of bytes is one sector", job(0, {kBytes, 512}), 10000, 1, 1, 1, false},
+        {"bs 0 with alignment stays random", job(0, {kSectors, 4096}, 0, 4096), 1, 4096, 0, 1},
+        {"0 bytes ask for a random count themselves", job(0, {kBytes, 0}), 1, 9999, 256, 1},
+        {"one sector of bytes is one sector", job(0, {kBytes, 512}), 1, 1, 1, 1},
+        {"0 threads: one per processor, the first slice takes the range", job(0, {kSectors, 4096}), 0, 4096, 256, 4},
+        {"a range shorter than a block shrinks it and forces one thread", job(0, {kSectors, 100}), 0, 100, 100, 1},
     };
     for (Case& c : cases) {
-        c.job.threadCount = c.threads == 1 ? 1 : 0;
+        c.job.threadCount = c.threads;
         zel::RwSetup setup;
-        ASSERT_TRUE(zel::normaliseRw(c.job, 512, c.total, 9998, c.threads, &setup)) << c.what;
+        ASSERT_TRUE(zel::normaliseRw(c.job, 512, 10000, 9998, 4, &setup)) << c.what;
         EXPECT_EQ(setup.endLba, c.end) << c.what;
         EXPECT_EQ(setup.blockSectors, c.block) << c.what;
-        EXPECT_EQ(setup.sizeBelowOneSector, c.sizeBelowOneSector) << c.what;
+        EXPECT_EQ(setup.threadCount, c.threadCount) << c.what;
         const auto slices = zel::sliceRange(setup);
         ASSERT_EQ(slices.size(), 1u) << c.what;
-        EXPECT_EQ(slices[0].start, 0u) << c.what;
         EXPECT_EQ(slices[0].end, c.end) << c.what << ": the slice is as long as the range";
     }
-    zel::RwSetup empty;
-    ASSERT_TRUE(zel::normaliseRw(job(8192, {kPercent, 100}, 4096, 4096), 512, 8195, 0, 1, &empty));
-    EXPECT_EQ(empty.range(), 0u) << "the pull-back leaves nothing; the run refuses it";
-    EXPECT_TRUE(zel::sliceRange(empty).empty());
 }
 
 TEST(TransferPlan, RandomLengthsStayInsideTheirBounds) {
@@ -144,20 +119,15 @@ TEST(TransferPlan, RandomLengthsStayInsideTheirBounds) {
     }
 }
 
-TEST(TransferPlan, SequentialGapAndRandomVisitTheRange) {
+// Sequential and gap plans are run end to end (RwEndToEnd); here the random
+// plan's bounds, alignment and loop limit.
+TEST(TransferPlan, RandomVisitsStayInTheRangeAligned) {
     auto collect = [](zel::TransferPlan& plan) {
         std::vector<std::pair<uint64_t, uint32_t>> out;
         zel::Transfer t;
         while (plan.next(&t)) out.emplace_back(t.lba, t.sectors);
         return out;
     };
-    zel::SequentialPlan sequential(10, 25, 8);
-    EXPECT_EQ(collect(sequential), (std::vector<std::pair<uint64_t, uint32_t>>{{10, 8}, {18, 7}}));
-    EXPECT_EQ(sequential.percent(), 100);
-
-    zel::GapPlan gap(0, 30, 4, 6, 10);
-    EXPECT_EQ(collect(gap), (std::vector<std::pair<uint64_t, uint32_t>>{{0, 4}, {4, 2}, {16, 4}, {20, 2}}));
-
     uint64_t state = 12345;
     zel::RandomPlan random(100, 200, 0, 8, 16, {50, 0, false}, [&] { return state = state * 6364136223846793005ULL + 1; });
     auto transfers = collect(random);

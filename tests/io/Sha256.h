@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace testing_sha256 {
 
@@ -22,16 +23,20 @@ inline std::string sha256Hex(const void* data, size_t size) {
         0x748f82ee, 0x78a5636f, 0x84c87814, 0x8cc70208, 0x90befffa, 0xa4506ceb, 0xbef9a3f7, 0xc67178f2};
     uint32_t h[8] = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a, 0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
     auto rotr = [](uint32_t x, int n) { return (x >> n) | (x << (32 - n)); };
-    auto compress = [&](const uint8_t* block) {
+    // The message, the 0x80 byte, zeros up to 56 modulo 64, the length in bits.
+    std::vector<uint8_t> m(static_cast<const uint8_t*>(data), static_cast<const uint8_t*>(data) + size);
+    m.push_back(0x80);
+    m.resize((m.size() + 8 + 63) / 64 * 64);
+    for (int i = 0; i < 8; ++i) m[m.size() - 1 - i] = uint8_t(uint64_t(size) * 8 >> (8 * i));
+    for (size_t block = 0; block < m.size(); block += 64) {
         uint32_t w[64];
-        for (int i = 0; i < 16; ++i)
-            w[i] = uint32_t(block[4 * i]) << 24 | uint32_t(block[4 * i + 1]) << 16 | uint32_t(block[4 * i + 2]) << 8 |
-                   block[4 * i + 3];
-        for (int i = 16; i < 64; ++i) {
-            const uint32_t s0 = rotr(w[i - 15], 7) ^ rotr(w[i - 15], 18) ^ (w[i - 15] >> 3);
-            const uint32_t s1 = rotr(w[i - 2], 17) ^ rotr(w[i - 2], 19) ^ (w[i - 2] >> 10);
-            w[i] = w[i - 16] + s0 + w[i - 7] + s1;
+        for (int i = 0; i < 16; ++i) {
+            const uint8_t* b = &m[block + 4 * i];
+            w[i] = uint32_t(b[0]) << 24 | uint32_t(b[1]) << 16 | uint32_t(b[2]) << 8 | b[3];
         }
+        for (int i = 16; i < 64; ++i)
+            w[i] = w[i - 16] + (rotr(w[i - 15], 7) ^ rotr(w[i - 15], 18) ^ (w[i - 15] >> 3)) + w[i - 7] +
+                   (rotr(w[i - 2], 17) ^ rotr(w[i - 2], 19) ^ (w[i - 2] >> 10));
         uint32_t a = h[0], b = h[1], c = h[2], d = h[3], e = h[4], f = h[5], g = h[6], hh = h[7];
         for (int i = 0; i < 64; ++i) {
             const uint32_t t1 = hh + (rotr(e, 6) ^ rotr(e, 11) ^ rotr(e, 25)) + ((e & f) ^ (~e & g)) + k[i] + w[i];
@@ -39,25 +44,10 @@ inline std::string sha256Hex(const void* data, size_t size) {
             hh = g, g = f, f = e, e = d + t1, d = c, c = b, b = a, a = t1 + t2;
         }
         h[0] += a, h[1] += b, h[2] += c, h[3] += d, h[4] += e, h[5] += f, h[6] += g, h[7] += hh;
-    };
-    const uint8_t* p = static_cast<const uint8_t*>(data);
-    size_t rest = size;
-    for (; rest >= 64; rest -= 64, p += 64) compress(p);
-    uint8_t last[128] = {};
-    for (size_t i = 0; i < rest; ++i) last[i] = p[i];
-    last[rest] = 0x80;
-    const size_t total = rest + 9 <= 64 ? 64 : 128;
-    const uint64_t bits = uint64_t(size) * 8;
-    for (int i = 0; i < 8; ++i) last[total - 1 - i] = uint8_t(bits >> (8 * i));
-    compress(last);
-    if (total == 128) compress(last + 64);
+    }
     std::string hex;
-    char byte[3];
-    for (uint32_t word : h)
-        for (int shift = 24; shift >= 0; shift -= 8) {
-            std::snprintf(byte, sizeof byte, "%02x", unsigned((word >> shift) & 0xFF));
-            hex += byte;
-        }
+    char word[9];
+    for (uint32_t value : h) hex += (std::snprintf(word, sizeof word, "%08x", unsigned(value)), word);
     return hex;
 }
 

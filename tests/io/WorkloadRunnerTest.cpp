@@ -82,65 +82,21 @@ TEST(WorkloadPlacement, WrapsPastTheEndAndBucketsByHundredths) {
     for (const auto& b : buckets) EXPECT_EQ(zel::workloadBucket(b[0], b[1]), b[2]) << b[0] << "/" << b[1];
 }
 
-// The console shares and the main counts are run end to end; here the log,
-// every key in its order and the distributions.
-TEST(WorkloadAnalysis, SharesAndWorkloadInfo) {
+// Shares, every key of workload_info in its order, the line of a parse
+// failure and a replay's wraps are run end to end (WorkloadEndToEnd); here
+// the log, a file of flushes only, buffer alignment and failures on the disk.
+TEST(WorkloadAnalysis, LogsTheAnalysisAndOnlyFlushesNeedNoBuffer) {
     zeltest::LogCapture log;
-    std::istringstream file("# trace\n$write 10 8\n$write 995 32\n$trims 20 4\n$read 0 64\n\n$flush\n");
+    std::istringstream file("$flush\n# note\n$flush\n");
     zel::WorkloadRunner runner(file);
     ASSERT_TRUE(runner.analyze(1000));
     EXPECT_TRUE(log.contains("INFO     Analyzing workload file..."));
-    EXPECT_TRUE(log.contains("INFO     Total trim cmds = 1 (20.0%)"));
+    EXPECT_TRUE(log.contains("INFO     Total flush cmds = 2 (100.0%)"));
     EXPECT_FALSE(log.contains("Parsing line")) << "console only";
-
-    zel::Json info = runner.workloadInfo(false);
-    std::vector<uint32_t> writes(100), trims(100);
-    writes[1] = writes[99] = trims[2] = 1;
-    EXPECT_EQ(info["write_cmd_dist"].get<std::vector<uint32_t>>(), writes);
-    EXPECT_EQ(info["trim_cmd_dist"].get<std::vector<uint32_t>>(), trims);
-    info.erase("write_cmd_dist");
-    info.erase("trim_cmd_dist");
-    EXPECT_EQ(info.dump(), R"({"total_write_cmds":2,"total_sectors_written":40,"max_write_size":32,"min_write_size":0,)"
-                           R"("total_trim_cmds":1,"total_sectors_trimmed":4,"max_trim_size":4,"min_trim_size":0,)"
-                           R"("total_flush_cmds":1,"total_lines":5})");
-}
-
-TEST(WorkloadAnalysis, OnlyFlushesNeedNoBuffer) {
-    zeltest::LogCapture log;
-    std::istringstream file("$flush\n$flush\n");
-    zel::WorkloadRunner runner(file);
-    ASSERT_TRUE(runner.analyze(1000));
-    EXPECT_TRUE(log.contains("Total flush cmds = 2 (100.0%)"));
     FakeDisk disk;
     ASSERT_TRUE(runner.execute(disk, {1000, 512}));
     EXPECT_EQ(runner.bufferBytes(), 0u);
     EXPECT_EQ(disk.calls, (std::vector<std::string>{"flush", "flush"}));
-}
-
-// Each rejected line is in the table above; here the file line counts comments
-// and nothing is counted.
-TEST(WorkloadAnalysis, ParseFailureNamesTheFileLine) {
-    zeltest::LogCapture log;
-    std::istringstream file("$write 1 8\n# note\n$erase 1 1\n$flush\n");
-    zel::WorkloadRunner runner(file);
-    EXPECT_FALSE(runner.analyze(1000));
-    EXPECT_EQ(zel::lastError(), 0x20000140u);
-    EXPECT_TRUE(log.contains("WARNING  Failed to parse workloads, err line # = 3")) << log.text();
-    EXPECT_FALSE(log.contains("Total write cmds"));
-    EXPECT_EQ(runner.stats().totalLines, 0u);
-}
-
-TEST(WorkloadExecution, WrapsIssuesAndCountsWhatWasExecuted) {
-    std::istringstream file("$write 999 8\n# skipped\n$read 5 100\n$trims 3 4\n$flush\n$write 0 2\n");
-    zel::WorkloadRunner runner(file);
-    ASSERT_TRUE(runner.parse(1000));
-    FakeDisk disk;
-    ASSERT_TRUE(runner.execute(disk, {1000, 512}));
-    EXPECT_EQ(disk.calls, (std::vector<std::string>{"write 7 8", "trim 3 4", "flush", "write 0 2"}));
-    EXPECT_TRUE(disk.aligned);
-    EXPECT_EQ(runner.bufferBytes(), 8u * 512);
-    EXPECT_EQ(runner.workloadInfo(true)["total_sectors_written"], 10u);
-    EXPECT_EQ(runner.workloadInfo(true)["total_sectors_trimmed"], 4u);
 }
 
 TEST(WorkloadExecution, AFailedCommandStopsTheRunWithItsError) {
@@ -172,6 +128,7 @@ TEST(WorkloadExecution, AFailedCommandStopsTheRunWithItsError) {
         const std::string errLine = "WARNING  Failed to execute workload command, err line # = ";
         EXPECT_TRUE(log.contains(errLine + std::to_string(c.fileLine))) << c.file;
         EXPECT_EQ(disk.calls.size(), c.calls) << c.file;
+        EXPECT_TRUE(disk.aligned) << "unbuffered writes need an aligned buffer";
     }
 }
 

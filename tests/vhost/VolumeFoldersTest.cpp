@@ -2,52 +2,43 @@
 
 #include "vhost/VolumeFolders.h"
 
-namespace {
-
 using Kind = zel::vhost::VolumeFolders::PathKind;
-
-struct Parsed {
-    Kind kind = Kind::NotOnLetter;
-    char letter = 0;
-    std::vector<std::string> names;
-};
-
-Parsed parse(const std::string& path) {
-    Parsed p;
-    p.kind = zel::vhost::VolumeFolders::parse(path, &p.letter, &p.names);
-    return p;
-}
-
 using Names = std::vector<std::string>;
-
-}  // namespace
 
 // The mapping is what keeps a dry run inside the state folder: no path on a
 // letter may climb out of the volume's folder. Where that folder lies is
 // checked by FileModesEndToEnd.
 TEST(VolumeFolders, PathsStayBelowTheVolumesRoot) {
-    struct Case {
+    const struct {
         const char* path;
+        Kind kind;
         char letter;
         Names names;
     } cases[] = {
-        {"E:\\ZEL_FILEIO_0", 'E', {"ZEL_FILEIO_0"}},
-        {"e:/t1/0/src.bin", 'E', {"t1", "0", "src.bin"}},
-        {"\\\\?\\E:\\t1\\.\\0", 'E', {"t1", "0"}},
-        {"E:\\..\\..\\..\\etc\\passwd", 'E', {"etc", "passwd"}},
-        {"E:\\a\\..\\..\\b", 'E', {"b"}},
-        {"E:relative\\x", 'E', {"relative", "x"}},
-        {"C:", 'C', {}},
-        {"D:\\\\double\\\\", 'D', {"double"}},
+        {"E:\\ZEL_FILEIO_0", Kind::OnLetter, 'E', {"ZEL_FILEIO_0"}},
+        {"e:/t1/0/src.bin", Kind::OnLetter, 'E', {"t1", "0", "src.bin"}},
+        {"\\\\?\\E:\\t1\\.\\0", Kind::OnLetter, 'E', {"t1", "0"}},
+        {"E:\\..\\..\\..\\etc\\passwd", Kind::OnLetter, 'E', {"etc", "passwd"}},
+        {"E:\\a\\..\\..\\b", Kind::OnLetter, 'E', {"b"}},
+        {"E:relative\\x", Kind::OnLetter, 'E', {"relative", "x"}},
+        {"C:", Kind::OnLetter, 'C', {}},
+        {"D:\\\\double\\\\", Kind::OnLetter, 'D', {"double"}},
     };
-    for (const Case& c : cases) {
-        const Parsed p = parse(c.path);
-        EXPECT_EQ(p.kind, Kind::OnLetter) << c.path;
-        EXPECT_EQ(p.letter, c.letter) << c.path;
-        EXPECT_EQ(p.names, c.names) << c.path;
+    for (const auto& c : cases) {
+        char letter = 0;
+        Names names;
+        EXPECT_EQ(zel::vhost::VolumeFolders::parse(c.path, &letter, &names), c.kind) << c.path;
+        EXPECT_EQ(letter, c.letter) << c.path;
+        EXPECT_EQ(names, c.names) << c.path;
     }
-    for (const char* invalid : {"E:\\a*b", "E:\\x?", "E:\\a:b", "E:\\a|b", "E:\\\x01"})
-        EXPECT_EQ(parse(invalid).kind, Kind::Invalid) << invalid;
-    for (const char* elsewhere : {"run.log", "\\\\.\\E:", "\\\\server\\share\\x", "1:\\x", "", "E"})
-        EXPECT_EQ(parse(elsewhere).kind, Kind::NotOnLetter) << elsewhere;
+    const std::pair<Kind, Names> others[] = {
+        {Kind::Invalid, {"E:\\a*b", "E:\\x?", "E:\\a:b", "E:\\a|b", "E:\\\x01"}},
+        {Kind::NotOnLetter, {"run.log", "\\\\.\\E:", "\\\\server\\share\\x", "1:\\x", "", "E"}},
+    };
+    for (const auto& [kind, paths] : others)
+        for (const std::string& path : paths) {
+            char letter = 0;
+            Names names;
+            EXPECT_EQ(zel::vhost::VolumeFolders::parse(path, &letter, &names), kind) << path;
+        }
 }
