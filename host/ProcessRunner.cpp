@@ -163,6 +163,7 @@ int runShown(const std::string& command, const std::string& commandLine, double 
     CloseHandle(child.hThread);
     CloseHandle(child.hProcess);
     if (waited == WAIT_TIMEOUT) {
+        // Kept as built: the child is left running, the caller sees 258.
         logWarning("Run %s, exceed timeout %.2f", command.c_str(), timeoutSeconds);
         return WAIT_TIMEOUT;
     }

@@ -46,6 +46,7 @@ const char* modeName(RwMode mode) {
         case RwMode::SeqTrim: return "seq trim";
         case RwMode::RandTrim: return "rand trim";
         case RwMode::CopyFiles: return "copy files";
+        // "wirte" kept exactly: scripts match this text.
         case RwMode::VendorWriteTrim: return "wirte and trim (offset retrieved from VU cmd)";
         default: return "";
     }
@@ -227,6 +228,8 @@ bool IoWorker::runSequentialRead(DiskIo& io, DiskBase& disk) {
     RunReport report;
     const bool ok = TransferRunner(io, settings).run(plan, &report);
     params_.endLba = report.stoppedAt;
+    // A CRC read error is reported like a miscompare, on purpose: both mean the
+    // sectors did not come back as written.
     if (!ok && (lastError() == err::kMiscompare || lastError() == ERROR_CRC)) reportMiscompare(report);
     return ok;
 }

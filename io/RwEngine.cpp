@@ -143,9 +143,9 @@ void reportEmptySlots(const std::vector<std::unique_ptr<IoWorker>>& workers, uin
                errorText(waitCode).c_str());
 }
 
-// Waits for all slots, as the run is specified to; a slot left empty makes
-// the wait fail, and the threads that did start are still waited for before
-// their workers go.
+// Waits for all slots, empty ones included (kept as built: an empty slot
+// makes the wait fail with the invalid-handle error); the threads that did
+// start are still waited for before their workers go.
 ErrorCode runWorkers(std::vector<std::unique_ptr<IoWorker>>& workers, uint32_t slotCount) {
     std::vector<HANDLE> handles(slotCount, nullptr);
     for (size_t i = 0; i < workers.size(); ++i)

