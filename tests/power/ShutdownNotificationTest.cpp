@@ -154,7 +154,7 @@ TEST_F(ShutdownNotification, OnlyTheDisksOwnControllerIsNotified) {
     EXPECT_EQ(notifyDisk(0), zel::err::kFunctionNotSupported);
     zel::DiskIdentity identity;
     identity.number = 5;
-    identity.kind = zel::disk_kind::kNvme;
+    identity.kind = zel::diskkind::kNvme;
     zel::NvmeSsd unplaced(identity);
     zel::PcieInfo elsewhere;
     elsewhere.bar0 = 0xC0200000;

@@ -5,7 +5,7 @@
 #include "power/RtcAlarm.h"
 
 using namespace zel;
-using namespace zel::power_reg;
+using namespace zel::powerreg;
 
 namespace {
 
