@@ -218,7 +218,7 @@ Outcome runDeleteDriver(const ParseResult& args) {
     if (keyword.empty()) return err::kWrongArguments;
     DiskBase* disk = driverDisk(args);
     if (!disk) return err::kDiskNotFound;
-    if (disk->diskKind() != disk_kind::kNvme) return err::kNotSupported;
+    if (disk->diskKind() != diskkind::kNvme) return err::kNotSupported;
     if (!DiskList::instance().inspectPcie(*disk)) return lastError();
     const PcieInfo& pci = *disk->pcieInfo();
     return deleteDriver(DevconWrapper::hardwareId(static_cast<uint16_t>(pci.vendorId),

@@ -32,12 +32,12 @@ const IDiskBuilder& builderForKind(int kind) {
     static const KindBuilder<PciePowerSwitchBoard> pcieSwitch;
     static const KindBuilder<JMicronS583> jmicron;
     switch (kind) {
-        case disk_kind::kSata: return sata;
-        case disk_kind::kNvme: return nvme;
-        case disk_kind::kUsb: return usb;
-        case disk_kind::kSataPowerSwitch: return sataSwitch;
-        case disk_kind::kPciePowerSwitch: return pcieSwitch;
-        case disk_kind::kJMicronNvme: return jmicron;
+        case diskkind::kSata: return sata;
+        case diskkind::kNvme: return nvme;
+        case diskkind::kUsb: return usb;
+        case diskkind::kSataPowerSwitch: return sataSwitch;
+        case diskkind::kPciePowerSwitch: return pcieSwitch;
+        case diskkind::kJMicronNvme: return jmicron;
         default: return plain;
     }
 }

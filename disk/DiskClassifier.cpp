@@ -14,11 +14,11 @@ ProtocolCode nvmeProtocol(const std::string& provider, uint32_t forced) {
 }
 
 int usbKind(const std::string& vendor, const std::string& product) {
-    if (product == "HXPWR410 Virtual") return disk_kind::kPciePowerSwitch;
+    if (product == "HXPWR410 Virtual") return diskkind::kPciePowerSwitch;
     if (product == "HX410   Reader" || product == "HX410     Reader" || (vendor == "Rovan" && product == "USB DISK"))
-        return disk_kind::kSataPowerSwitch;
-    if (product == "Generic USB" && vendor == "JMicron") return disk_kind::kJMicronNvme;
-    return disk_kind::kUsb;
+        return diskkind::kSataPowerSwitch;
+    if (product == "Generic USB" && vendor == "JMicron") return diskkind::kJMicronNvme;
+    return diskkind::kUsb;
 }
 
 }  // namespace
@@ -26,16 +26,16 @@ int usbKind(const std::string& vendor, const std::string& product) {
 DiskClass classifyDisk(uint32_t busType, const std::string& vendor, const std::string& product,
                        const std::string& providerName, uint32_t forcedNvmeProtocol) {
     switch (busType) {
-        case bus_type::kAta:
-        case bus_type::kSata:
-            return {disk_kind::kSata, ProtocolCode::kAtaOverAta};
-        case bus_type::kNvme:
-        case bus_type::kRaid:
-            return {disk_kind::kNvme, nvmeProtocol(providerName, forcedNvmeProtocol)};
-        case bus_type::kUsb:
+        case bustype::kAta:
+        case bustype::kSata:
+            return {diskkind::kSata, ProtocolCode::kAtaOverAta};
+        case bustype::kNvme:
+        case bustype::kRaid:
+            return {diskkind::kNvme, nvmeProtocol(providerName, forcedNvmeProtocol)};
+        case bustype::kUsb:
             return {usbKind(vendor, product), ProtocolCode::kScsi};
         default:
-            return {disk_kind::kPlain, ProtocolCode::kNone};
+            return {diskkind::kPlain, ProtocolCode::kNone};
     }
 }
 

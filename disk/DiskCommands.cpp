@@ -9,21 +9,15 @@
 #include "protocol/IProtocol.h"
 #include "protocol/JMicronTunnel.h"
 #include "protocol/NvmeProtocolOverJMicron.h"
+#include "protocol/Opcodes.h"
 #include "protocol/PassThroughLayouts.h"
 #include "protocol/ProtocolRegistry.h"
 
 namespace zel {
 namespace {
 
-constexpr uint8_t kAtaIdentify = 0xEC;
-constexpr uint8_t kAtaSmart = 0xB0;
-constexpr uint8_t kSmartReadData = 0xD0;
-constexpr uint8_t kSmartReturnStatus = 0xDA;
-constexpr uint64_t kSmartSignature = 0xC24F00;  // LBA mid 0x4F, high 0xC2
 constexpr uint64_t kThresholdExceededSignature = 0x2CF400;
 
-constexpr uint8_t kNvmeGetLogPage = 0x02;
-constexpr uint8_t kNvmeIdentify = 0x06;
 constexpr uint32_t kCnsNamespace = 0;
 constexpr uint32_t kCnsController = 1;
 
@@ -48,9 +42,9 @@ ErrorCode sendAta(const DiskBase& disk, AtaCommand& command, std::vector<uint8_t
 
 AtaCommand smartReadDataCommand() {
     AtaCommand command;
-    command.command = kAtaSmart;
-    command.feature = kSmartReadData;
-    command.lba = kSmartSignature;
+    command.command = ataop::kSmart;
+    command.feature = ataop::kSmartReadData;
+    command.lba = ataop::kSmartSignature;
     return command;
 }
 
@@ -63,15 +57,9 @@ ErrorCode sendNvmeAdminOn(IProtocol& route, const DiskBase& disk, NvmeCommand& c
     return lastError() ? lastError() : err::kNvmeFailed;
 }
 
-ErrorCode sendNvmeAdmin(const DiskBase& disk, NvmeCommand& command, std::vector<uint8_t>* data, uint32_t size) {
-    if (!disk.protocol()) return noProtocol(disk);
-    data->assign(size, 0);
-    return sendNvmeAdminOn(*disk.protocol(), disk, command, data->data(), size);
-}
-
 NvmeCommand identifyCommand(uint32_t cns, uint32_t nsid) {
     NvmeCommand command;
-    command.command[0] = kNvmeIdentify;
+    command.command[0] = nvmeadmin::kIdentify;
     command.setDword(1, nsid);
     command.setDword(10, cns);
     return command;
@@ -80,7 +68,7 @@ NvmeCommand identifyCommand(uint32_t cns, uint32_t nsid) {
 // NUMD counts dwords less one, split over CDW10 (low 16 bits) and CDW11.
 NvmeCommand logPageCommand(uint8_t logId, uint32_t size, uint64_t offset) {
     NvmeCommand command;
-    command.command[0] = kNvmeGetLogPage;
+    command.command[0] = nvmeadmin::kGetLogPage;
     command.setDword(1, 0xFFFFFFFF);
     const uint32_t numd = (size + 3) / 4 - 1;
     command.setDword(10, uint32_t(logId) | (numd & 0xFFFF) << 16);
@@ -119,17 +107,11 @@ void keepFromOffset(uint64_t offset, std::vector<uint8_t>* page) {
     page->erase(page->begin(), page->begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
-ErrorCode sendThroughBridge(const DiskBase& disk, NvmeCommand command, std::vector<uint8_t>* data, uint32_t size) {
-    NvmeProtocolOverJMicron tunnel;
-    data->assign(size, 0);
-    return sendNvmeAdminOn(tunnel, disk, command, data->data(), size);
-}
-
 }  // namespace
 
 ErrorCode SataSsd::identify(std::vector<uint8_t>* data) {
     AtaCommand command;
-    command.command = kAtaIdentify;
+    command.command = ataop::kIdentifyDevice;
     return sendAta(*this, command, data);
 }
 
@@ -141,9 +123,9 @@ ErrorCode SataSsd::readSmartData(std::vector<uint8_t>* sector) {
 ErrorCode SataSsd::smartReturnStatus(bool* exceeded) {
     if (!protocol()) return noProtocol(*this);
     AtaCommand command;
-    command.command = kAtaSmart;
-    command.feature = kSmartReturnStatus;
-    command.lba = kSmartSignature;
+    command.command = ataop::kSmart;
+    command.feature = ataop::kSmartReturnStatus;
+    command.lba = ataop::kSmartSignature;
     command.flags = ataflags::kDrdyRequired;
     if (!protocol()->sendCommand(static_cast<uint32_t>(number()), nullptr, 0, &command))
         return lastError() ? lastError() : err::kAtaErrorStatus;
@@ -157,14 +139,20 @@ ErrorCode Ufd::readSmartData(std::vector<uint8_t>* sector) {
     return sendAtaOn(*sat, *this, command, sector);
 }
 
-ErrorCode NvmeSsd::identify(std::vector<uint8_t>* data) {
+ErrorCode NvmeDisk::identify(std::vector<uint8_t>* data) {
     NvmeCommand command = identifyCommand(kCnsController, 0);
-    return sendNvmeAdmin(*this, command, data, 4096);
+    return readAdmin(command, data, 4096);
 }
 
-ErrorCode NvmeSsd::identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data) {
+ErrorCode NvmeDisk::identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data) {
     NvmeCommand command = identifyCommand(kCnsNamespace, nsid);
-    return sendNvmeAdmin(*this, command, data, 4096);
+    return readAdmin(command, data, 4096);
+}
+
+ErrorCode NvmeSsd::readAdmin(NvmeCommand& command, std::vector<uint8_t>* data, uint32_t size) {
+    if (!protocol()) return noProtocol(*this);
+    data->assign(size, 0);
+    return sendNvmeAdminOn(*protocol(), *this, command, data->data(), size);
 }
 
 ErrorCode NvmeSsd::getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data) {
@@ -172,7 +160,7 @@ ErrorCode NvmeSsd::getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std
         return err::kNvmeNotSupported;
     const uint32_t total = static_cast<uint32_t>(offset + size);
     NvmeCommand command = logPageCommand(logId, total, 0);
-    if (const ErrorCode code = sendNvmeAdmin(*this, command, data, total)) return code;
+    if (const ErrorCode code = readAdmin(command, data, total)) return code;
     keepFromOffset(offset, data);
     return 0;
 }
@@ -184,7 +172,7 @@ ErrorCode NvmeSsd::readVendorData(uint8_t opcode, uint32_t size, std::vector<uin
     command.command[0] = opcode;
     command.setDword(1, 1);
     command.setDword(10, (size + 3) / 4 - 1);
-    if (const ErrorCode code = sendNvmeAdmin(*this, command, data, size)) return code;
+    if (const ErrorCode code = readAdmin(command, data, size)) return code;
     const uint16_t status = static_cast<uint16_t>(command.status() >> 1);
     if (status == 0) return 0;
     logWarning("[NvmeSsd] Disk %d: vendor command %02Xh ended with NVMe status 0x%04X (SCT %Xh, SC %02Xh)", number(),
@@ -194,12 +182,10 @@ ErrorCode NvmeSsd::readVendorData(uint8_t opcode, uint32_t size, std::vector<uin
     return err::kNvmeStatus;
 }
 
-ErrorCode JMicronS583::identify(std::vector<uint8_t>* data) {
-    return sendThroughBridge(*this, identifyCommand(kCnsController, 0), data, 4096);
-}
-
-ErrorCode JMicronS583::identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data) {
-    return sendThroughBridge(*this, identifyCommand(kCnsNamespace, nsid), data, 4096);
+ErrorCode JMicronS583::readAdmin(NvmeCommand& command, std::vector<uint8_t>* data, uint32_t size) {
+    NvmeProtocolOverJMicron tunnel;
+    data->assign(size, 0);
+    return sendNvmeAdminOn(tunnel, *this, command, data->data(), size);
 }
 
 // From byte 0 like every NVMe route; pieces past the first transfer need

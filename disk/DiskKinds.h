@@ -1,6 +1,7 @@
 #pragma once
 
 #include "disk/DiskBase.h"
+#include "protocol/CommandRecords.h"
 
 namespace zel {
 
@@ -15,18 +16,32 @@ public:
     ErrorCode smartReturnStatus(bool* exceeded) override;
 };
 
-class NvmeSsd : public DiskBase {
+// The identify reads every NVMe disk class has; each class says how an
+// admin command reaches its drive.
+class NvmeDisk : public DiskBase {
 public:
     using DiskBase::DiskBase;
     // Identify controller (CNS 1), 4096 bytes.
     ErrorCode identify(std::vector<uint8_t>* data) override;
     // Identify namespace (CNS 0), 4096 bytes.
     ErrorCode identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data);
+
+protected:
+    // One admin command that moves `size` bytes from the drive into data.
+    virtual ErrorCode readAdmin(NvmeCommand& command, std::vector<uint8_t>* data, uint32_t size) = 0;
+};
+
+class NvmeSsd : public NvmeDisk {
+public:
+    using NvmeDisk::NvmeDisk;
     using DiskBase::getLogPage;
     ErrorCode getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data) override;
     // A vendor admin command that returns data, for namespace 1, with the
     // transfer's dword count minus one in CDW10 as Get Log Page has it.
     ErrorCode readVendorData(uint8_t opcode, uint32_t size, std::vector<uint8_t>* data);
+
+protected:
+    ErrorCode readAdmin(NvmeCommand& command, std::vector<uint8_t>* data, uint32_t size) override;
 };
 
 class Ufd : public DiskBase {
@@ -51,16 +66,15 @@ public:
 
 // An NVMe SSD behind the JMicron USB bridge: admin commands go through the
 // bridge's vendor tunnel over SCSI pass-through, at most 4096 bytes each.
-class JMicronS583 : public DiskBase {
+class JMicronS583 : public NvmeDisk {
 public:
-    using DiskBase::DiskBase;
-    // Identify controller (CNS 1), 4096 bytes.
-    ErrorCode identify(std::vector<uint8_t>* data) override;
-    // Identify namespace (CNS 0), 4096 bytes.
-    ErrorCode identifyNamespace(uint32_t nsid, std::vector<uint8_t>* data);
+    using NvmeDisk::NvmeDisk;
     using DiskBase::getLogPage;
     // A page longer than one tunnel transfer is read in pieces at rising offsets.
     ErrorCode getLogPage(uint8_t logId, uint32_t size, uint64_t offset, std::vector<uint8_t>* data) override;
+
+protected:
+    ErrorCode readAdmin(NvmeCommand& command, std::vector<uint8_t>* data, uint32_t size) override;
 };
 
 }  // namespace zel

@@ -84,7 +84,7 @@ void DiskList::inspectPcie() {
         if (configuration_.empty()) builtWithoutError_ = false;
     }
     for (const auto& disk : disks_)
-        if (disk->diskKind() == disk_kind::kNvme && !inspectOne(*disk, driverOpen)) builtWithoutError_ = false;
+        if (disk->diskKind() == diskkind::kNvme && !inspectOne(*disk, driverOpen)) builtWithoutError_ = false;
 }
 
 bool DiskList::inspectOne(DiskBase& disk, bool driverOpen) {
@@ -100,7 +100,7 @@ bool DiskList::inspectOne(DiskBase& disk, bool driverOpen) {
 
 bool DiskList::inspectPcie(DiskBase& disk) {
     if (disk.pcieInfo()) return true;
-    if (disk.diskKind() != disk_kind::kNvme) {
+    if (disk.diskKind() != diskkind::kNvme) {
         setLastError(err::kNotSupported);
         return false;
     }

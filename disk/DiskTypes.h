@@ -9,7 +9,7 @@
 namespace zel {
 
 // Disk kind codes as scripts see them ("disk_type", "Disk type: %d").
-namespace disk_kind {
+namespace diskkind {
 constexpr int kPlain = 0;
 constexpr int kSata = 1;
 constexpr int kNvme = 2;
@@ -17,16 +17,16 @@ constexpr int kUsb = 3;
 constexpr int kSataPowerSwitch = 17;
 constexpr int kPciePowerSwitch = 20;
 constexpr int kJMicronNvme = 22;
-}  // namespace disk_kind
+}  // namespace diskkind
 
 // Windows STORAGE_BUS_TYPE values the classification looks at.
-namespace bus_type {
+namespace bustype {
 constexpr uint32_t kAta = 3;
 constexpr uint32_t kUsb = 7;
 constexpr uint32_t kRaid = 8;
 constexpr uint32_t kSata = 11;
 constexpr uint32_t kNvme = 17;
-}  // namespace bus_type
+}  // namespace bustype
 
 // Probing stops below this disk number.
 constexpr int kMaxDiskNumber = 56;
@@ -50,7 +50,7 @@ struct DiskIdentity {
     std::string providerName, driverVersion, infPath, instanceId;
     // PCI location of the disk's controller when the device manager knows it.
     uint32_t pciBus = 0xFFFFFFFF, pciDevice = 0xFFFFFFFF, pciFunction = 0xFFFFFFFF;
-    int kind = disk_kind::kPlain;
+    int kind = diskkind::kPlain;
     ProtocolCode protocolCode = ProtocolCode::kNone;
 };
 

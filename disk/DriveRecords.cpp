@@ -1,80 +1,81 @@
 #include "disk/DriveRecords.h"
 
 namespace zel {
+namespace {
 
-void to_json(Json& j, const PartitionInfo& p) {
-    j = Json{{"drive_letter", p.driveLetter}, {"capacity", p.capacity}, {"free_space", p.freeSpace}};
+// Each record's keys in file order, with the member each one holds; the
+// same list writes and reads a record (the last argument picks the record).
+template <typename Record, typename Visit>
+void eachField(Record& p, Visit&& visit, PartitionInfo*) {
+    visit("drive_letter", p.driveLetter);
+    visit("capacity", p.capacity);
+    visit("free_space", p.freeSpace);
 }
 
-void from_json(const Json& j, PartitionInfo& p) {
-    j.at("drive_letter").get_to(p.driveLetter);
-    j.at("capacity").get_to(p.capacity);
-    j.at("free_space").get_to(p.freeSpace);
+template <typename Record, typename Visit>
+void eachField(Record& d, Visit&& visit, DiskInfo*) {
+    visit("id", d.id);
+    visit("capacity", d.capacity);
+    visit("sector_count", d.sectorCount);
+    visit("sector_size", d.sectorSize);
+    visit("part_info_list", d.partitions);
 }
+
+template <typename Record, typename Visit>
+void eachField(Record& d, Visit&& visit, DriveInfo*) {
+    visit("model", d.model);
+    visit("sn", d.sn);
+    visit("fw_rev", d.fwRev);
+    visit("disk_type", d.diskType);
+    visit("protocol_type", d.protocolType);
+    visit("bus", d.bus);
+    visit("dev", d.dev);
+    visit("fun", d.fun);
+    visit("vid", d.vid);
+    visit("did", d.did);
+    visit("hwid", d.hwid);
+    visit("base_addr", d.baseAddr);
+    visit("link_speed", d.linkSpeed);
+    visit("link_width", d.linkWidth);
+    visit("link_str", d.linkStr);
+    visit("mps", d.mps);
+    visit("mps_str", d.mpsStr);
+    visit("pxcap_offset", d.pxcapOffset);
+    visit("pmcap_offset", d.pmcapOffset);
+    visit("disk_info_list", d.disks);
+}
+
+template <typename Record>
+void writeFields(Json& j, const Record& record) {
+    j = Json::object();
+    const auto put = [&j](const char* key, const auto& value) { j[key] = value; };
+    eachField(record, put, static_cast<Record*>(nullptr));
+}
+
+// A missing key throws, as a record without it is not one of ours.
+template <typename Record>
+void readFields(const Json& j, Record& record) {
+    const auto take = [&j](const char* key, auto& value) { j.at(key).get_to(value); };
+    eachField(record, take, static_cast<Record*>(nullptr));
+}
+
+}  // namespace
+
+void to_json(Json& j, const PartitionInfo& p) { writeFields(j, p); }
+void from_json(const Json& j, PartitionInfo& p) { readFields(j, p); }
 
 void to_json(Json& j, const DiskInfo& d) {
-    j = Json{{"id", d.id},
-             {"capacity", d.capacity},
-             {"sector_count", d.sectorCount},
-             {"sector_size", d.sectorSize},
-             {"part_info_list", d.partitions}};
+    writeFields(j, d);
     if (!d.smartInfo.is_null()) j["smart_info"] = d.smartInfo;
 }
 
 void from_json(const Json& j, DiskInfo& d) {
-    j.at("id").get_to(d.id);
-    j.at("capacity").get_to(d.capacity);
-    j.at("sector_count").get_to(d.sectorCount);
-    j.at("sector_size").get_to(d.sectorSize);
-    j.at("part_info_list").get_to(d.partitions);
+    readFields(j, d);
     if (j.contains("smart_info")) d.smartInfo = j.at("smart_info");
 }
 
-void to_json(Json& j, const DriveInfo& d) {
-    j = Json{{"model", d.model},
-             {"sn", d.sn},
-             {"fw_rev", d.fwRev},
-             {"disk_type", d.diskType},
-             {"protocol_type", d.protocolType},
-             {"bus", d.bus},
-             {"dev", d.dev},
-             {"fun", d.fun},
-             {"vid", d.vid},
-             {"did", d.did},
-             {"hwid", d.hwid},
-             {"base_addr", d.baseAddr},
-             {"link_speed", d.linkSpeed},
-             {"link_width", d.linkWidth},
-             {"link_str", d.linkStr},
-             {"mps", d.mps},
-             {"mps_str", d.mpsStr},
-             {"pxcap_offset", d.pxcapOffset},
-             {"pmcap_offset", d.pmcapOffset},
-             {"disk_info_list", d.disks}};
-}
-
-void from_json(const Json& j, DriveInfo& d) {
-    j.at("model").get_to(d.model);
-    j.at("sn").get_to(d.sn);
-    j.at("fw_rev").get_to(d.fwRev);
-    j.at("disk_type").get_to(d.diskType);
-    j.at("protocol_type").get_to(d.protocolType);
-    j.at("bus").get_to(d.bus);
-    j.at("dev").get_to(d.dev);
-    j.at("fun").get_to(d.fun);
-    j.at("vid").get_to(d.vid);
-    j.at("did").get_to(d.did);
-    j.at("hwid").get_to(d.hwid);
-    j.at("base_addr").get_to(d.baseAddr);
-    j.at("link_speed").get_to(d.linkSpeed);
-    j.at("link_width").get_to(d.linkWidth);
-    j.at("link_str").get_to(d.linkStr);
-    j.at("mps").get_to(d.mps);
-    j.at("mps_str").get_to(d.mpsStr);
-    j.at("pxcap_offset").get_to(d.pxcapOffset);
-    j.at("pmcap_offset").get_to(d.pmcapOffset);
-    j.at("disk_info_list").get_to(d.disks);
-}
+void to_json(Json& j, const DriveInfo& d) { writeFields(j, d); }
+void from_json(const Json& j, DriveInfo& d) { readFields(j, d); }
 
 std::vector<DriveInfo> readDriveInfoList(const Json& document) {
     if (!document.contains("drive_info_list")) return {};

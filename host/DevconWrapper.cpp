@@ -4,6 +4,7 @@
 #include "core/TextFormat.h"
 #include "host/CommandLineQuoting.h"
 #include "host/HostToolSettings.h"
+#include "host/ProcessRunner.h"
 #include "host/ProcessTermination.h"
 #include "host/ToolCommand.h"
 
@@ -17,12 +18,12 @@ bool DevconWrapper::runDevcon(const std::string& arguments, double timeoutSecond
     RunRequest request;
     request.timeoutSeconds = timeoutSeconds;
     request.captureOutput = true;
-    if (!toolCommandLine(tool_file::kDevcon, ToolHome::BesideProgram, arguments, &request.commandLine)) return false;
+    if (!toolCommandLine(toolfile::kDevcon, ToolHome::BesideProgram, arguments, &request.commandLine)) return false;
     ProcessRunner runner;
     if (!runner.run(request, result) && !runner.processId()) return false;
     // A devcon that hangs holds the device installation lock; the next
     // devcon would wait behind it.
-    if (result->code == err::kSubprocessTimeout) terminateChildProcesses(tool_file::kDevcon);
+    if (result->code == err::kSubprocessTimeout) terminateChildProcesses(toolfile::kDevcon);
     return true;
 }
 
@@ -76,7 +77,7 @@ bool DevconWrapper::switchDevice(const char* verb, const std::string& id, double
 }
 
 int DevconWrapper::execute(const std::string& arguments, std::string* output) {
-    const std::string path = deviceApi().toolPath(tool_file::kDevcon, ToolHome::BesideProgram);
+    const std::string path = deviceApi().toolPath(toolfile::kDevcon, ToolHome::BesideProgram);
     logInfo("Execute... %s %s", path.c_str(), arguments.c_str());
     if (path.empty()) return static_cast<int>(takeSystemLastError());
     std::string text;

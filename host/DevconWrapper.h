@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host/ProcessRunner.h"
+#include "host/RunRequest.h"
 
 namespace zel {
 

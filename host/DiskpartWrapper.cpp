@@ -6,6 +6,7 @@
 #include "core/TextFormat.h"
 #include "disk/DiskBase.h"
 #include "host/HostToolSettings.h"
+#include "host/ProcessRunner.h"
 #include "host/ToolCommand.h"
 
 namespace zel {
@@ -31,7 +32,7 @@ bool DiskpartWrapper::runScript(const char* fileName, const std::vector<std::str
         return false;
     }
     bool ok = false;
-    if (toolCommandLine(tool_file::kDiskpart, ToolHome::System, std::string("/s ") + fileName, &request.commandLine))
+    if (toolCommandLine(toolfile::kDiskpart, ToolHome::System, std::string("/s ") + fileName, &request.commandLine))
         ok = ProcessRunner().run(request, result);
     else
         result->code = lastError();

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "host/ProcessRunner.h"
+#include "host/RunRequest.h"
 
 namespace zel {
 

@@ -5,12 +5,12 @@
 namespace zel {
 
 // File names of the external tools (docs/host-tools.md).
-namespace tool_file {
+namespace toolfile {
 constexpr char kDevcon[] = "devcon_amd64.exe";
 constexpr char kPssuspend[] = "pssuspend64.exe";
 constexpr char kDiskpart[] = "diskpart.exe";
 constexpr char kPnputil[] = "pnputil.exe";
-}  // namespace tool_file
+}  // namespace toolfile
 
 // Time-outs the global commands pass, in seconds (0: none). Rescan and
 // pssuspend wait for ever, as scripts expect; a device that will not stop

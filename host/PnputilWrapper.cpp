@@ -19,7 +19,7 @@ int PnputilWrapper::deleteDriver(const std::string& publishedName) {
         return static_cast<int>(err::kWrongArguments);
     }
     std::string commandLine;
-    if (!toolCommandLine(tool_file::kPnputil, ToolHome::System, "", &commandLine))
+    if (!toolCommandLine(toolfile::kPnputil, ToolHome::System, "", &commandLine))
         return static_cast<int>(lastError());
     std::string output;
     const int code = runAsync(commandLine, arguments, 0, &output);

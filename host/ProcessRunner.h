@@ -6,21 +6,9 @@
 
 #include "core/ErrorCodes.h"
 #include "core/Uncopyable.h"
+#include "host/RunRequest.h"
 
 namespace zel {
-
-struct RunRequest {
-    std::string commandLine;    // the whole line, program first
-    double timeoutSeconds = 0;  // 0: no limit
-    bool captureOutput = false;  // standard output and error into one pipe
-    bool showWindow = false;
-};
-
-struct RunResult {
-    ErrorCode code = 0;  // exit code, 0x20000018 on time-out, or a system error
-    std::string output;
-    double elapsedSeconds = 0;
-};
 
 // Runs one child process and waits for it with a time-out. A child that
 // outlives its time-out keeps running; ending it is the caller's choice

@@ -37,7 +37,7 @@ bool PssuspendWrapper::run(const Lines& lines, const std::string& switches, cons
     if (looksLikeSwitch(processName)) {
         setLastError(err::kWrongArguments);
         result.code = err::kWrongArguments;
-    } else if (!toolCommandLine(tool_file::kPssuspend, ToolHome::BesideProgram,
+    } else if (!toolCommandLine(toolfile::kPssuspend, ToolHome::BesideProgram,
                                 "-accepteula " + switches + argumentText(processName), &request.commandLine)) {
         result.code = lastError();
     } else if (ProcessRunner().run(request, &result)) {

@@ -1,6 +1,7 @@
 #include "io/CmdMediaChange.h"
 
 #include "core/TextFormat.h"
+#include "protocol/Opcodes.h"
 
 namespace zel {
 namespace {
@@ -15,36 +16,36 @@ struct OpcodeRow {
 // Opcodes not listed: a command with data out changes the drive (nobody can
 // tell what a vendor does with it), one without does not.
 constexpr OpcodeRow kAta[] = {
-    {0x06, true, "DATA SET MANAGEMENT", "trims sectors"},
+    {ataop::kDataSetManagement, true, "DATA SET MANAGEMENT", "trims sectors"},
     {0x07, true, "DATA SET MANAGEMENT XL", "trims sectors"},
-    {0x20, false, "READ SECTORS", "reads"},
-    {0x24, false, "READ SECTORS EXT", "reads"},
-    {0x25, false, "READ DMA EXT", "reads"},
-    {0x29, false, "READ MULTIPLE EXT", "reads"},
+    {ataop::kReadSectors, false, "READ SECTORS", "reads"},
+    {ataop::kReadSectorsExt, false, "READ SECTORS EXT", "reads"},
+    {ataop::kReadDmaExt, false, "READ DMA EXT", "reads"},
+    {ataop::kReadMultipleExt, false, "READ MULTIPLE EXT", "reads"},
     {0x2F, false, "READ LOG EXT", "reads a log"},
-    {0x30, true, "WRITE SECTORS", "writes sectors"},
+    {ataop::kWriteSectors, true, "WRITE SECTORS", "writes sectors"},
     {0x31, true, "WRITE SECTORS (no retry)", "writes sectors"},
     {0x32, true, "WRITE LONG", "writes a sector with its ECC"},
     {0x33, true, "WRITE LONG (no retry)", "writes a sector with its ECC"},
-    {0x34, true, "WRITE SECTORS EXT", "writes sectors"},
-    {0x35, true, "WRITE DMA EXT", "writes sectors"},
+    {ataop::kWriteSectorsExt, true, "WRITE SECTORS EXT", "writes sectors"},
+    {ataop::kWriteDmaExt, true, "WRITE DMA EXT", "writes sectors"},
     {0x36, true, "WRITE DMA QUEUED EXT", "writes sectors"},
     {0x37, true, "SET MAX ADDRESS EXT", "changes the capacity"},
     {0x38, true, "CFA WRITE SECTORS WITHOUT ERASE", "writes sectors"},
-    {0x39, true, "WRITE MULTIPLE EXT", "writes sectors"},
+    {ataop::kWriteMultipleExt, true, "WRITE MULTIPLE EXT", "writes sectors"},
     {0x3A, true, "WRITE STREAM DMA EXT", "writes sectors"},
     {0x3B, true, "WRITE STREAM EXT", "writes sectors"},
     {0x3C, true, "WRITE VERIFY", "writes sectors"},
-    {0x3D, true, "WRITE DMA FUA EXT", "writes sectors"},
+    {ataop::kWriteDmaFuaExt, true, "WRITE DMA FUA EXT", "writes sectors"},
     {0x3E, true, "WRITE DMA QUEUED FUA EXT", "writes sectors"},
     {0x3F, true, "WRITE LOG EXT", "writes a log; SCT commands through it write and erase"},
     {0x40, false, "READ VERIFY SECTORS", "reads"},
     {0x42, false, "READ VERIFY SECTORS EXT", "reads"},
     {0x45, true, "WRITE UNCORRECTABLE EXT", "makes sectors unreadable"},
-    {0x47, false, "READ LOG DMA EXT", "reads a log"},
+    {ataop::kReadLogDmaExt, false, "READ LOG DMA EXT", "reads a log"},
     {0x4A, false, "ZAC MANAGEMENT IN", "reports zones"},
     {0x50, true, "FORMAT TRACK", "erases sectors"},
-    {0x57, true, "WRITE LOG DMA EXT", "writes a log; SCT commands through it write and erase"},
+    {ataop::kWriteLogDmaExt, true, "WRITE LOG DMA EXT", "writes a log; SCT commands through it write and erase"},
     {0x5C, false, "TRUSTED RECEIVE", "reads"},
     {0x5D, false, "TRUSTED RECEIVE DMA", "reads"},
     {0x5E, true, "TRUSTED SEND", "can lock or erase the drive"},
@@ -55,30 +56,30 @@ constexpr OpcodeRow kAta[] = {
     {0x64, true, "SEND FPDMA QUEUED", "trims sectors, writes logs"},
     {0x65, false, "RECEIVE FPDMA QUEUED", "reads"},
     {0x92, true, "DOWNLOAD MICROCODE", "replaces the firmware"},
-    {0x93, true, "DOWNLOAD MICROCODE DMA", "replaces the firmware"},
+    {ataop::kDownloadMicrocodeDma, true, "DOWNLOAD MICROCODE DMA", "replaces the firmware"},
     {0x9F, true, "ZAC MANAGEMENT OUT", "resets write pointers"},
     {0xA1, false, "IDENTIFY PACKET DEVICE", "reads"},
-    {0xB0, false, "SMART", "reads data, thresholds and logs (FEATURE D6h writes a log)"},
-    {0xB1, true, "DEVICE CONFIGURATION OVERLAY", "changes the capacity (FEATURE C2h only identifies)"},
+    {ataop::kSmart, false, "SMART", "reads data, thresholds and logs (FEATURE D6h writes a log)"},
+    {ataop::kDeviceConfigurationOverlay, true, "DEVICE CONFIGURATION OVERLAY", "changes the capacity (FEATURE C2h only identifies)"},
     {0xB4, true, "SANITIZE DEVICE", "erases the drive"},
     {0xC0, true, "CFA ERASE SECTORS", "erases sectors"},
-    {0xC4, false, "READ MULTIPLE", "reads"},
-    {0xC5, true, "WRITE MULTIPLE", "writes sectors"},
-    {0xC8, false, "READ DMA", "reads"},
-    {0xCA, true, "WRITE DMA", "writes sectors"},
+    {ataop::kReadMultiple, false, "READ MULTIPLE", "reads"},
+    {ataop::kWriteMultiple, true, "WRITE MULTIPLE", "writes sectors"},
+    {ataop::kReadDma, false, "READ DMA", "reads"},
+    {ataop::kWriteDma, true, "WRITE DMA", "writes sectors"},
     {0xCB, true, "WRITE DMA (no retry)", "writes sectors"},
     {0xCC, true, "WRITE DMA QUEUED", "writes sectors"},
     {0xCD, true, "CFA WRITE MULTIPLE WITHOUT ERASE", "writes sectors"},
     {0xCE, true, "WRITE MULTIPLE FUA EXT", "writes sectors"},
-    {0xE0, true, "STANDBY IMMEDIATE", "stops the drive the running system reads from"},
+    {ataop::kStandbyImmediate, true, "STANDBY IMMEDIATE", "stops the drive the running system reads from"},
     {0xE2, true, "STANDBY", "stops the drive the running system reads from"},
     {0xE4, false, "READ BUFFER", "reads"},
     {0xE5, false, "CHECK POWER MODE", "reads a register"},
     {0xE6, true, "SLEEP", "takes the drive off line until a reset"},
-    {0xE7, false, "FLUSH CACHE", "writes back what the drive already holds"},
+    {ataop::kFlushCache, false, "FLUSH CACHE", "writes back what the drive already holds"},
     {0xE8, true, "WRITE BUFFER", "sends data to the drive"},
-    {0xEA, false, "FLUSH CACHE EXT", "writes back what the drive already holds"},
-    {0xEC, false, "IDENTIFY DEVICE", "reads"},
+    {ataop::kFlushCacheExt, false, "FLUSH CACHE EXT", "writes back what the drive already holds"},
+    {ataop::kIdentifyDevice, false, "IDENTIFY DEVICE", "reads"},
     {0xEF, true, "SET FEATURES", "changes settings the running system relies on"},
     {0xF1, true, "SECURITY SET PASSWORD", "locks the drive"},
     {0xF2, true, "SECURITY UNLOCK", "changes the security state"},
@@ -89,11 +90,6 @@ constexpr OpcodeRow kAta[] = {
     {0xF9, true, "SET MAX ADDRESS", "changes the capacity"},
 };
 
-constexpr uint8_t kAtaSmart = 0xB0;
-constexpr uint8_t kSmartWriteLog = 0xD6;
-constexpr uint8_t kAtaDco = 0xB1;
-constexpr uint8_t kDcoIdentify = 0xC2;
-
 constexpr OpcodeRow kScsi[] = {
     {0x00, false, "TEST UNIT READY", "no data"},
     {0x03, false, "REQUEST SENSE", "reads"},
@@ -101,16 +97,16 @@ constexpr OpcodeRow kScsi[] = {
     {0x07, true, "REASSIGN BLOCKS", "moves sectors"},
     {0x08, false, "READ(6)", "reads"},
     {0x0A, true, "WRITE(6)", "writes sectors"},
-    {0x12, false, "INQUIRY", "reads"},
+    {scsiop::kInquiry, false, "INQUIRY", "reads"},
     {0x15, true, "MODE SELECT(6)", "changes settings the running system relies on"},
     {0x1A, false, "MODE SENSE(6)", "reads"},
-    {0x1B, true, "START STOP UNIT", "stops or ejects the drive the running system reads from"},
+    {scsiop::kStartStopUnit, true, "START STOP UNIT", "stops or ejects the drive the running system reads from"},
     {0x25, false, "READ CAPACITY(10)", "reads"},
     {0x28, false, "READ(10)", "reads"},
     {0x2A, true, "WRITE(10)", "writes sectors"},
     {0x2E, true, "WRITE AND VERIFY(10)", "writes sectors"},
-    {0x2F, false, "VERIFY(10)", "reads; data out is only compared"},
-    {0x35, false, "SYNCHRONIZE CACHE(10)", "writes back what the drive already holds"},
+    {scsiop::kVerify10, false, "VERIFY(10)", "reads; data out is only compared"},
+    {scsiop::kSynchronizeCache10, false, "SYNCHRONIZE CACHE(10)", "writes back what the drive already holds"},
     {0x3B, true, "WRITE BUFFER", "replaces the firmware"},
     {0x3C, false, "READ BUFFER", "reads"},
     {0x3F, true, "WRITE LONG(10)", "writes a sector with its ECC"},
@@ -125,16 +121,16 @@ constexpr OpcodeRow kScsi[] = {
     {0x55, true, "MODE SELECT(10)", "changes settings the running system relies on"},
     {0x5A, false, "MODE SENSE(10)", "reads"},
     {0x5F, true, "PERSISTENT RESERVE OUT", "can lock the running system out"},
-    {0x7F, true, "variable length", "WRITE(32), WRITE SAME(32) and others (READ(32) and VERIFY(32) only read)"},
+    {scsiop::kVariableLength, true, "variable length", "WRITE(32), WRITE SAME(32) and others (READ(32) and VERIFY(32) only read)"},
     {0x80, true, "XDWRITE EXTENDED(16)", "writes sectors"},
     {0x81, true, "REBUILD(16)", "writes sectors"},
     {0x82, true, "REGENERATE(16)", "writes sectors"},
-    {0x85, false, "ATA PASS-THROUGH(16)", "as the ATA command it carries"},
+    {scsiop::kAtaPassThrough16, false, "ATA PASS-THROUGH(16)", "as the ATA command it carries"},
     {0x88, false, "READ(16)", "reads"},
     {0x89, true, "COMPARE AND WRITE", "writes sectors"},
     {0x8A, true, "WRITE(16)", "writes sectors"},
     {0x8E, true, "WRITE AND VERIFY(16)", "writes sectors"},
-    {0x8F, false, "VERIFY(16)", "reads; data out is only compared"},
+    {scsiop::kVerify16, false, "VERIFY(16)", "reads; data out is only compared"},
     {0x91, false, "SYNCHRONIZE CACHE(16)", "writes back what the drive already holds"},
     {0x93, true, "WRITE SAME(16)", "writes sectors"},
     {0x94, true, "ZBC OUT", "resets write pointers"},
@@ -144,32 +140,26 @@ constexpr OpcodeRow kScsi[] = {
     {0x9E, false, "SERVICE ACTION IN(16)", "reads"},
     {0x9F, true, "SERVICE ACTION OUT(16)", "WRITE LONG(16)"},
     {0xA0, false, "REPORT LUNS", "reads"},
-    {0xA1, false, "ATA PASS-THROUGH(12)", "as the ATA command it carries; on a JMicron NVMe bridge its tunnel"},
+    {scsiop::kAtaPassThrough12, false, "ATA PASS-THROUGH(12)", "as the ATA command it carries; on a JMicron NVMe bridge its tunnel"},
     {0xA2, false, "SECURITY PROTOCOL IN", "reads"},
     {0xA4, true, "MAINTENANCE OUT", "changes the device's identification"},
     {0xA8, false, "READ(12)", "reads"},
     {0xAA, true, "WRITE(12)", "writes sectors"},
     {0xAE, true, "WRITE AND VERIFY(12)", "writes sectors"},
-    {0xAF, false, "VERIFY(12)", "reads; data out is only compared"},
+    {scsiop::kVerify12, false, "VERIFY(12)", "reads; data out is only compared"},
     {0xB5, true, "SECURITY PROTOCOL OUT", "can lock or erase the drive"},
 };
-
-constexpr uint8_t kScsiVariableLength = 0x7F;
-constexpr uint16_t kRead32 = 0x0009;
-constexpr uint16_t kVerify32 = 0x000A;
-constexpr uint8_t kAtaPassThrough16 = 0x85;
-constexpr uint8_t kAtaPassThrough12 = 0xA1;
 
 constexpr OpcodeRow kNvmeAdmin[] = {
     {0x00, true, "Delete I/O Submission Queue", "removes a queue the running system uses"},
     {0x01, true, "Create I/O Submission Queue", "changes the controller's queues"},
-    {0x02, false, "Get Log Page", "reads"},
+    {nvmeadmin::kGetLogPage, false, "Get Log Page", "reads"},
     {0x04, true, "Delete I/O Completion Queue", "removes a queue the running system uses"},
     {0x05, true, "Create I/O Completion Queue", "changes the controller's queues"},
-    {0x06, false, "Identify", "reads"},
+    {nvmeadmin::kIdentify, false, "Identify", "reads"},
     {0x08, true, "Abort", "aborts a command of the running system"},
     {0x09, true, "Set Features", "changes settings the running system relies on"},
-    {0x0A, false, "Get Features", "reads"},
+    {nvmeadmin::kGetFeatures, false, "Get Features", "reads"},
     {0x0D, true, "Namespace Management", "creates or deletes namespaces"},
     {0x10, true, "Firmware Commit", "activates firmware"},
     {0x11, true, "Firmware Image Download", "replaces the firmware"},
@@ -191,13 +181,13 @@ constexpr OpcodeRow kNvmeAdmin[] = {
 };
 
 constexpr OpcodeRow kNvmeIo[] = {
-    {0x00, false, "Flush", "writes back what the drive already holds"},
+    {nvmeio::kFlush, false, "Flush", "writes back what the drive already holds"},
     {0x01, true, "Write", "writes blocks"},
     {0x02, false, "Read", "reads"},
     {0x04, true, "Write Uncorrectable", "makes blocks unreadable"},
-    {0x05, false, "Compare", "reads; data out is only compared"},
+    {nvmeio::kCompare, false, "Compare", "reads; data out is only compared"},
     {0x08, true, "Write Zeroes", "zeroes blocks"},
-    {0x09, true, "Dataset Management", "deallocates blocks"},
+    {nvmeio::kDatasetManagement, true, "Dataset Management", "deallocates blocks"},
     {0x0C, false, "Verify", "reads"},
     {0x0D, true, "Reservation Register", "can lock the running system out"},
     {0x0E, false, "Reservation Report", "reads"},
@@ -253,8 +243,8 @@ MediaEffect passThroughEffect(const uint8_t* cdb, bool sixteen) {
 MediaEffect ataMediaEffect(uint8_t command, uint16_t feature, bool dataOut) {
     const OpcodeRow* row = findRow(kAta, command);
     const uint8_t subcommand = static_cast<uint8_t>(feature);
-    if (command == kAtaSmart && subcommand == kSmartWriteLog) return {true, "ATA B0h SMART WRITE LOG: writes a log"};
-    if (command == kAtaDco && subcommand == kDcoIdentify && !dataOut) return {false, "ATA B1h DCO IDENTIFY: reads"};
+    if (command == ataop::kSmart && subcommand == ataop::kSmartWriteLog) return {true, "ATA B0h SMART WRITE LOG: writes a log"};
+    if (command == ataop::kDeviceConfigurationOverlay && subcommand == ataop::kDcoIdentify && !dataOut) return {false, "ATA B1h DCO IDENTIFY: reads"};
     MediaEffect effect = fromRow("ATA", row, command);
     if (dataOut && !effect.changes) return withDataOut("ATA", row, command);
     return effect;
@@ -263,17 +253,17 @@ MediaEffect ataMediaEffect(uint8_t command, uint16_t feature, bool dataOut) {
 MediaEffect scsiMediaEffect(const uint8_t* cdb, uint8_t cdbLength, bool dataOut, bool nvmeTunnel) {
     if (cdbLength == 0) return {};
     const uint8_t opcode = cdb[0];
-    if (opcode == kAtaPassThrough12 && nvmeTunnel)
+    if (opcode == scsiop::kAtaPassThrough12 && nvmeTunnel)
         return {true, "SCSI A1h: the JMicron bridge's NVMe tunnel runs a command its CDB does not show"};
-    if (opcode == kAtaPassThrough16 && cdbLength == 16) return passThroughEffect(cdb, true);
-    if (opcode == kAtaPassThrough12 && cdbLength == 12) return passThroughEffect(cdb, false);
+    if (opcode == scsiop::kAtaPassThrough16 && cdbLength == 16) return passThroughEffect(cdb, true);
+    if (opcode == scsiop::kAtaPassThrough12 && cdbLength == 12) return passThroughEffect(cdb, false);
     const OpcodeRow* row = findRow(kScsi, opcode);
     MediaEffect effect = fromRow("SCSI", row, opcode);
-    if (opcode == kScsiVariableLength && cdbLength >= 10) {
+    if (opcode == scsiop::kVariableLength && cdbLength >= 10) {
         const uint16_t action = static_cast<uint16_t>(cdb[8] << 8 | cdb[9]);
-        if (action == kRead32 || action == kVerify32) effect = {false, "SCSI 7Fh READ(32) or VERIFY(32): reads"};
+        if (action == scsiop::kRead32 || action == scsiop::kVerify32) effect = {false, "SCSI 7Fh READ(32) or VERIFY(32): reads"};
     }
-    const bool onlyCompares = opcode == 0x2F || opcode == 0x8F || opcode == 0xAF;
+    const bool onlyCompares = opcode == scsiop::kVerify10 || opcode == scsiop::kVerify16 || opcode == scsiop::kVerify12;
     if (dataOut && !effect.changes && !onlyCompares) return withDataOut("SCSI", row, opcode);
     return effect;
 }
@@ -283,9 +273,9 @@ MediaEffect nvmeMediaEffect(uint8_t opcode, bool admin, bool dataOut) {
     const OpcodeRow* row = admin ? findRow(kNvmeAdmin, opcode) : findRow(kNvmeIo, opcode);
     const MediaEffect effect = fromRow(set, row, opcode);
     // An unlisted standard opcode whose bits 1..0 allow data out may carry it.
-    const bool standard = opcode < (admin ? 0xC0 : 0x80);
+    const bool standard = opcode < (admin ? nvmeadmin::kFirstVendor : nvmeio::kFirstVendor);
     const bool mayTakeData = !row && standard && (opcode & 1);
-    const bool onlyCompares = !admin && opcode == 0x05;
+    const bool onlyCompares = !admin && opcode == nvmeio::kCompare;
     if ((dataOut || mayTakeData) && !effect.changes && !onlyCompares) return withDataOut(set, row, opcode);
     return effect;
 }

@@ -20,7 +20,9 @@ Result missing(const char* option) {
 
 // Commands that move their data by DMA: the ATA port needs to be told.
 bool isDmaCommand(uint8_t command) {
-    static const uint8_t kCommands[] = {0x06, 0x25, 0x35, 0x3D, 0x47, 0x57, 0x93, 0xC8, 0xCA};
+    static const uint8_t kCommands[] = {ataop::kDataSetManagement, ataop::kReadDmaExt, ataop::kWriteDmaExt,
+                                        ataop::kWriteDmaFuaExt, ataop::kReadLogDmaExt, ataop::kWriteLogDmaExt,
+                                        ataop::kDownloadMicrocodeDma, ataop::kReadDma, ataop::kWriteDma};
     for (uint8_t c : kCommands) if (c == command) return true;
     return false;
 }
@@ -37,7 +39,7 @@ void setAtaFlags(CmdPlan* plan, bool ext) {
 // IDENTIFY and SMART keep the traditional A0h device byte; the LBA-mode
 // commands (DATA SET MANAGEMENT, FLUSH CACHE EXT) set bit 6.
 void setAtaShortcut(CmdPlan* plan, uint8_t command, uint16_t feature, uint64_t lba, CmdDirection direction, uint32_t bytes) {
-    const bool lbaMode = command == 0xEA || command == 0x06;
+    const bool lbaMode = command == ataop::kFlushCacheExt || command == ataop::kDataSetManagement;
     plan->ata = AtaCommand{};
     plan->ata.command = command;
     plan->ata.feature = feature;
@@ -79,7 +81,7 @@ void setNvmeRead(CmdPlan* plan, const CmdTarget& target, uint8_t opcode, uint32_
 // NUMD (dwords less one) is split over CDW10 bits 31..16 and CDW11.
 void setNvmeLogPage(CmdPlan* plan, const CmdTarget& target, uint8_t logId, uint32_t bytes) {
     const uint32_t numd = bytes / 4 - 1;
-    setNvmeRead(plan, target, kNvmeGetLogPage, 0xFFFFFFFF, uint32_t{logId} | (numd & 0xFFFF) << 16, bytes);
+    setNvmeRead(plan, target, nvmeadmin::kGetLogPage, 0xFFFFFFFF, uint32_t{logId} | (numd & 0xFFFF) << 16, bytes);
     plan->nvme.setDword(11, numd >> 16);
 }
 

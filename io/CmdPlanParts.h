@@ -7,6 +7,7 @@
 
 #include "core/TextFormat.h"
 #include "io/CmdTranslate.h"
+#include "protocol/Opcodes.h"
 
 namespace zel {
 namespace cmdplan {
@@ -16,13 +17,6 @@ using Result = std::optional<CmdProblem>;
 inline constexpr uint32_t kAtaBlock = 512;
 inline constexpr uint64_t kLba28Max = 0x0FFFFFFF;
 inline constexpr uint64_t kLba48Max = 0xFFFFFFFFFFFFull;
-inline constexpr uint8_t kNvmeGetLogPage = 0x02;
-inline constexpr uint8_t kNvmeIdentify = 0x06;
-inline constexpr uint8_t kNvmeGetFeatures = 0x0A;
-inline constexpr uint8_t kNvmeFlush = 0x00;
-inline constexpr uint8_t kNvmeDatasetManagement = 0x09;
-inline constexpr uint8_t kNvmeFirstVendorAdmin = 0xC0;
-inline constexpr uint8_t kNvmeFirstVendorIo = 0x80;
 
 // A refusal with the action's prefix; `missing` is the shared option line.
 Result refuse(ErrorCode code, const char* format, ...) ZEL_PRINTF_FORMAT(2, 3);

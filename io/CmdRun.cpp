@@ -149,7 +149,7 @@ ErrorCode runCmd(const CmdJob& job, DiskBase& disk) {
         return fail(err::kWrongArguments, "[ActionCommand] Cannot read --in-bin " + job.inBin);
     const CmdTarget target{static_cast<ProtocolCode>(disk.protocolType()), static_cast<uint32_t>(disk.number()),
                            disk.logicalSectorSize() ? disk.logicalSectorSize() : 512, disk.sectorCount(),
-                           disk.diskKind() == disk_kind::kJMicronNvme, disk.isOsDrive()};
+                           disk.diskKind() == diskkind::kJMicronNvme, disk.isOsDrive()};
     CmdPlan plan;
     if (auto problem = translateCmd(job, target, inBin, &plan)) return fail(problem->code, problem->line);
 

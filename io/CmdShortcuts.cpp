@@ -6,6 +6,8 @@ namespace zel {
 namespace cmdplan {
 namespace {
 
+constexpr uint8_t kSmartHealthLog = 0x02;
+
 // Each ATA range entry: LBA in bits 47..0, up to 65535 sectors above.
 std::vector<uint8_t> ataTrimRanges(const Transfer& range) {
     std::vector<uint8_t> data;
@@ -51,11 +53,11 @@ Result notForFamily(const CmdPlan& plan, const CmdTarget& target, const char* wh
 
 Result planSmartDump(const CmdTarget& target, CmdPlan* plan) {
     if (plan->family == CmdFamily::Nvme) {
-        setNvmeLogPage(plan, target, 0x02, 512);
+        setNvmeLogPage(plan, target, kSmartHealthLog, 512);
         return {};
     }
     // SMART READ DATA; a SCSI route wraps it for the ATA drive behind the bridge.
-    setAtaShortcut(plan, 0xB0, 0xD0, 0xC24F00, CmdDirection::In, 512);
+    setAtaShortcut(plan, ataop::kSmart, ataop::kSmartReadData, ataop::kSmartSignature, CmdDirection::In, 512);
     if (plan->family == CmdFamily::Scsi) plan->route = ProtocolCode::kAtaOverUsb;
     plan->family = CmdFamily::Ata;
     return {};
@@ -89,9 +91,9 @@ Result planSizedDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) 
 
 void planIdentify(CmdPlan* plan, const CmdTarget& target) {
     plan->label = "identify";
-    if (plan->family == CmdFamily::Ata) setAtaShortcut(plan, 0xEC, 0, 0, CmdDirection::In, 512);
-    if (plan->family == CmdFamily::Scsi) setScsiShortcut(plan, {0x12, 0, 0, 0, 96, 0}, CmdDirection::In, 96);
-    if (plan->family == CmdFamily::Nvme) setNvmeRead(plan, target, kNvmeIdentify, 0, 1, 4096);
+    if (plan->family == CmdFamily::Ata) setAtaShortcut(plan, ataop::kIdentifyDevice, 0, 0, CmdDirection::In, 512);
+    if (plan->family == CmdFamily::Scsi) setScsiShortcut(plan, {scsiop::kInquiry, 0, 0, 0, 96, 0}, CmdDirection::In, 96);
+    if (plan->family == CmdFamily::Nvme) setNvmeRead(plan, target, nvmeadmin::kIdentify, 0, 1, 4096);
 }
 
 Result planTrim(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
@@ -103,7 +105,7 @@ Result planTrim(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
     plan->range = Transfer{job.lba, bytes / target.sectorSize};
     if (auto p = checkRange(plan->range, target)) return p;
     if (plan->family == CmdFamily::Ata) {
-        setAtaShortcut(plan, 0x06, 0x0001, 0, CmdDirection::Out, 0);
+        setAtaShortcut(plan, ataop::kDataSetManagement, ataop::kTrim, 0, CmdDirection::Out, 0);
         plan->dataOut = ataTrimRanges(plan->range);
         plan->dataLength = static_cast<uint32_t>(plan->dataOut.size());
         plan->ata.count = static_cast<uint16_t>(plan->dataLength / kAtaBlock);
@@ -111,7 +113,7 @@ Result planTrim(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
         plan->direction = CmdDirection::Out;
         plan->dataOut = nvmeTrimRange(plan->range);
         plan->dataLength = 16;
-        setNvmeRecord(plan, target, kNvmeDatasetManagement, job.has(CmdField::Ns) ? job.nsid : 1, false);
+        setNvmeRecord(plan, target, nvmeio::kDatasetManagement, job.has(CmdField::Ns) ? job.nsid : 1, false);
         plan->nvme.setDword(11, 1u << 2);  // deallocate; CDW10 0: one range
     } else {
         plan->step = CmdStep::HostTrim;
@@ -123,12 +125,12 @@ void planFlush(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
     plan->label = "flush";
     plan->failureCode = err::kFlushFailed;
     if (plan->family == CmdFamily::Ata) {
-        setAtaShortcut(plan, 0xEA, 0, 0, CmdDirection::None, 0);
+        setAtaShortcut(plan, ataop::kFlushCacheExt, 0, 0, CmdDirection::None, 0);
     } else if (plan->family == CmdFamily::Scsi) {
-        setScsiShortcut(plan, {0x35, 0, 0, 0, 0, 0, 0, 0, 0, 0}, CmdDirection::None, 0);
+        setScsiShortcut(plan, {scsiop::kSynchronizeCache10, 0, 0, 0, 0, 0, 0, 0, 0, 0}, CmdDirection::None, 0);
     } else if (carriesNvmeIo(*plan)) {
         plan->direction = CmdDirection::None;
-        setNvmeRecord(plan, target, kNvmeFlush, job.has(CmdField::Ns) ? job.nsid : 1, false);
+        setNvmeRecord(plan, target, nvmeio::kFlush, job.has(CmdField::Ns) ? job.nsid : 1, false);
     } else {
         plan->step = CmdStep::HostFlush;
     }
@@ -143,7 +145,7 @@ Result planDump(const CmdJob& job, const CmdTarget& target, CmdPlan* plan) {
         case DumpType::LogPage: return planLogPageDump(job, target, plan);
         case DumpType::IdentifyNs:
             if (plan->family != CmdFamily::Nvme) return notForFamily(*plan, target, "Identify namespace", "NVMe");
-            setNvmeRead(plan, target, kNvmeIdentify, job.has(CmdField::Ns) ? job.nsid : 1, 0, 4096);
+            setNvmeRead(plan, target, nvmeadmin::kIdentify, job.has(CmdField::Ns) ? job.nsid : 1, 0, 4096);
             return {};
         default: return planSizedDump(job, target, plan);
     }

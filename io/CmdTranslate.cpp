@@ -190,7 +190,11 @@ Result readData(const CmdJob& job, const std::vector<uint8_t>& inBin, ErrorCode 
 // READ/WRITE SECTORS and DMA count logical sectors; every other data command
 // counts 512-byte blocks.
 bool countsLogicalSectors(uint8_t command) {
-    static const uint8_t kCommands[] = {0x20, 0x24, 0x25, 0x29, 0x30, 0x34, 0x35, 0x39, 0x3D, 0xC4, 0xC5, 0xC8, 0xCA};
+    static const uint8_t kCommands[] = {ataop::kReadSectors,    ataop::kReadSectorsExt,   ataop::kReadDmaExt,
+                                        ataop::kReadMultipleExt, ataop::kWriteSectors,     ataop::kWriteSectorsExt,
+                                        ataop::kWriteDmaExt,     ataop::kWriteMultipleExt, ataop::kWriteDmaFuaExt,
+                                        ataop::kReadMultiple,    ataop::kWriteMultiple,    ataop::kReadDma,
+                                        ataop::kWriteDma};
     for (uint8_t c : kCommands) if (c == command) return true;
     return false;
 }
@@ -271,7 +275,7 @@ Result translateScsiCommand(const CmdJob& job, const std::vector<uint8_t>& inBin
 // ---- NVMe ------------------------------------------------------------------
 
 bool isStandardOpcode(const CmdPlan& plan) {
-    return plan.nvme.opcode() < (plan.nvme.admin ? kNvmeFirstVendorAdmin : kNvmeFirstVendorIo);
+    return plan.nvme.opcode() < (plan.nvme.admin ? nvmeadmin::kFirstVendor : nvmeio::kFirstVendor);
 }
 
 // Bits 1..0 of a standard opcode name the direction its data may take; a
@@ -295,19 +299,19 @@ Result checkOpcodeDirection(const CmdPlan& plan) {
 Result checkStornvmeRoute(const CmdPlan& plan) {
     const uint8_t opc = plan.nvme.opcode();
     if (!plan.nvme.admin) return refuse(err::kNvmeNotSupported, "The inbox NVMe driver's route sends admin commands only");
-    if (opc >= kNvmeFirstVendorAdmin) {
+    if (opc >= nvmeadmin::kFirstVendor) {
         if (plan.direction == CmdDirection::Out)
             return refuse(err::kNvmeNotSupported, "The inbox NVMe driver's route cannot send data with vendor opcode %02Xh", opc);
         return {};
     }
-    if (opc != kNvmeGetLogPage && opc != kNvmeIdentify && opc != kNvmeGetFeatures)
+    if (opc != nvmeadmin::kGetLogPage && opc != nvmeadmin::kIdentify && opc != nvmeadmin::kGetFeatures)
         return refuse(err::kNvmeNotSupported, "The inbox NVMe driver's route sends opcodes 02h, 06h, 0Ah and C0h and above, not %02Xh", opc);
     for (unsigned dw = 11; dw <= 15; ++dw)
         if (plan.nvme.dword(dw) != 0)
             return refuse(err::kNvmeDwordsNotSupported, "The inbox NVMe driver's route carries no CDW%u for opcode %02Xh: 0x%X", dw,
                           opc, plan.nvme.dword(dw));
     const uint32_t cns = plan.nvme.dword(10) & 0xFF;
-    if (opc == kNvmeIdentify && cns != (plan.nvme.nsid() == 0 ? 1u : 0u))
+    if (opc == nvmeadmin::kIdentify && cns != (plan.nvme.nsid() == 0 ? 1u : 0u))
         return refuse(err::kNvmeNotSupported, "The inbox NVMe driver's route identifies the controller (CNS 1, NSID 0) or a namespace (CNS 0), not CNS %u with NSID %u",
                       cns, plan.nvme.nsid());
     return {};

@@ -11,6 +11,7 @@
 #include "io/IoLayouts.h"
 #include "protocol/CommandRecords.h"
 #include "protocol/IProtocol.h"
+#include "protocol/Opcodes.h"
 #include "protocol/ProtocolCode.h"
 
 namespace zel {
@@ -97,7 +98,7 @@ bool DiskIo::ataDmaTransfer(bool write, const Transfer& transfer, uint8_t* buffe
     for (uint32_t done = 0; done < transfer.sectors;) {
         const uint32_t sectors = std::min(transfer.sectors - done, largestAtaTransfer());
         AtaCommand command;
-        command.command = write ? 0x35 : 0x25;  // WRITE / READ DMA EXT
+        command.command = write ? ataop::kWriteDmaExt : ataop::kReadDmaExt;
         command.lba = transfer.lba + done;
         command.count = static_cast<uint16_t>(sectors);  // 65536 is 0
         command.device = 0x40;

@@ -8,6 +8,7 @@
 #include "core/TextFormat.h"
 #include "io/DiskIo.h"
 #include "io/FileFill.h"
+#include "io/FileModes.h"
 #include "io/SeamFile.h"
 
 namespace zel {

@@ -4,8 +4,10 @@
 #include <vector>
 
 #include "core/ErrorCodes.h"
-#include "io/FileModes.h"
+#include "disk/DiskTypes.h"
 #include "io/FileProgress.h"
+#include "io/FileRunSettings.h"
+#include "io/RwJob.h"
 
 namespace zel {
 

@@ -7,6 +7,7 @@
 #include "core/Logger.h"
 #include "core/TextFormat.h"
 #include "io/DiskIo.h"
+#include "io/FileModes.h"
 #include "io/Pattern.h"
 #include "io/SeamFile.h"
 

@@ -3,9 +3,11 @@
 #include <vector>
 
 #include "core/ErrorCodes.h"
+#include "disk/DiskTypes.h"
 #include "io/FileFill.h"
-#include "io/FileModes.h"
 #include "io/FileProgress.h"
+#include "io/FileRunSettings.h"
+#include "io/RwJob.h"
 
 namespace zel {
 

@@ -183,9 +183,9 @@ bool IoWorker::prepareExpected(DiskBase& disk, uint32_t sectorSize, CompareMode*
     *mode = CompareMode::None;
     if (pattern == PatternKind::Trim) {
         std::vector<uint8_t> words;
-        const bool nvme = disk.diskKind() == disk_kind::kNvme;
+        const bool nvme = disk.diskKind() == diskkind::kNvme;
         // Behind the JMicron bridge identify answers NVMe data, not ATA words.
-        const bool ataWords = !nvme && disk.diskKind() != disk_kind::kJMicronNvme;
+        const bool ataWords = !nvme && disk.diskKind() != diskkind::kJMicronNvme;
         const bool trims = ataWords && disk.identify(&words) == 0 && isIdentifyBitSet(words, 169, 0);
         if (nvme || (trims && isIdentifyBitSet(words, 69, 5))) {
             pattern = PatternKind::Zero;

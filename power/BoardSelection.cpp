@@ -16,11 +16,11 @@ struct ClassName {
 };
 
 constexpr ClassName kClasses[] = {
-    {BoardClass::SataHX410V1, "SataHX410V1", disk_kind::kSataPowerSwitch},
-    {BoardClass::SataHX410V2, "SataHX410V2", disk_kind::kSataPowerSwitch},
-    {BoardClass::PcieHX410V1, "PcieHX410V1", disk_kind::kPciePowerSwitch},
-    {BoardClass::PcieHX410V2, "PcieHX410V2", disk_kind::kPciePowerSwitch},
-    {BoardClass::JMicronGpio, "JMicronS583", disk_kind::kJMicronNvme},
+    {BoardClass::SataHX410V1, "SataHX410V1", diskkind::kSataPowerSwitch},
+    {BoardClass::SataHX410V2, "SataHX410V2", diskkind::kSataPowerSwitch},
+    {BoardClass::PcieHX410V1, "PcieHX410V1", diskkind::kPciePowerSwitch},
+    {BoardClass::PcieHX410V2, "PcieHX410V2", diskkind::kPciePowerSwitch},
+    {BoardClass::JMicronGpio, "JMicronS583", diskkind::kJMicronNvme},
 };
 
 std::string lower(std::string text) {
@@ -36,13 +36,13 @@ const ClassName* classNamed(const std::string& name) {
 
 BoardClass byGeneration(const BoardCandidate& disk) {
     const bool second = boardGeneration(disk.firmware) >= 2;
-    if (disk.kind == disk_kind::kSataPowerSwitch) return second ? BoardClass::SataHX410V2 : BoardClass::SataHX410V1;
+    if (disk.kind == diskkind::kSataPowerSwitch) return second ? BoardClass::SataHX410V2 : BoardClass::SataHX410V1;
     return second ? BoardClass::PcieHX410V2 : BoardClass::PcieHX410V1;
 }
 
 bool isSwitchKind(int kind, bool gpio) {
-    if (gpio) return kind == disk_kind::kJMicronNvme;
-    return kind == disk_kind::kSataPowerSwitch || kind == disk_kind::kPciePowerSwitch;
+    if (gpio) return kind == diskkind::kJMicronNvme;
+    return kind == diskkind::kSataPowerSwitch || kind == diskkind::kPciePowerSwitch;
 }
 
 }  // namespace

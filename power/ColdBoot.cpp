@@ -9,7 +9,7 @@
 namespace zel {
 namespace {
 
-using namespace power_reg;
+using namespace powerreg;
 
 // Port reads and writes of the sequence go to the driver only while it is
 // open. A read that fails or is skipped leaves `value` as it was: the

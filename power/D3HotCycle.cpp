@@ -12,7 +12,7 @@
 namespace zel {
 namespace {
 
-using namespace power_reg;
+using namespace powerreg;
 
 // A function needs 10 ms after leaving or entering D3hot before it is
 // accessed again (PCI power management, recovery time).

@@ -8,7 +8,7 @@ namespace zel {
 std::optional<PcieInfo> readOwnPciFunction(const DiskBase& disk) {
     // A SATA or USB disk's location is its host controller's, shared with
     // other disks.
-    if (disk.diskKind() != disk_kind::kNvme) return std::nullopt;
+    if (disk.diskKind() != diskkind::kNvme) return std::nullopt;
     const DiskIdentity& id = disk.identity();
     if (id.pciBus == 0xFFFFFFFF || id.pciDevice == 0xFFFFFFFF || id.pciFunction == 0xFFFFFFFF) return std::nullopt;
     PortIoDriver& driver = PortIoDriver::instance();

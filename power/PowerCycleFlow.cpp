@@ -13,11 +13,11 @@
 #include "power/Waiting.h"
 #include "protocol/CommandRecords.h"
 #include "protocol/IProtocol.h"
+#include "protocol/Opcodes.h"
 
 namespace zel {
 namespace {
 
-constexpr uint8_t kGetFeatures = 0x0A;
 constexpr uint32_t kHostMemoryBuffer = 0x0D;
 
 }  // namespace
@@ -132,13 +132,13 @@ bool PowerCycleFlow::dutIsBack() {
 // Get Features, Host Memory Buffer: EHM (bit 0 of dword 0) set again by the
 // driver once the controller is back.
 ErrorCode PowerCycleFlow::checkHmb() {
-    if (!dut_.protocol() || dut_.diskKind() != disk_kind::kNvme) {
+    if (!dut_.protocol() || dut_.diskKind() != diskkind::kNvme) {
         logWarning("[%s] HMB can be checked on NVMe disks only", name());
         setLastError(err::kFunctionNotSupported);
         return err::kFunctionNotSupported;
     }
     NvmeCommand command;
-    command.command[0] = kGetFeatures;
+    command.command[0] = nvmeadmin::kGetFeatures;
     command.setDword(10, kHostMemoryBuffer);
     command.direction = nvmedir::kNone;
     command.diskNumber = static_cast<uint32_t>(dutNumber_);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "core/ErrorCodes.h"
@@ -55,8 +54,5 @@ private:
     uint64_t offAt_ = 0;
     uint64_t onAt_ = 0;
 };
-
-// The flow for the DUT's kind: SATA, NVMe, or a USB (SCSI) disk.
-std::unique_ptr<PowerCycleFlow> createPowerCycleFlow(const PowerJob& job, DiskBase& dut, IPowerControl& power);
 
 }  // namespace zel

@@ -5,14 +5,10 @@
 #include "power/ShutdownNotification.h"
 #include "protocol/CommandRecords.h"
 #include "protocol/IProtocol.h"
+#include "protocol/Opcodes.h"
 
 namespace zel {
 namespace {
-
-constexpr uint8_t kFlushCacheExt = 0xEA;
-constexpr uint8_t kStandbyImmediate = 0xE0;
-constexpr uint8_t kSynchronizeCache10 = 0x35;
-constexpr uint8_t kStartStopUnit = 0x1B;
 
 ErrorCode failed(const char* flow, const char* what, ErrorCode code) {
     logWarning("[%s] Failed to %s %s", flow, what, errorText(lastError()).c_str());
@@ -25,14 +21,14 @@ bool sendAta(DiskBase& disk, uint8_t opcode) {
     AtaCommand command;
     command.command = opcode;
     command.device = 0xA0;
-    command.flags = ataflags::kDrdyRequired | (opcode == kFlushCacheExt ? ataflags::k48Bit : 0);
+    command.flags = ataflags::kDrdyRequired | (opcode == ataop::kFlushCacheExt ? ataflags::k48Bit : 0);
     return disk.protocol()->sendCommand(static_cast<uint32_t>(disk.number()), nullptr, 0, &command);
 }
 
 bool sendScsi(DiskBase& disk, uint8_t opcode) {
     if (!disk.protocol()) return setLastError(err::kProtocolNotImplemented), false;
     ScsiCommand command;
-    command.cdbLength = opcode == kStartStopUnit ? 6 : 10;
+    command.cdbLength = opcode == scsiop::kStartStopUnit ? 6 : 10;
     command.cdb[0] = opcode;
     command.direction = scsidir::kUnspecified;
     return disk.protocol()->sendCommand(static_cast<uint32_t>(disk.number()), nullptr, 0, &command);
@@ -42,8 +38,8 @@ bool sendScsi(DiskBase& disk, uint8_t opcode) {
 
 ErrorCode SataPowerCycleFlow::prepare() {
     logInfo("[%s] Flush cache and stand by before power off", name());
-    if (!sendAta(dut(), kFlushCacheExt)) return failed(name(), "flush cache", err::kFlushFailed);
-    if (!sendAta(dut(), kStandbyImmediate)) return failed(name(), "stand by", err::kPowerCycleFlow);
+    if (!sendAta(dut(), ataop::kFlushCacheExt)) return failed(name(), "flush cache", err::kFlushFailed);
+    if (!sendAta(dut(), ataop::kStandbyImmediate)) return failed(name(), "stand by", err::kPowerCycleFlow);
     return 0;
 }
 
@@ -52,15 +48,15 @@ ErrorCode NvmePowerCycleFlow::prepare() { return notifyNvmeShutdown(dut()); }
 
 ErrorCode UsbPowerCycleFlow::prepare() {
     logInfo("[%s] Synchronize cache and stop the unit before power off", name());
-    if (!sendScsi(dut(), kSynchronizeCache10)) return failed(name(), "synchronize cache", err::kFlushFailed);
-    if (!sendScsi(dut(), kStartStopUnit)) return failed(name(), "stop the unit", err::kPowerCycleFlow);
+    if (!sendScsi(dut(), scsiop::kSynchronizeCache10)) return failed(name(), "synchronize cache", err::kFlushFailed);
+    if (!sendScsi(dut(), scsiop::kStartStopUnit)) return failed(name(), "stop the unit", err::kPowerCycleFlow);
     return 0;
 }
 
 std::unique_ptr<PowerCycleFlow> createPowerCycleFlow(const PowerJob& job, DiskBase& dut, IPowerControl& power) {
     switch (dut.diskKind()) {
-        case disk_kind::kSata: return std::make_unique<SataPowerCycleFlow>(job, dut, power);
-        case disk_kind::kNvme: return std::make_unique<NvmePowerCycleFlow>(job, dut, power);
+        case diskkind::kSata: return std::make_unique<SataPowerCycleFlow>(job, dut, power);
+        case diskkind::kNvme: return std::make_unique<NvmePowerCycleFlow>(job, dut, power);
         default: return std::make_unique<UsbPowerCycleFlow>(job, dut, power);
     }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "power/PowerCycleFlow.h"
 
 namespace zel {
@@ -34,5 +36,8 @@ protected:
     ErrorCode prepare() override;
     const char* name() const override { return "UsbPowerCycleFlow"; }
 };
+
+// The flow for the DUT's kind: SATA, NVMe, or a USB (SCSI) disk.
+std::unique_ptr<PowerCycleFlow> createPowerCycleFlow(const PowerJob& job, DiskBase& dut, IPowerControl& power);
 
 }  // namespace zel

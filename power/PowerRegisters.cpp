@@ -1,7 +1,7 @@
 #include "power/PowerRegisters.h"
 
 namespace zel {
-namespace power_reg {
+namespace powerreg {
 
 uint32_t ccWithNormalShutdown(uint32_t cc) { return (cc & ~0x8000u) | 0x4000u; }
 
@@ -27,5 +27,5 @@ uint32_t powerState(uint32_t pmcsr) { return pmcsr & 3u; }
 
 uint32_t withPowerState(uint32_t pmcsr, uint32_t state) { return (pmcsr & ~0x8003u) | (state & 3u); }
 
-}  // namespace power_reg
+}  // namespace powerreg
 }  // namespace zel

@@ -6,7 +6,7 @@
 // to the NVMe controller, the RTC, the interrupt controllers, the ACPI PM1
 // block, the reset control register and the PCI power-management capability.
 namespace zel {
-namespace power_reg {
+namespace powerreg {
 
 // NVMe controller registers, offsets from BAR0.
 constexpr uint32_t kCc = 0x14;
@@ -56,5 +56,5 @@ uint32_t powerState(uint32_t pmcsr);
 // PowerState (bits 1..0) set; PME_Status (bit 15, write 1 to clear) left alone.
 uint32_t withPowerState(uint32_t pmcsr, uint32_t state);
 
-}  // namespace power_reg
+}  // namespace powerreg
 }  // namespace zel

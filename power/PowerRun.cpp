@@ -16,7 +16,7 @@
 #include "disk/DiskList.h"
 #include "disk/DiskProbe.h"
 #include "power/BoardCommands.h"
-#include "power/PowerCycleFlow.h"
+#include "power/PowerCycleFlows.h"
 #include "power/PowerRecords.h"
 #include "power/PowerSwitch.h"
 #include "power/SystemPower.h"

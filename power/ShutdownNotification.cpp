@@ -5,13 +5,14 @@
 #include "core/Logger.h"
 #include "disk/DiskTypes.h"
 #include "disk/PortIoDriver.h"
+#include "disk/RetryTask.h"
 #include "power/OwnPciFunction.h"
 #include "power/PowerRegisters.h"
 
 namespace zel {
 namespace {
 
-using namespace power_reg;
+using namespace powerreg;
 
 ErrorCode cannotNotify(const DiskBase& disk, const char* reason) {
     logWarning("Cannot notify the NVMe controller of disk %d: %s", disk.number(), reason);
@@ -89,7 +90,7 @@ RetryTask shutdownNotificationTask(ShutdownNotice* notice) {
 }
 
 ErrorCode notifyNvmeShutdown(DiskBase& disk) {
-    if (disk.diskKind() != disk_kind::kNvme) {
+    if (disk.diskKind() != diskkind::kNvme) {
         setLastError(err::kFunctionNotSupported);
         return err::kFunctionNotSupported;
     }

@@ -5,7 +5,7 @@
 
 #include "core/ErrorCodes.h"
 #include "disk/DiskBase.h"
-#include "disk/RetryTask.h"
+#include "disk/RetryTaskRecord.h"
 
 namespace zel {
 

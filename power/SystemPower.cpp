@@ -17,7 +17,7 @@
 namespace zel {
 namespace {
 
-using namespace power_reg;
+using namespace powerreg;
 
 // A host still running this long after it was asked to go down did not go.
 constexpr auto kGoingDownWait = std::chrono::milliseconds(10000);

@@ -58,26 +58,25 @@ struct NvmeCommand {
     uint32_t diskNumber = 0;
 
     uint8_t opcode() const { return command[0]; }
-    uint32_t dword(unsigned index) const {
-        uint32_t value;
-        std::memcpy(&value, command + 4 * index, 4);
-        return value;
-    }
-    void setDword(unsigned index, uint32_t value) { std::memcpy(command + 4 * index, &value, 4); }
+    uint32_t dword(unsigned index) const { return load<uint32_t>(command + 4 * index); }
+    void setDword(unsigned index, uint32_t value) { store(command + 4 * index, value); }
     uint32_t nsid() const { return dword(1); }
-    uint32_t completionDword(unsigned index) const {
-        uint32_t value;
-        std::memcpy(&value, completion + 4 * index, 4);
-        return value;
-    }
-    void setCompletionDword(unsigned index, uint32_t value) { std::memcpy(completion + 4 * index, &value, 4); }
+    uint32_t completionDword(unsigned index) const { return load<uint32_t>(completion + 4 * index); }
+    void setCompletionDword(unsigned index, uint32_t value) { store(completion + 4 * index, value); }
     // Phase bit 0, status code bits 8..1, status code type above.
-    uint16_t status() const {
-        uint16_t value;
-        std::memcpy(&value, completion + 14, 2);
+    uint16_t status() const { return load<uint16_t>(completion + 14); }
+    void setStatus(uint16_t value) { store(completion + 14, value); }
+
+private:
+    // The entries are little endian, as the host is.
+    template <typename T>
+    static T load(const uint8_t* at) {
+        T value;
+        std::memcpy(&value, at, sizeof value);
         return value;
     }
-    void setStatus(uint16_t value) { std::memcpy(completion + 14, &value, 2); }
+    template <typename T>
+    static void store(uint8_t* at, T value) { std::memcpy(at, &value, sizeof value); }
 };
 #pragma pack(pop)
 

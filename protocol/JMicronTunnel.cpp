@@ -2,10 +2,11 @@
 
 #include <cstring>
 
+#include "protocol/Opcodes.h"
+
 namespace zel {
 namespace {
 
-constexpr uint8_t kTunnelOpcode = 0xA1;
 constexpr uint8_t kAdminQueue = 0x80;
 
 }  // namespace
@@ -13,7 +14,7 @@ constexpr uint8_t kAdminQueue = 0x80;
 ScsiCommand buildJMicronCdb(JMicronPhase phase, bool admin, uint32_t length) {
     ScsiCommand scsi;
     scsi.cdbLength = 12;
-    scsi.cdb[0] = kTunnelOpcode;
+    scsi.cdb[0] = scsiop::kAtaPassThrough12;  // the bridge's tunnel rides on it
     scsi.cdb[1] = static_cast<uint8_t>((admin ? kAdminQueue : 0) | static_cast<uint8_t>(phase));
     scsi.cdb[3] = static_cast<uint8_t>(length >> 16);
     scsi.cdb[4] = static_cast<uint8_t>(length >> 8);

@@ -9,6 +9,7 @@
 #include "core/DeviceApi.h"
 #include "core/ErrorCodes.h"
 #include "core/Logger.h"
+#include "protocol/Opcodes.h"
 #include "protocol/PassThroughBuilders.h"
 #include "protocol/PortPath.h"
 
@@ -77,8 +78,9 @@ bool NvmeProtocolByStornvme::sendCommand(HANDLE handle, uint8_t* buffer, uint32_
             "[NvmeProtocolByStornvme] Send command: OPC=%X, NS=%lX, CDW10=%X, CDW11=%X, CDW12=%X, datasize=%d",
             dataSize);
     const uint8_t opcode = command.opcode();
-    if (opcode == 0x02 || opcode == 0x06 || opcode == 0x0A) return sendQuery(handle, buffer, dataSize, command);
-    if (opcode >= 0xC0) return sendProtocolCommand(handle, buffer, dataSize, command);
+    if (opcode == nvmeadmin::kGetLogPage || opcode == nvmeadmin::kIdentify || opcode == nvmeadmin::kGetFeatures)
+        return sendQuery(handle, buffer, dataSize, command);
+    if (opcode >= nvmeadmin::kFirstVendor) return sendProtocolCommand(handle, buffer, dataSize, command);
     setLastError(err::kNvmeNotSupported);
     return false;
 }
@@ -112,8 +114,8 @@ bool NvmeProtocolByStornvme::sendQuery(HANDLE handle, uint8_t* buffer, uint32_t 
         return false;
     }
     if (command.direction == nvmedir::kFromDevice) {
-        if (descriptor.ProtocolDataOffset < kProtocolSpecificDataSize ||
-            descriptor.ProtocolDataLength < query.ProtocolDataLength) {
+        if (descriptor.ProtocolSpecificData.ProtocolDataOffset < kProtocolSpecificDataSize ||
+            descriptor.ProtocolSpecificData.ProtocolDataLength < query.ProtocolSpecificData.ProtocolDataLength) {
             failWith(err::kNvmeFailed, "[NvmeProtocolByStornvme] ProtocolData Offset/Length not valid.");
             return false;
         }

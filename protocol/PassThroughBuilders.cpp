@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "protocol/Opcodes.h"
+
 namespace zel {
 namespace {
 
@@ -24,6 +26,23 @@ SatTransfer satTransfer(uint16_t flags) {
     return transfer;
 }
 
+// Feature, count and LBA bytes 0..2 in task file order; with `high`, the
+// upper halves a 48-bit command carries in its previous task file.
+void fillTaskFile(uint8_t* file, const AtaCommand& command, bool high) {
+    const unsigned half = high ? 8 : 0;
+    const unsigned lba = high ? 24 : 0;
+    file[0] = byteOf(command.feature, half);
+    file[1] = byteOf(command.count, half);
+    file[2] = byteOf(command.lba, lba);
+    file[3] = byteOf(command.lba, lba + 8);
+    file[4] = byteOf(command.lba, lba + 16);
+}
+
+// A 28-bit command's device byte carries LBA bits 27..24.
+uint8_t device28(const AtaCommand& command) {
+    return static_cast<uint8_t>((command.device & 0xF0) | (byteOf(command.lba, 24) & 0x0F));
+}
+
 }  // namespace
 
 AtaPassThroughDirect64 buildAtaPassThrough(const AtaCommand& command, uint32_t dataSize, uint64_t buffer) {
@@ -34,24 +53,11 @@ AtaPassThroughDirect64 buildAtaPassThrough(const AtaCommand& command, uint32_t d
     block.DataTransferLength = dataSize;
     block.TimeOutValue = command.timeout;
     block.DataBuffer = buffer;
-    uint8_t* current = block.CurrentTaskFile;
-    current[0] = byteOf(command.feature, 0);
-    current[1] = byteOf(command.count, 0);
-    current[2] = byteOf(command.lba, 0);
-    current[3] = byteOf(command.lba, 8);
-    current[4] = byteOf(command.lba, 16);
-    current[6] = command.command;
-    if (command.flags & ataflags::k48Bit) {
-        current[5] = command.device;
-        uint8_t* previous = block.PreviousTaskFile;
-        previous[0] = byteOf(command.feature, 8);
-        previous[1] = byteOf(command.count, 8);
-        previous[2] = byteOf(command.lba, 24);
-        previous[3] = byteOf(command.lba, 32);
-        previous[4] = byteOf(command.lba, 40);
-    } else {
-        current[5] = (command.device & 0xF0) | (byteOf(command.lba, 24) & 0x0F);
-    }
+    const bool ext = command.flags & ataflags::k48Bit;
+    fillTaskFile(block.CurrentTaskFile, command, false);
+    block.CurrentTaskFile[5] = ext ? command.device : device28(command);
+    block.CurrentTaskFile[6] = command.command;
+    if (ext) fillTaskFile(block.PreviousTaskFile, command, true);
     return block;
 }
 
@@ -63,7 +69,7 @@ ScsiCommand buildSatCommand(const AtaCommand& command) {
     uint8_t* cdb = scsi.cdb;
     if (command.flags & ataflags::k48Bit) {
         scsi.cdbLength = 16;
-        cdb[0] = 0x85;
+        cdb[0] = scsiop::kAtaPassThrough16;
         cdb[1] = transfer.protocol * 2 + 1;
         cdb[2] = transfer.byte2;
         cdb[3] = byteOf(command.feature, 8);
@@ -80,15 +86,11 @@ ScsiCommand buildSatCommand(const AtaCommand& command) {
         cdb[14] = command.command;
     } else {
         scsi.cdbLength = 12;
-        cdb[0] = 0xA1;
+        cdb[0] = scsiop::kAtaPassThrough12;
         cdb[1] = transfer.protocol * 2;
         cdb[2] = transfer.byte2;
-        cdb[3] = byteOf(command.feature, 0);
-        cdb[4] = byteOf(command.count, 0);
-        cdb[5] = byteOf(command.lba, 0);
-        cdb[6] = byteOf(command.lba, 8);
-        cdb[7] = byteOf(command.lba, 16);
-        cdb[8] = (command.device & 0xF0) | (byteOf(command.lba, 24) & 0x0F);
+        fillTaskFile(cdb + 3, command, false);
+        cdb[8] = device28(command);
         cdb[9] = command.command;
     }
     return scsi;
@@ -114,30 +116,31 @@ ScsiPassThroughWithSense buildScsiPassThrough(const ScsiCommand& command, uint32
 
 bool buildNvmeQuery(NvmeCommand& command, uint32_t dataSize, StorageProtocolQuery* query) {
     std::memset(query, 0, sizeof *query);
-    query->ProtocolType = 3;
-    query->ProtocolDataOffset = kProtocolSpecificDataSize;
+    StorageProtocolSpecificData& data = query->ProtocolSpecificData;
+    data.ProtocolType = 3;
+    data.ProtocolDataOffset = kProtocolSpecificDataSize;
     switch (command.opcode()) {
-        case 0x02: {
+        case nvmeadmin::kGetLogPage: {
             const uint32_t logId = command.dword(10) & 0xFF;
             if (logId == 7) command.setDword(10, (command.dword(10) & ~0xE00u) | 0x100u);
             query->PropertyId = 49;
-            query->DataType = 2;
-            query->ProtocolDataRequestValue = logId;
-            query->ProtocolDataLength = dataSize;
+            data.DataType = 2;
+            data.ProtocolDataRequestValue = logId;
+            data.ProtocolDataLength = dataSize;
             return true;
         }
-        case 0x06:
+        case nvmeadmin::kIdentify:
             query->PropertyId = 49;
-            query->DataType = 1;
-            query->ProtocolDataRequestValue = command.nsid() == 0 ? 1 : 0;
-            query->ProtocolDataRequestSubValue = command.nsid();
-            query->ProtocolDataLength = 4096;
+            data.DataType = 1;
+            data.ProtocolDataRequestValue = command.nsid() == 0 ? 1 : 0;
+            data.ProtocolDataRequestSubValue = command.nsid();
+            data.ProtocolDataLength = 4096;
             return true;
-        case 0x0A:
+        case nvmeadmin::kGetFeatures:
             query->PropertyId = 50;
-            query->DataType = 3;
-            query->ProtocolDataRequestValue = command.dword(10);
-            query->ProtocolDataLength = 4096;
+            data.DataType = 3;
+            data.ProtocolDataRequestValue = command.dword(10);
+            data.ProtocolDataLength = 4096;
             return true;
         default:
             return false;
@@ -145,10 +148,11 @@ bool buildNvmeQuery(NvmeCommand& command, uint32_t dataSize, StorageProtocolQuer
 }
 
 void storeQueryCompletion(NvmeCommand& command, const StorageProtocolDataDescriptor& descriptor) {
-    command.setCompletionDword(0, descriptor.FixedProtocolReturnData);
-    command.setCompletionDword(1, descriptor.ProtocolDataRequestSubValue4);
-    command.setCompletionDword(2, descriptor.ProtocolDataRequestSubValue2);
-    command.setCompletionDword(3, descriptor.ProtocolDataRequestSubValue3);
+    const StorageProtocolSpecificData& data = descriptor.ProtocolSpecificData;
+    command.setCompletionDword(0, data.FixedProtocolReturnData);
+    command.setCompletionDword(1, data.ProtocolDataRequestSubValue4);
+    command.setCompletionDword(2, data.ProtocolDataRequestSubValue2);
+    command.setCompletionDword(3, data.ProtocolDataRequestSubValue3);
 }
 
 void fillProtocolCommand(uint8_t* block, const NvmeCommand& command, uint32_t dataSize) {

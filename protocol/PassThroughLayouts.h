@@ -63,10 +63,7 @@ struct ScsiPassThroughWithSense {
     uint8_t sense[32];
 };
 
-// STORAGE_PROPERTY_QUERY head followed by STORAGE_PROTOCOL_SPECIFIC_DATA.
-struct StorageProtocolQuery {
-    uint32_t PropertyId;
-    uint32_t QueryType;
+struct StorageProtocolSpecificData {
     uint32_t ProtocolType;
     uint32_t DataType;
     uint32_t ProtocolDataRequestValue;
@@ -79,20 +76,17 @@ struct StorageProtocolQuery {
     uint32_t ProtocolDataRequestSubValue4;
 };
 
-// STORAGE_PROTOCOL_DATA_DESCRIPTOR: Version and Size, then the same fields.
+// STORAGE_PROPERTY_QUERY head with the specific data as its parameters.
+struct StorageProtocolQuery {
+    uint32_t PropertyId;
+    uint32_t QueryType;
+    StorageProtocolSpecificData ProtocolSpecificData;
+};
+
 struct StorageProtocolDataDescriptor {
     uint32_t Version;
     uint32_t Size;
-    uint32_t ProtocolType;
-    uint32_t DataType;
-    uint32_t ProtocolDataRequestValue;
-    uint32_t ProtocolDataRequestSubValue;
-    uint32_t ProtocolDataOffset;
-    uint32_t ProtocolDataLength;
-    uint32_t FixedProtocolReturnData;
-    uint32_t ProtocolDataRequestSubValue2;
-    uint32_t ProtocolDataRequestSubValue3;
-    uint32_t ProtocolDataRequestSubValue4;
+    StorageProtocolSpecificData ProtocolSpecificData;
 };
 
 struct StorageProtocolCommand {
@@ -176,10 +170,11 @@ static_assert(offsetof(ScsiPassThroughDirect64, DataBuffer) == 24);
 static_assert(offsetof(ScsiPassThroughDirect64, SenseInfoOffset) == 32);
 static_assert(offsetof(ScsiPassThroughDirect64, Cdb) == 36);
 static_assert(sizeof(ScsiPassThroughWithSense) == 92 && offsetof(ScsiPassThroughWithSense, sense) == 60);
-static_assert(sizeof(StorageProtocolQuery) == 48 && offsetof(StorageProtocolQuery, ProtocolDataOffset) == 24);
-static_assert(offsetof(StorageProtocolQuery, FixedProtocolReturnData) == 32);
+static_assert(sizeof(StorageProtocolSpecificData) == 40);
+static_assert(offsetof(StorageProtocolSpecificData, FixedProtocolReturnData) == 24);
+static_assert(sizeof(StorageProtocolQuery) == 48 && offsetof(StorageProtocolQuery, ProtocolSpecificData) == 8);
 static_assert(sizeof(StorageProtocolDataDescriptor) == 48);
-static_assert(offsetof(StorageProtocolDataDescriptor, ProtocolDataRequestSubValue4) == 44);
+static_assert(offsetof(StorageProtocolDataDescriptor, ProtocolSpecificData) == 8);
 static_assert(sizeof(StorageProtocolCommand) == 144);
 static_assert(offsetof(StorageProtocolCommand, TimeOutValue) == 40);
 static_assert(offsetof(StorageProtocolCommand, CommandSpecific) == 56);
@@ -195,7 +190,7 @@ static_assert(sizeof(ScsiAddress) == 8);
 
 // Sizes the routes use that are not sizeof of a structure above.
 constexpr uint32_t kStorageProtocolCommandLength = 84;  // Windows' sizeof with its one-byte Command[]
-constexpr uint32_t kProtocolSpecificDataSize = 40;
+constexpr uint32_t kProtocolSpecificDataSize = sizeof(StorageProtocolSpecificData);
 constexpr uint32_t kNvmeQueryBufferSize = 48 + 4096;
 constexpr uint32_t kProtocolCommandDataOffset = 208;
 constexpr uint32_t kProtocolCommandErrorInfoOffset = 144;

@@ -29,7 +29,7 @@ namespace {
 constexpr uint8_t kCriticalThresholdBits = 0x03;
 
 bool isNvmeDisk(const DiskBase& disk) {
-    return disk.diskKind() == disk_kind::kNvme || disk.diskKind() == disk_kind::kJMicronNvme;
+    return disk.diskKind() == diskkind::kNvme || disk.diskKind() == diskkind::kJMicronNvme;
 }
 
 std::string csvTime() { return timeStampText(hostClockMilliseconds()).substr(0, 19); }

@@ -62,10 +62,9 @@ TEST(DiskCommandsEndToEnd, MissingDiskAnswers) {
     EXPECT_EQ(runZelCli("--monitor --diskid 0", dir.path(), env).exitCode, 1u);  // no PCIe side
     EXPECT_EQ(runZelCli("--close_winio", dir.path(), env).exitCode, 0u);
 
-    // A description that does not load leaves a host without disks.
-    const zeltest::ChildResult broken = runZelCli("--exist --diskid 0", dir.path(), {hostIn(dir, "{")});
-    EXPECT_EQ(broken.exitCode, 0xC0380011u);
-    EXPECT_TRUE(contains(broken.output, "Cannot load host description")) << broken.output;
+    // A description that does not load leaves a host without disks (its
+    // message: tests/vhost/VirtualHostTest.cpp).
+    EXPECT_EQ(runZelCli("--exist --diskid 0", dir.path(), {hostIn(dir, "{")}).exitCode, 0xC0380011u);
 }
 
 TEST(DiskCommandsEndToEnd, InfoOnTheExampleHost) {
@@ -112,8 +111,6 @@ TEST(DiskCommandsEndToEnd, InfoOnTheExampleHost) {
     const zeltest::ChildResult all = runZelCli("--info --out-ini all.ini", dir.path(), env);
     EXPECT_TRUE(contains(all.output, "Output disk info to file ")) << all.output;
     EXPECT_EQ(GetPrivateProfileIntA("Disk9", "DiskType", -1, dir.file("all.ini").c_str()), 22);
-    EXPECT_EQ(GetPrivateProfileIntA("Disk3", "ProtocolType", -1, dir.file("all.ini").c_str()), 7);
-    EXPECT_EQ(GetPrivateProfileIntA("Disk2", "ProtocolType", -1, dir.file("all.ini").c_str()), 8);
     EXPECT_EQ(GetPrivateProfileIntA("DiskList", "Count", -1, dir.file("all.ini").c_str()), 10);
     GetPrivateProfileStringA("Disk0", "Capacity", "", text, sizeof(text), dir.file("all.ini").c_str());
     EXPECT_STREQ(text, "512110190592") << "past 32 bits";

@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "core/ErrorCodes.h"
 #include "core/ProcessSwitches.h"
 #include "core/TextFormat.h"
 #include "disk/DiskKinds.h"
@@ -151,21 +152,28 @@ TEST_F(DiskListTest, ZelnvmeSwitchOverridesTheProvider) {
 }
 
 // ATA identify and SMART and the NVMe log pages are used by the rw and smart
-// runs end to end; nothing else asks for the NVMe identify data.
-TEST_F(DiskListTest, NvmeIdentifyDataAndADiskWithoutIdentify) {
-    zeltest::InstalledHost installed(zeltest::routeHost());
+// runs end to end; nothing else asks for the NVMe identify data. Each NVMe
+// class reads it through its own route: the inbox query, the bridge's tunnel.
+TEST_F(DiskListTest, NvmeIdentifyOnEachRouteAndADiskWithoutIdentify) {
+    zeltest::InstalledHost installed(hostOf({disk(1, 17, "", "NVMe Inbox", "A", R"(, "driver": {"provider": "Microsoft"})"),
+                                             disk(5, 7, "JMicron", "Generic USB", "B"), disk(6, 7, "", "USB DISK", "C")}));
     zel::DiskList& list = build();
-    auto* nvme = dynamic_cast<zel::NvmeSsd*>(list.findDisk({1, "", "", ""}));
-    ASSERT_NE(nvme, nullptr);
     std::vector<uint8_t> data;
-    ASSERT_EQ(nvme->identify(&data), 0u);
-    ASSERT_EQ(data.size(), 4096u);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&data[24]), 15), "Test NVMe Inbox");
-    ASSERT_EQ(nvme->identifyNamespace(1, &data), 0u);
-    uint64_t size = 0;
-    std::memcpy(&size, data.data(), 8);
-    EXPECT_EQ(size, 131072u);
-    EXPECT_EQ(list.findDisk({5, "", "", ""})->identify(&data), 0x20000008u) << "a USB stick";
+    for (const auto& [number, model] : {std::pair<int, std::string>{1, "NVMe Inbox"}, {5, "Generic USB"}}) {
+        auto* nvme = dynamic_cast<zel::NvmeDisk*>(list.findDisk({number, "", "", ""}));
+        ASSERT_NE(nvme, nullptr) << number;
+        ASSERT_EQ(nvme->identify(&data), 0u) << number;
+        ASSERT_EQ(data.size(), 4096u);
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(&data[24]), model.size()), model);
+        ASSERT_EQ(nvme->identifyNamespace(1, &data), 0u) << number;
+        uint64_t size = 0;
+        std::memcpy(&size, data.data(), 8);
+        EXPECT_EQ(size, 2048u) << number;
+    }
+    auto* bridged = dynamic_cast<zel::NvmeDisk*>(list.findDisk({5, "", "", ""}));
+    EXPECT_EQ(bridged->identifyNamespace(2, &data), zel::err::kNvmeStatus) << "one namespace behind the bridge";
+    EXPECT_EQ(zel::lastError(), zel::err::kNvmeStatus);
+    EXPECT_EQ(list.findDisk({6, "", "", ""})->identify(&data), 0x20000008u) << "a USB stick";
 }
 
 TEST_F(DiskListTest, PortIoDriverClosesForGood) {

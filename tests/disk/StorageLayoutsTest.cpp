@@ -26,10 +26,9 @@ TEST(StorageLayouts, DescriptorStringsAndBusType) {
     EXPECT_EQ(zel::parseDeviceDescriptor(bytes.data(), 43).vendor, "");
 }
 
-TEST(StorageLayouts, QueryAlignmentGeometryNumber) {
-    const std::vector<uint8_t> query = zel::makePropertyQuery(6);
-    EXPECT_EQ(query, (std::vector<uint8_t>{6, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
-
+// The values as the disk list reads them through the virtual host are checked
+// in DiskListTest.cpp; here the answers too short to read.
+TEST(StorageLayouts, AlignmentGeometryNumber) {
     uint8_t align[28] = {};
     align[17] = 0x10;  // 4096
     align[20] = 0x00;
@@ -51,11 +50,6 @@ TEST(StorageLayouts, QueryAlignmentGeometryNumber) {
     EXPECT_EQ(bps, 512u);
     EXPECT_FALSE(zel::parseGeometryEx(geometry, 39, &size, &bps));
 
-    const uint8_t number[12] = {7, 0, 0, 0, 3, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF};
-    const zel::DeviceNumberFields n = zel::parseDeviceNumber(number);
-    EXPECT_EQ(n.deviceType, 7u);
-    EXPECT_EQ(n.deviceNumber, 3u);
-    EXPECT_EQ(n.partitionNumber, 0xFFFFFFFFu);
 }
 
 }  // namespace

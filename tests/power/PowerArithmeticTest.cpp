@@ -7,7 +7,7 @@
 #include "power/PowerRegisters.h"
 
 using namespace zel;
-using namespace zel::power_reg;
+using namespace zel::powerreg;
 
 // A board's reading and its line are checked end to end; here the bytes
 // around the measurement and the padding of small values.

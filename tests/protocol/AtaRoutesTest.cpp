@@ -22,25 +22,21 @@ using zeltest::LogCapture;
 using zeltest::ataCommand;
 using zeltest::identifyCommand;
 
-TEST(AtaProtocolOverAta, BlockFieldsAndTheDefaultTimeout) {
-    InstalledHost installed(zeltest::routeHost());
-    std::vector<uint8_t> sector(512);
-    AtaCommand identify = identifyCommand();
-    ASSERT_TRUE(createProtocol(ProtocolCode::kAtaOverAta)->sendCommand(0u, sector.data(), 512, &identify));
-    EXPECT_EQ(+identify.timeout, 8u) << "timeout 0 becomes 8 in the record";
-    const vhost::DecodedRequest request = installed.host().lastRequest();
-    EXPECT_EQ(request.inSize, 48u);
-    EXPECT_EQ(request.ataFlags, 0x03) << "data in plus DRDY required";
-    EXPECT_EQ(request.timeout, 8u);
-}
-
 // The high bytes travel in the previous task file; a 28-bit command takes
-// LBA bits 27..24 from the device byte but prints the whole field.
-TEST(AtaProtocolOverAta, TaskFileOf28And48BitCommands) {
+// LBA bits 27..24 from the device byte but prints the whole field (the
+// 48-bit send line is checked through ZelCli.exe).
+TEST(AtaProtocolOverAta, BlockAndTaskFileOf28And48BitCommands) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
     auto route = createProtocol(ProtocolCode::kAtaOverAta);
     std::vector<uint8_t> data(1024);
+    AtaCommand identify = identifyCommand();
+    ASSERT_TRUE(route->sendCommand(0u, data.data(), 512, &identify));
+    EXPECT_EQ(+identify.timeout, 8u) << "timeout 0 becomes 8 in the record";
+    EXPECT_EQ(installed.host().lastRequest().inSize, 48u);
+    EXPECT_EQ(installed.host().lastRequest().ataFlags, 0x03) << "data in plus DRDY required";
+    EXPECT_EQ(installed.host().lastRequest().timeout, 8u);
+
     AtaCommand wide = ataCommand(0x25, ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma, 0x123456789ABCull,
                                  0x0102, 0x40, 0xAB12);
     EXPECT_FALSE(route->sendCommand(0u, data.data(), 1024, &wide)) << "beyond the end: ID not found";
@@ -50,8 +46,6 @@ TEST(AtaProtocolOverAta, TaskFileOf28And48BitCommands) {
     EXPECT_EQ(seen.feature, 0xAB12);
     EXPECT_EQ(seen.count, 0x0102);
     EXPECT_EQ(seen.device, 0x40);
-    EXPECT_TRUE(log.contains("[AtaProtocolOverAta] Send command: FEATURE=0xAB12, COUNT=0x0102, "
-                             "LBA=0x123456789ABC, DEVICE=0x40, COMMAND=0x25, dataSize=1024"));
 
     AtaCommand narrow = ataCommand(0x20, ataflags::kDataIn, 0x30ABCDEF1ull, 1, 0xE0);
     route->sendCommand(0u, data.data(), 512, &narrow);

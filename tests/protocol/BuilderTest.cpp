@@ -38,18 +38,21 @@ TEST(SatCommandBuilder, PassThroughCdbs) {
     EXPECT_EQ(cdbOf(scsi), (std::vector<uint8_t>{0xA1, 0x0A, 0x06, 0x00, 0x01, 0xF1, 0xDE, 0xBC, 0xEA, 0x30, 0, 0}));
     EXPECT_EQ(scsi.direction, 0);
 
-    EXPECT_EQ(buildSatCommand(ata(0xE7, 0)).cdb[1], 0x00);
-    EXPECT_EQ(buildSatCommand(ata(0xE7, 0)).cdb[2], 0x00);
-    EXPECT_EQ(buildSatCommand(ata(0xEA, ataflags::k48Bit)).cdb[1], 0x01);
-    EXPECT_EQ(buildSatCommand(ata(0xEA, ataflags::kDma)).cdb[1], 0x0C) << "no data with DMA: protocol 6";
-    EXPECT_EQ(buildSatCommand(ata(0x35, ataflags::kDataOut | ataflags::kDma | ataflags::k48Bit)).cdb[1], 0x17);
+    // PROTOCOL and EXTEND in byte 1, the transfer flags in byte 2; DMA without data is protocol 6.
+    const struct { uint16_t flags; uint8_t byte1, byte2; } transfers[] = {
+        {0, 0x00, 0x00}, {ataflags::k48Bit, 0x01, 0x00}, {ataflags::kDma, 0x0C, 0x00},
+        {ataflags::kDataOut | ataflags::kDma | ataflags::k48Bit, 0x17, 0x06}};
+    for (const auto& t : transfers) {
+        const ScsiCommand sat = buildSatCommand(ata(0xEA, t.flags));
+        EXPECT_EQ(sat.cdb[1], t.byte1) << t.flags;
+        EXPECT_EQ(sat.cdb[2], t.byte2) << t.flags;
+    }
 }
 
 TEST(NvmeCompletionStore, CrossedDwordsAndErrorCode) {
     StorageProtocolDataDescriptor descriptor{};
-    descriptor.FixedProtocolReturnData = 0x11;
-    uint32_t words[3] = {0x22, 0x33, 0x44};  // offsets 36, 40, 44
-    std::memcpy(reinterpret_cast<uint8_t*>(&descriptor) + 36, words, 12);
+    const uint32_t words[4] = {0x11, 0x22, 0x33, 0x44};  // offsets 32, 36, 40, 44
+    std::memcpy(reinterpret_cast<uint8_t*>(&descriptor) + 32, words, 16);
     NvmeCommand command;
     storeQueryCompletion(command, descriptor);
     EXPECT_EQ(command.completionDword(0), 0x11u);

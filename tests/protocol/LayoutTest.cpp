@@ -11,8 +11,6 @@
 
 namespace {
 
-using zel::StorageProtocolDataDescriptor;
-
 // Same size, and each named field at the platform structure's offset.
 #define ZEL_SAME_AT(ours, theirs, field) static_assert(offsetof(ours, field) == offsetof(theirs, field), #field);
 #define ZEL_SAME_1(o, t, f) ZEL_SAME_AT(o, t, f)
@@ -32,18 +30,14 @@ ZEL_SAME_LAYOUT(10, zel::ScsiPassThroughDirect64, SCSI_PASS_THROUGH_DIRECT, Scsi
 ZEL_SAME_LAYOUT(5, zel::SrbIoControl, SRB_IO_CONTROL, Signature, Timeout, ControlCode, ReturnCode, Length)
 ZEL_SAME_LAYOUT(4, zel::ScsiAddress, SCSI_ADDRESS, PortNumber, PathId, TargetId, Lun)
 
-static_assert(sizeof(StorageProtocolDataDescriptor) == sizeof(STORAGE_PROTOCOL_DATA_DESCRIPTOR));
-static_assert(offsetof(StorageProtocolDataDescriptor, ProtocolType) ==
-              offsetof(STORAGE_PROTOCOL_DATA_DESCRIPTOR, ProtocolSpecificData));
-static_assert(offsetof(StorageProtocolDataDescriptor, FixedProtocolReturnData) ==
-              offsetof(STORAGE_PROTOCOL_DATA_DESCRIPTOR, ProtocolSpecificData) +
-                  offsetof(STORAGE_PROTOCOL_SPECIFIC_DATA, FixedProtocolReturnData));
-static_assert(offsetof(StorageProtocolDataDescriptor, ProtocolDataRequestSubValue4) ==
-              offsetof(STORAGE_PROTOCOL_DATA_DESCRIPTOR, ProtocolSpecificData) +
-                  offsetof(STORAGE_PROTOCOL_SPECIFIC_DATA, ProtocolDataRequestSubValue4));
-static_assert(zel::kProtocolSpecificDataSize == sizeof(STORAGE_PROTOCOL_SPECIFIC_DATA));
+ZEL_SAME_LAYOUT(10, zel::StorageProtocolSpecificData, STORAGE_PROTOCOL_SPECIFIC_DATA, ProtocolType, DataType,
+                ProtocolDataRequestValue, ProtocolDataRequestSubValue, ProtocolDataOffset, ProtocolDataLength,
+                FixedProtocolReturnData, ProtocolDataRequestSubValue2, ProtocolDataRequestSubValue3,
+                ProtocolDataRequestSubValue4)
+ZEL_SAME_LAYOUT(1, zel::StorageProtocolDataDescriptor, STORAGE_PROTOCOL_DATA_DESCRIPTOR, ProtocolSpecificData)
 // The query is STORAGE_PROPERTY_QUERY's two ids followed by the specific data.
-static_assert(offsetof(zel::StorageProtocolQuery, ProtocolType) == offsetof(STORAGE_PROPERTY_QUERY, AdditionalParameters));
+static_assert(offsetof(zel::StorageProtocolQuery, ProtocolSpecificData) ==
+              offsetof(STORAGE_PROPERTY_QUERY, AdditionalParameters));
 static_assert(sizeof(zel::StorageProtocolQuery) == 8 + sizeof(STORAGE_PROTOCOL_SPECIFIC_DATA));
 
 }  // namespace

@@ -12,7 +12,6 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/TestHosts.h"
 #include "vhost/AtaDevice.h"
-#include "vhost/ScsiTarget.h"
 
 using namespace zel;
 using zeltest::InstalledHost;
@@ -29,12 +28,11 @@ ScsiCommand cdbOf(std::initializer_list<uint8_t> bytes, uint8_t direction) {
     return command;
 }
 
-std::vector<uint8_t> satCdb(vhost::VirtualHost& host, int disk) { return host.disk(disk)->scsi()->lastCdb(); }
-
 }  // namespace
 
-// Inquiry data and its send line are also checked through ZelCli.exe
-// (tests/io/CmdEndToEndTest.cpp); here the block and data going out.
+// Inquiry data and its send line are checked through ZelCli.exe
+// (tests/io/CmdEndToEndTest.cpp), the line's whole format on the console
+// below; here the block and data going out.
 TEST(ScsiProtocol, BlockFieldsDataBothWaysAndACheckCondition) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
@@ -49,8 +47,6 @@ TEST(ScsiProtocol, BlockFieldsDataBothWaysAndACheckCondition) {
     EXPECT_EQ(request.targetId, 1) << "the route sends TargetId 1";
     EXPECT_EQ(request.dataIn, 1);
     EXPECT_EQ(request.timeout, 30u);
-    EXPECT_TRUE(log.contains("DEBUG    [ScsiProtocol] Send CDB(6): 12 00 00 00 60 00 00 00 00 00 00 00 00 00 00 00, "
-                             "dataSize=96\n"));
 
     std::vector<uint8_t> out(1024), in(1024);
     for (size_t i = 0; i < out.size(); ++i) out[i] = static_cast<uint8_t>(i * 13 + 1);
@@ -91,8 +87,6 @@ TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
     std::vector<uint8_t> sector(512);
     AtaCommand identify = zeltest::identifyCommand();
     ASSERT_TRUE(route->sendCommand(4u, sector.data(), 512, &identify));
-    EXPECT_EQ(satCdb(installed.host(), 4),
-              (std::vector<uint8_t>{0xA1, 0x08, 0x0E, 0x00, 0x01, 0x00, 0x00, 0x00, 0xA0, 0xEC, 0x00, 0x00}));
     EXPECT_EQ(installed.host().lastRequest().dataIn, 1);
     EXPECT_EQ(zeltest::ataString(sector.data(), 27, 20), "SATA Enclosure");
     EXPECT_EQ(+identify.command, 0xEC) << "no registers come back on this route";
@@ -127,18 +121,14 @@ TEST(AtaProtocolOverUsb, StrictBridgeAndAtaErrorBehindIt) {
     EXPECT_EQ(+identify.command, 0xEC) << "the ATA status is not read back over USB";
 }
 
-TEST(ScsiProtocol, InjectedCheckConditionAndIoctlFailure) {
+// A check condition is covered above; a failed IOCTL leaves its Windows error.
+TEST(ScsiProtocol, IoctlFailure) {
     InstalledHost installed(zeltest::routeHost(
-        R"("faults": [{"kind": "scsi_check", "opcode": "0x28", "senseKey": 3, "asc": "0x11"},
-                      {"kind": "ioctl_error", "ioctl": "0x4D014", "windowsError": 121, "times": 1}])",
-        5));
+        R"("faults": [{"kind": "ioctl_error", "ioctl": "0x4D014", "windowsError": 121, "times": 1}])", 5));
     auto route = createProtocol(ProtocolCode::kScsi);
     std::vector<uint8_t> data(512);
     ScsiCommand inquiry = cdbOf({0x12, 0, 0, 0, 36, 0}, scsidir::kIn);
     EXPECT_FALSE(route->sendCommand(5u, data.data(), 36, &inquiry));
     EXPECT_EQ(lastError(), 121u);
     EXPECT_TRUE(route->sendCommand(5u, data.data(), 36, &inquiry)) << "the IOCTL fault fired once";
-    ScsiCommand read10 = cdbOf({0x28, 0, 0, 0, 0, 0, 0, 0, 1, 0}, scsidir::kIn);
-    EXPECT_FALSE(route->sendCommand(5u, data.data(), 512, &read10));
-    EXPECT_EQ(+read10.scsiStatus, 2);
 }
