@@ -16,21 +16,19 @@ namespace {
 class ScriptedAction : public ActionBase {
 public:
     ScriptedAction(bool initOk, zel::ErrorCode initCode, zel::ErrorCode runCode)
-        : initOk_(initOk), initCode_(initCode), runCode_(runCode) {}
+        : initOk(initOk), initCode(initCode), runCode(runCode) {}
     std::string name() const override { return "fake"; }
     bool init(const zel::ParseResult&) override {
-        zel::setLastError(initCode_);
-        return initOk_;
+        zel::setLastError(initCode);
+        return initOk;
     }
     zel::ErrorCode execute(const zel::ParseResult&) override {
         ++executed;
-        return runCode_;
+        return runCode;
     }
+    const bool initOk;
+    const zel::ErrorCode initCode, runCode;
     int executed = 0;
-
-private:
-    bool initOk_;
-    zel::ErrorCode initCode_, runCode_;
 };
 
 class DispatchTest : public testing::Test {

@@ -7,11 +7,8 @@
 
 namespace {
 
-zel::ParseResult args(std::vector<std::pair<std::string, std::string>> values) {
-    return zel::ParseResult(std::move(values));
-}
-
 using Values = std::vector<std::pair<std::string, std::string>>;
+zel::ParseResult args(Values values) { return zel::ParseResult(std::move(values)); }
 
 template <typename Job, typename Read>
 Job read(Read reader, const Values& values) {
@@ -121,7 +118,7 @@ TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
     const std::string longName(300, 'n');
     const std::string roomless(250, 'd');  // a log folder that leaves a default name no room
     struct Case {
-        std::vector<std::pair<std::string, std::string>> values;
+        Values values;
         const char* option;  // nullptr: accepted
         Kind kind;
     } cases[] = {

@@ -30,14 +30,8 @@ constexpr uint32_t kOsDriveCode = 0x20000005;
 
 // The OS drive's kinds, as bits so that a row names the kinds it applies to.
 enum Kind : unsigned {
-    kSata = 1u << 0,
-    kNvmeInbox = 1u << 1,
-    kNvmeRst = 1u << 2,
-    kNvmeMiniport = 1u << 3,
-    kUsbSat = 1u << 4,
-    kUsbStick = 1u << 5,
-    kJMicron = 1u << 6,
-    kSataWindowsSecond = 1u << 7,
+    kSata = 1u << 0, kNvmeInbox = 1u << 1, kNvmeRst = 1u << 2, kNvmeMiniport = 1u << 3,
+    kUsbSat = 1u << 4, kUsbStick = 1u << 5, kJMicron = 1u << 6, kSataWindowsSecond = 1u << 7,
 };
 constexpr unsigned kAta = kSata | kSataWindowsSecond;
 constexpr unsigned kNvmeRoutes = kNvmeInbox | kNvmeRst | kNvmeMiniport;
@@ -103,7 +97,7 @@ using HostRecord = std::map<std::string, std::string>;
 
 class OsDriveMatrix : public testing::Test {
 protected:
-    // Each row runs once per OS drive kind it names, against a fresh host.
+    // Each row runs on disk 0 once per OS drive kind it names, against a fresh host.
     // Refused: 0x20000005, no SUCCESS line and no trace. Allowed: 0 and no
     // trace but the files a precondition adds on the volumes (the disk stays).
     void expect(const std::vector<Row>& rows, bool refused) {
@@ -114,9 +108,9 @@ protected:
                 zeltest::StandInControl tools;
                 prepare(dir, drive);
                 HostRecord before = record(dir, tools);
-                const zeltest::ChildResult result =
-                    zeltest::runZelCli(std::string(row.args) + " --logdir \"" + dir.path() + "\" --logfile run.log",
-                                       dir.path(), {"ZELCLI_VHOST=" + dir.file("host.json"), tools.environment()});
+                const zeltest::ChildResult result = zeltest::runZelCli(
+                    std::string(row.args) + " -d 0 --logdir \"" + dir.path() + "\" --logfile run.log", dir.path(),
+                    {"ZELCLI_VHOST=" + dir.file("host.json"), tools.environment()});
                 HostRecord after = record(dir, tools);
                 if (!refused) before.erase("volume files"), after.erase("volume files");
                 const std::string changed = differences(before, after);
@@ -133,9 +127,7 @@ protected:
 private:
     static std::string hex(uint32_t code) { return zel::formatText("0x%08X", code); }
 
-    static std::string state(const zeltest::TempDir& dir, const std::string& name) {
-        return dir.file("host.json.state\\" + name);
-    }
+    static std::string state(const zeltest::TempDir& dir, const std::string& n) { return dir.file("host.json.state\\" + n); }
 
     // The host, a known image of the OS drive's first 128 KiB (so a write
     // anywhere changes its digest or its length), and the files the rows use.
@@ -217,89 +209,83 @@ private:
 // kinds, each kind on some; the kind-dependent ones (routes, flows) on each.
 TEST_F(OsDriveMatrix, WritesCommandsAndPowerControlsAreRefused) {
     expect({
-        {"-a rw -d 0 --size 64 --rw write", kAll},
-        {"-a rw -d 0 --size 64 --rw randwrite --bs 4k --totalloop 1", kNvmeRst | kUsbStick},
-        {"-a rw -d 0 --size 64 --rw gapwrite --section 8 --gap 8 --bs 4k", kNvmeInbox | kSataWindowsSecond},
-        {"-a rw -d 0 --size 64 --rw trim", kSata | kNvmeMiniport | kUsbSat},
-        {"-a rw -d 0 --size 64 --rw randtrim --bs 4k", kNvmeInbox | kJMicron},
-        {"-a rw -d 0 --size 64 --rw vucmdwrtrim", kNvmeInbox | kNvmeMiniport},
+        {"-a rw --size 64 --rw write", kAll},
+        {"-a rw --size 64 --rw randwrite --bs 4k --totalloop 1", kNvmeRst | kUsbStick},
+        {"-a rw --size 64 --rw gapwrite --section 8 --gap 8 --bs 4k", kNvmeInbox | kSataWindowsSecond},
+        {"-a rw --size 64 --rw trim", kSata | kNvmeMiniport | kUsbSat},
+        {"-a rw --size 64 --rw randtrim --bs 4k", kNvmeInbox | kJMicron},
+        {"-a rw --size 64 --rw vucmdwrtrim", kNvmeInbox | kNvmeMiniport},
         // Copy files writes on the disk's volume; format and clean take its volumes away.
-        {"-a rw -d 0 --rw write --iotype file --src C:\\src.bin", kSata | kSataWindowsSecond},
-        {"--formatd -d 0 -a rw --rw precondition --iotype file", kUsbStick},
-        {"--cleand -d 0 -a rw --rw precondition --iotype file", kNvmeRst},
-        {"--formatd -d 0", kSata | kJMicron},
-        {"--cleand -d 0", kNvmeInbox | kSataWindowsSecond},
-        {"-a wkld -d 0 --path wl.txt", kSata | kUsbSat | kSataWindowsSecond},
+        {"-a rw --rw write --iotype file --src C:\\src.bin", kSata | kSataWindowsSecond},
+        {"--formatd -a rw --rw precondition --iotype file", kUsbStick},
+        {"--cleand -a rw --rw precondition --iotype file", kNvmeRst},
+        {"--formatd", kSata | kJMicron},
+        {"--cleand", kNvmeInbox | kSataWindowsSecond},
+        {"-a wkld --path wl.txt", kSata | kUsbSat | kSataWindowsSecond},
         // ATA on the drive's own route: writes, trim, microcode, security erase, sanitize.
-        {"-a cmd -d 0 --command 0x35 --48bit --lba 8 --device 0x40 --io out --in-bin sector.bin", kAta},
-        {"-a cmd -d 0 --command 0x30 --lba 8 --device 0x40 --io out --in-bin sector.bin", kSata},
-        {"-a cmd -d 0 --command 0x06 --feature 1 --48bit --device 0x40 --io out --in-bin dsm.bin", kSata},
-        {"-a cmd -d 0 --command 0x92 --feature 0x07 --io out --in-bin sector.bin", kSata},
-        {"-a cmd -d 0 --command 0xF4 --io out --in-bin sector.bin", kSata},
-        {"-a cmd -d 0 --command 0xB4 --48bit --feature 0x12 --lba 0x426B4572 --device 0x40", kSata},
-        {"-a cmd -d 0 --command 0xE0", kSata},
-        {"-a cmd -d 0 --protocol scsi --cdb \"1B 00 00 00 00 00\"", kUsbSat | kUsbStick},
+        {"-a cmd --command 0x35 --48bit --lba 8 --device 0x40 --io out --in-bin sector.bin", kAta},
+        {"-a cmd --command 0x30 --lba 8 --device 0x40 --io out --in-bin sector.bin", kSata},
+        {"-a cmd --command 0x06 --feature 1 --48bit --device 0x40 --io out --in-bin dsm.bin", kSata},
+        {"-a cmd --command 0x92 --feature 0x07 --io out --in-bin sector.bin", kSata},
+        {"-a cmd --command 0xF4 --io out --in-bin sector.bin", kSata},
+        {"-a cmd --command 0xB4 --48bit --feature 0x12 --lba 0x426B4572 --device 0x40", kSata},
+        {"-a cmd --command 0xE0", kSata},
+        {"-a cmd --protocol scsi --cdb \"1B 00 00 00 00 00\"", kUsbSat | kUsbStick},
         // The trim shortcut on each route's own trim.
-        {"-a cmd -d 0 --trim --lba 8 --datalen 4096", kAll & ~(kUsbStick | kSataWindowsSecond)},
-        {"-a cmd -d 0 --protocol nvme --trim --lba 8 --datalen 4096", kJMicron},
+        {"-a cmd --trim --lba 8 --datalen 4096", kAll & ~(kUsbStick | kSataWindowsSecond)},
+        {"-a cmd --protocol nvme --trim --lba 8 --datalen 4096", kJMicron},
         // SCSI reaches every disk; the SAT bridge takes the whole set.
-        {"-a cmd -d 0 --protocol scsi --cdb \"2A 00 00 00 00 08 00 00 01 00\" --io out --in-bin sector.bin", kAll},
-        {"-a cmd -d 0 --protocol scsi --cdb \"85 0B 06 00 00 00 01 00 08 00 00 00 00 40 34 00\" --io out "
-         "--in-bin sector.bin",
-         kUsbSat | kSata},
-        {"-a cmd -d 0 --protocol scsi --cdb \"A1 0A 06 00 01 08 00 00 40 30 00 00\" --io out --in-bin sector.bin",
-         kUsbSat},
-        {"-a cmd -d 0 --protocol scsi --cdb \"8A 00 00 00 00 00 00 00 00 08 00 00 00 01 00 00\" --io out "
-         "--in-bin sector.bin",
-         kUsbSat},
-        {"-a cmd -d 0 --protocol scsi --cdb \"04 00 00 00 00 00\"", kUsbSat | kUsbStick | kJMicron},
-        {"-a cmd -d 0 --protocol scsi --cdb \"48 02 00 00 00 00 00 00 00 00\"", kUsbSat},
-        {"-a cmd -d 0 --protocol scsi --cdb \"42 00 00 00 00 00 00 00 18 00\" --io out --in-bin unmap.bin", kUsbSat},
-        {"-a cmd -d 0 --protocol scsi --cdb \"41 00 00 00 00 08 00 00 08 00\" --io out --in-bin sector.bin", kUsbSat},
-        {"-a cmd -d 0 --protocol scsi --cdb \"93 00 00 00 00 00 00 00 00 08 00 00 00 08 00 00\" --io out "
-         "--in-bin sector.bin",
-         kUsbSat},
+        {"-a cmd --protocol scsi --cdb \"2A 00 00 00 00 08 00 00 01 00\" --io out --in-bin sector.bin", kAll},
+        {"-a cmd --protocol scsi --cdb \"85 0B 06 00 00 00 01 00 08 00 00 00 00 40 34 00\" --io out "
+         "--in-bin sector.bin", kUsbSat | kSata},
+        {"-a cmd --protocol scsi --cdb \"A1 0A 06 00 01 08 00 00 40 30 00 00\" --io out --in-bin sector.bin", kUsbSat},
+        {"-a cmd --protocol scsi --cdb \"8A 00 00 00 00 00 00 00 00 08 00 00 00 01 00 00\" --io out "
+         "--in-bin sector.bin", kUsbSat},
+        {"-a cmd --protocol scsi --cdb \"04 00 00 00 00 00\"", kUsbSat | kUsbStick | kJMicron},
+        {"-a cmd --protocol scsi --cdb \"48 02 00 00 00 00 00 00 00 00\"", kUsbSat},
+        {"-a cmd --protocol scsi --cdb \"42 00 00 00 00 00 00 00 18 00\" --io out --in-bin unmap.bin", kUsbSat},
+        {"-a cmd --protocol scsi --cdb \"41 00 00 00 00 08 00 00 08 00\" --io out --in-bin sector.bin", kUsbSat},
+        {"-a cmd --protocol scsi --cdb \"93 00 00 00 00 00 00 00 00 08 00 00 00 08 00 00\" --io out "
+         "--in-bin sector.bin", kUsbSat},
         // NVMe: the miniport route takes the whole set, every route a write and a format.
-        {"-a cmd -d 0 --protocol nvme --opc 1 --queue io --ns 1 --cdw10 8 --io out --in-bin sector.bin", kNvmeCommands},
-        {"-a cmd -d 0 --protocol nvme --opc 0x80 --ns 1", kNvmeCommands},
-        {"-a cmd -d 0 --protocol nvme --opc 8 --queue io --ns 1 --cdw10 8 --cdw12 7", kNvmeMiniport},
-        {"-a cmd -d 0 --protocol nvme --opc 4 --queue io --ns 1 --cdw10 8", kNvmeMiniport},
-        {"-a cmd -d 0 --protocol nvme --opc 9 --queue io --ns 1 --cdw11 4 --io out --in-bin range.bin",
+        {"-a cmd --protocol nvme --opc 1 --queue io --ns 1 --cdw10 8 --io out --in-bin sector.bin", kNvmeCommands},
+        {"-a cmd --protocol nvme --opc 0x80 --ns 1", kNvmeCommands},
+        {"-a cmd --protocol nvme --opc 8 --queue io --ns 1 --cdw10 8 --cdw12 7", kNvmeMiniport},
+        {"-a cmd --protocol nvme --opc 4 --queue io --ns 1 --cdw10 8", kNvmeMiniport},
+        {"-a cmd --protocol nvme --opc 9 --queue io --ns 1 --cdw11 4 --io out --in-bin range.bin",
          kNvmeMiniport | kJMicron},
-        {"-a cmd -d 0 --protocol nvme --opc 0x84 --cdw10 2", kNvmeMiniport | kNvmeRst},
-        {"-a cmd -d 0 --protocol nvme --opc 0x11 --cdw10 127 --io out --in-bin sector.bin", kNvmeMiniport},
-        {"-a cmd -d 0 --protocol nvme --opc 0x10 --cdw10 9", kNvmeMiniport | kNvmeInbox},
-        {"-a cmd -d 0 --protocol nvme --opc 0xC1 --ns 1 --io out --in-bin sector.bin", kNvmeMiniport | kNvmeInbox},
+        {"-a cmd --protocol nvme --opc 0x84 --cdw10 2", kNvmeMiniport | kNvmeRst},
+        {"-a cmd --protocol nvme --opc 0x11 --cdw10 127 --io out --in-bin sector.bin", kNvmeMiniport},
+        {"-a cmd --protocol nvme --opc 0x10 --cdw10 9", kNvmeMiniport | kNvmeInbox},
+        {"-a cmd --protocol nvme --opc 0xC1 --ns 1 --io out --in-bin sector.bin", kNvmeMiniport | kNvmeInbox},
         // Board-only controls (off, vol) on a few kinds; the flows once per
         // flow family (SATA, NVMe, USB); d3hot on every NVMe route.
-        {"-a pwr -d 0 --pwrid 1 --pwrctrl off", kSata | kNvmeInbox | kUsbStick},
-        {"-a pwr -d 0 --pwrid 1 --pwrctrl vol --vol 3.3", kNvmeRst | kJMicron},
-        {"-a pwr -d 0 --pwrid 1 --pwrctrl gsd --pwroffto 2 --pwronto 2", kSata | kNvmeMiniport | kUsbSat},
-        {"-a pwr -d 0 --pwrid 1 --pwrctrl ugsd --pwroffto 2 --pwronto 2", kNvmeInbox | kJMicron},
-        {"-a pwr -d 0 --pwrid 1 --pwrctrl ugsd --shortcycle 2 --shortcycleintv 10 --pwroffto 2 --pwronto 2",
+        {"-a pwr --pwrid 1 --pwrctrl off", kSata | kNvmeInbox | kUsbStick},
+        {"-a pwr --pwrid 1 --pwrctrl vol --vol 3.3", kNvmeRst | kJMicron},
+        {"-a pwr --pwrid 1 --pwrctrl gsd --pwroffto 2 --pwronto 2", kSata | kNvmeMiniport | kUsbSat},
+        {"-a pwr --pwrid 1 --pwrctrl ugsd --pwroffto 2 --pwronto 2", kNvmeInbox | kJMicron},
+        {"-a pwr --pwrid 1 --pwrctrl ugsd --shortcycle 2 --shortcycleintv 10 --pwroffto 2 --pwronto 2",
          kNvmeRst | kSataWindowsSecond},
-        {"-a pwr -d 0 --pwrid 1 --pwrctrl d3hot --sleepdelay 1", kNvmeRoutes | kSata},
+        {"-a pwr --pwrid 1 --pwrctrl d3hot --sleepdelay 1", kNvmeRoutes | kSata},
     }, true);
 }
 
 // Without these the refusals above could pass by refusing everything.
 TEST_F(OsDriveMatrix, ReadsStillRunOnTheOsDrive) {
     expect({
-        {"-a rw -d 0 --size 64 --rw read", kAll},
-        {"-a rw -d 0 --size 64 --rw randread --bs 4k", kNvmeRst},
+        {"-a rw --size 64 --rw read", kAll},
+        {"-a rw --size 64 --rw randread --bs 4k", kNvmeRst},
         // Precondition only adds files on the volumes.
-        {"-a rw -d 0 --rw precondition --iotype file --includedata", kSata | kSataWindowsSecond},
-        {"-a cmd -d 0 --identify", kSata | kNvmeInbox | kUsbStick | kJMicron},
-        {"-a cmd -d 0 --flush", kSata | kNvmeInbox | kNvmeRst | kUsbSat},
-        {"-a cmd -d 0 --dumptype lba --lba 8 --dumpsize 512 --dump lba.bin", kNvmeMiniport},
-        {"-a cmd -d 0 --protocol scsi --cdb \"28 00 00 00 00 08 00 00 01 00\" --io in --datalen 512",
-         kUsbSat | kUsbStick},
-        {"-a cmd -d 0 --command 0x25 --48bit --lba 8 --device 0x40 --io in --datalen 512", kSata},
-        {"-a cmd -d 0 --command 0xB0 --feature 0xD0 --lba 0xC24F00 --io in --datalen 512", kSata},
-        {"-a cmd -d 0 --protocol nvme --opc 2 --queue io --ns 1 --cdw10 8 --io in --datalen 512",
-         kNvmeMiniport | kJMicron},
-        {"-a cmd -d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F0002 --io in --datalen 512",
+        {"-a rw --rw precondition --iotype file --includedata", kSata | kSataWindowsSecond},
+        {"-a cmd --identify", kSata | kNvmeInbox | kUsbStick | kJMicron},
+        {"-a cmd --flush", kSata | kNvmeInbox | kNvmeRst | kUsbSat},
+        {"-a cmd --dumptype lba --lba 8 --dumpsize 512 --dump lba.bin", kNvmeMiniport},
+        {"-a cmd --protocol scsi --cdb \"28 00 00 00 00 08 00 00 01 00\" --io in --datalen 512", kUsbSat | kUsbStick},
+        {"-a cmd --command 0x25 --48bit --lba 8 --device 0x40 --io in --datalen 512", kSata},
+        {"-a cmd --command 0xB0 --feature 0xD0 --lba 0xC24F00 --io in --datalen 512", kSata},
+        {"-a cmd --protocol nvme --opc 2 --queue io --ns 1 --cdw10 8 --io in --datalen 512", kNvmeMiniport | kJMicron},
+        {"-a cmd --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F0002 --io in --datalen 512",
          kNvmeInbox | kJMicron},
-        {"-a cmd -d 0 --protocol nvme --opc 0x0A --cdw10 7 --io in --datalen 4", kNvmeInbox | kNvmeRst},
+        {"-a cmd --protocol nvme --opc 0x0A --cdw10 7 --io in --datalen 4", kNvmeInbox | kNvmeRst},
     }, false);
 }

@@ -16,27 +16,10 @@ namespace {
 
 using zeltest::contains;
 
-const char kSataConfig[] = R"([global]
-test_sections = main
-[main]
-protocol = ata
-attr_amount = 2
-attr_id_1 = 5
-attr_desc_1 = Reallocated sectors
-attr_id_2 = 12
-attr_desc_2 = Power cycles
-)";
-
-const char kNvmeConfig[] = R"([global]
-test_sections = health
-[health]
-protocol = nvme
-log_page = 2
-log_page_size = 512
-attr_amount = 1
-attr_id_1 = 119:112
-attr_desc_1 = Power cycles
-)";
+const char kSataConfig[] = "[global]\ntest_sections = main\n[main]\nprotocol = ata\nattr_amount = 2\n"
+                           "attr_id_1 = 5\nattr_desc_1 = Reallocated sectors\nattr_id_2 = 12\nattr_desc_2 = Power cycles\n";
+const char kNvmeConfig[] = "[global]\ntest_sections = health\n[health]\nprotocol = nvme\nlog_page = 2\n"
+                           "log_page_size = 512\nattr_amount = 1\nattr_id_1 = 119:112\nattr_desc_1 = Power cycles\n";
 
 // Many disks make the saves long enough for kills to land in them.
 constexpr int kManyDisks = 40;
@@ -158,10 +141,7 @@ TEST_F(ResultFiles, ConcurrentRunsSharingTheCommfileKeepEveryUpdate) {
 TEST_F(ResultFiles, TooLongPathsAndWideIdsAreRefusedFirst) {
     const std::string deep = dir_->file(std::string(120, 'a') + "\\" + std::string(120, 'b'));
     const std::string overFolder = deep + "\\" + std::string(299 - deep.size(), 'c');
-    struct Case {
-        std::string args;
-        std::string line;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         // The default INI name in a log folder that leaves it no room.
         {"-a cmd -d 1 --identify --logdir \"" + deep + "\"", "--out-ini gives a result file path of " +
                                                                  std::to_string(deep.size() + 18) + " characters"},
@@ -171,12 +151,12 @@ TEST_F(ResultFiles, TooLongPathsAndWideIdsAreRefusedFirst) {
         {"--enablepci --vid 70000 --did 2", "--vid does not fit in 16 bits (0 to 65535): \"70000\""},
         {"--disablepci --vid 1 --did -1", "--did does not fit in 16 bits (0 to 65535): \"-1\""},
     };
-    for (const Case& c : cases) {
-        const zeltest::ChildResult refused = zeltest::runZelCli(c.args, dir_->path(), hostEnvironment());
-        EXPECT_EQ(refused.exitCode, 0x20000004u) << c.args << "\n" << refused.output;
-        EXPECT_TRUE(contains(refused.output, "WARNING  [ZelCli] " + c.line)) << c.line << "\n" << refused.output;
+    for (const auto& [args, line] : cases) {
+        const zeltest::ChildResult refused = zeltest::runZelCli(args, dir_->path(), hostEnvironment());
+        EXPECT_EQ(refused.exitCode, 0x20000004u) << args << "\n" << refused.output;
+        EXPECT_TRUE(contains(refused.output, "WARNING  [ZelCli] " + line)) << line << "\n" << refused.output;
         EXPECT_EQ(count(refused.output, "WARNING"), 1) << refused.output;
-        EXPECT_FALSE(zeltest::fileExists(dir_->file(std::string(120, 'a')))) << c.args;
+        EXPECT_FALSE(zeltest::fileExists(dir_->file(std::string(120, 'a')))) << args;
     }
 }
 
