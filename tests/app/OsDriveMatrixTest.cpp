@@ -157,16 +157,14 @@ private:
     static std::string counters(const zeltest::TempDir& dir) {
         json all = json::parse(zeltest::readFile(state(dir, "counters.json")), nullptr, false);
         if (!all.is_object()) all = json::object();
-        std::string text;
+        json seen;
         for (const std::string disk : {"0", "1"}) {
             const json values = all.value(json::json_pointer("/disks/" + disk), json::object());
-            text += "disk " + disk + ":";
             for (const std::string key : {"powered", "powerCycles", "unsafeShutdowns", "bytesWritten", "writeCommands",
                                           "boardMillivolts"})
-                text += " " + key + "=" + values.value(key, key == "powered" ? json(true) : json(0)).dump();
-            text += "\n";
+                seen[disk][key] = values.value(key, key == "powered" ? json(true) : json(0));
         }
-        return text;
+        return seen.dump();
     }
 
     static std::string volumeFiles(const zeltest::TempDir& dir) {
@@ -175,9 +173,7 @@ private:
         for (auto it = std::filesystem::recursive_directory_iterator(state(dir, "volumes"), error);
              !error && it != std::filesystem::recursive_directory_iterator(); it.increment(error))
             names.insert(it->path().string() + (it->is_regular_file() ? " " + std::to_string(it->file_size()) : "/"));
-        std::string text;
-        for (const std::string& name : names) text += name + "\n";
-        return text;
+        return json(names).dump();
     }
 
     static HostRecord record(const zeltest::TempDir& dir, const zeltest::StandInControl& tools) {

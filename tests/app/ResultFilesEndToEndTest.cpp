@@ -52,8 +52,8 @@ protected:
     // section of one writer complete, a BIN of one sector, CSV rows after
     // one heading.
     void expectWholeFiles(const std::string& when) {
-        const std::string json = file("c.json");
-        EXPECT_TRUE(!zeltest::fileExists(dir_->file("c.json")) || nlohmann::json::accept(json)) << when << "\n" << json;
+        EXPECT_TRUE(!zeltest::fileExists(dir_->file("c.json")) || nlohmann::json::accept(file("c.json")))
+            << when << "\n" << file("c.json");
         const std::string info = zeltest::withoutCr(file("info.ini"));
         for (const std::string& line : lines(info))
             EXPECT_TRUE(line.empty() || line[0] == '[' || contains(line, "=")) << when << ": " << line;
