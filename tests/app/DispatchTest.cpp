@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <iterator>
 
 #include "app/ActionFactory.h"
 #include "app/Entry.h"
@@ -73,8 +72,8 @@ TEST_F(DispatchTest, InitAndRunResultsBecomeTheExitCode) {
         {false, 0, 0, false, 0, 1, ""},
         {true, 0, ERROR_ACCESS_DENIED, false, ERROR_ACCESS_DENIED, 1, "Failed to execute action fake... (LE=0x5, "},
     };
-    for (size_t i = 0; i < std::size(cases); ++i) {
-        const Case& c = cases[i];
+    for (const Case& c : cases) {
+        const auto i = &c - cases;
         ScriptedAction action(c.initOk, c.initCode, c.runCode);
         EXPECT_EQ(zel::dispatchAction(&action, "fake", {}, c.precheck, *options_), c.exit) << "case " << i;
         EXPECT_EQ(action.executed, c.executed) << "case " << i;

@@ -90,7 +90,7 @@ TEST_F(HostToolsEndToEnd, RescanRunsDevconAndAnswersByItsResult) {
     expectRun("--rescan --debug", 0x2000000A, {"WARNING  rescan error code: 2", "DEBUG    Rescan result=0"});
 }
 
-TEST_F(HostToolsEndToEnd, DisableHidesTheControllersDisksUntilEnabled) {
+TEST_F(HostToolsEndToEnd, DisableHidesTheControllersDisksUntilEnabledOrOnReboot) {
     expectRun("--disablepci --vid 7982 --did 43017 --debug", 0,
               {"INFO     disable device done, elapsed time: *", "DEBUG    Disable PCI device result=1"});
     EXPECT_EQ(control_.args(0), (Args{"disable", "PCI\\VEN_1F2E&DEV_A809"}));
@@ -101,9 +101,8 @@ TEST_F(HostToolsEndToEnd, DisableHidesTheControllersDisksUntilEnabled) {
     expectRun("--enablepci --vid 1 --did 2", 0x2000000B,
               {"WARNING  enable device error code: 2\nNo matching devices found.\r\n"});
     EXPECT_EQ(control_.args(control_.calls().size() - 1), (Args{"enable", "PCI\\VEN_0001&DEV_0002"}));
-}
 
-TEST_F(HostToolsEndToEnd, OnRebootCountsAsDoneEvenWithAFailingCode) {
+    // "On reboot" counts as done even with a failing code.
     control_.answer({{"verb", "disable"}, {"exit", 1}, {"output", "PCI\\VEN_1F2E: Disabled on reboot\r\n"}});
     expectRun("--disablepci --vid 7982 --did 43017", 0,
               {"INFO     disable device done, skip on reboot message, elapsed time: *"});

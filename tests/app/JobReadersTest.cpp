@@ -140,11 +140,8 @@ TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
     };
     for (const Case& c : cases) {
         auto problem = zel::findCommandLineProblem(args(c.values));
-        if (!c.option) {
-            EXPECT_FALSE(problem) << problem->option;
-            continue;
-        }
-        ASSERT_TRUE(problem) << c.option;
+        ASSERT_EQ(problem.has_value(), c.option != nullptr) << (problem ? problem->option : std::string(c.option));
+        if (!problem) continue;
         EXPECT_EQ(problem->option, c.option);
         EXPECT_EQ(problem->kind, c.kind) << c.option;
         if (c.kind == Kind::PathTooLong) {
