@@ -183,7 +183,7 @@ TEST_F(HostToolsEndToEnd, UpdateDriverOutsideTheInfFolderAnswersInverted) {
     // A successful update answers the failure code, and a failed one 0.
     const auto updated = expectRun(
         "--update-driver \"D:\\pkg\\zel nvme.inf\" -d 1", 0x2000001E,
-        {"*devcon_amd64.exe update \"PCI\\VEN_1F2E&DEV_A809\" \"D:\\pkg\\zel nvme.inf\"*", "INFO     Execute... *",
+        {"devcon_amd64.exe update \"PCI\\VEN_1F2E&DEV_A809\" \"D:\\pkg\\zel nvme.inf\"*", "INFO     Execute... *",
          "INFO     Updating drivers for PCI\\VEN_1F2E&DEV_A809 from D:\\pkg\\zel nvme.inf.\r\n"
          "Drivers installed successfully.\r\n"});
     ASSERT_EQ(control_.calls().size(), 1u);
@@ -237,7 +237,7 @@ TEST_F(HostToolsEndToEnd, DriverCommandsNeedAnNvmeDiskWithItsPciSideAndToolsThei
 TEST_F(HostToolsEndToEnd, DeleteDriverRemovesTheKeywordsPackagesAndTheDevice) {
     expectRun("--delete-driver \"Provider: Zeltron\" -d 1", 0,
               {"INFO     Going to delete driver oem3.inf", "INFO     Execute... pnputil /delete-driver oem8.inf /force",
-               "*devcon_amd64.exe remove /r \"PCI\\VEN_1F2E&DEV_A809\"*"});
+               "devcon_amd64.exe remove /r \"PCI\\VEN_1F2E&DEV_A809\"*"});
     EXPECT_EQ(tools(), (Args{"devcon_amd64.exe", "pnputil.exe", "pnputil.exe", "devcon_amd64.exe",
                              "devcon_amd64.exe"}));
     EXPECT_EQ(allArgs(), (std::vector<Args>{{"dp_enum"}, {"/delete-driver", "oem3.inf", "/force"},
