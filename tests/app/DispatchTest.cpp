@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <iterator>
 
 #include "app/ActionFactory.h"
 #include "app/Entry.h"
@@ -16,21 +15,19 @@ namespace {
 class ScriptedAction : public ActionBase {
 public:
     ScriptedAction(bool initOk, zel::ErrorCode initCode, zel::ErrorCode runCode)
-        : initOk_(initOk), initCode_(initCode), runCode_(runCode) {}
+        : initOk(initOk), initCode(initCode), runCode(runCode) {}
     std::string name() const override { return "fake"; }
     bool init(const zel::ParseResult&) override {
-        zel::setLastError(initCode_);
-        return initOk_;
+        zel::setLastError(initCode);
+        return initOk;
     }
     zel::ErrorCode execute(const zel::ParseResult&) override {
         ++executed;
-        return runCode_;
+        return runCode;
     }
+    const bool initOk;
+    const zel::ErrorCode initCode, runCode;
     int executed = 0;
-
-private:
-    bool initOk_;
-    zel::ErrorCode initCode_, runCode_;
 };
 
 class DispatchTest : public testing::Test {
@@ -75,8 +72,8 @@ TEST_F(DispatchTest, InitAndRunResultsBecomeTheExitCode) {
         {false, 0, 0, false, 0, 1, ""},
         {true, 0, ERROR_ACCESS_DENIED, false, ERROR_ACCESS_DENIED, 1, "Failed to execute action fake... (LE=0x5, "},
     };
-    for (size_t i = 0; i < std::size(cases); ++i) {
-        const Case& c = cases[i];
+    for (const Case& c : cases) {
+        const auto i = &c - cases;
         ScriptedAction action(c.initOk, c.initCode, c.runCode);
         EXPECT_EQ(zel::dispatchAction(&action, "fake", {}, c.precheck, *options_), c.exit) << "case " << i;
         EXPECT_EQ(action.executed, c.executed) << "case " << i;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <regex>
 
@@ -33,25 +34,56 @@ TEST_F(EndToEnd, HelpPrintsUsageAndSkipsLoggingSetUp) {
     EXPECT_FALSE(zeltest::fileExists(dir_.file("run.log")));
 }
 
-TEST_F(EndToEnd, UnknownOrMissingActionExitsWithWrongArguments) {
-    for (const char* args : {"-a PWR", "", "--action \"\""}) {
-        auto run = runLogged(args);
-        EXPECT_EQ(run.exitCode, 0x20000004u) << args;
-        EXPECT_TRUE(contains(run.output, "[ZelCli] No action found!")) << args;
-        EXPECT_TRUE(contains(run.output, "Usage:")) << "help follows the warning";
+// No action, an action without its options, a value that cannot be read or
+// a file option naming a device: one warning, before any disk or file is touched.
+TEST_F(EndToEnd, WrongArgumentsEndTheRunWithOneWarning) {
+    struct Case {
+        const char* args;
+        const char* line;
+        const char* also;  // what follows the warning
+    } cases[] = {
+        {"-a PWR", "[ZelCli] No action found!", "Usage:"},
+        {"", "[ZelCli] No action found!", "Usage:"},
+        {"--action \"\"", "[ZelCli] No action found!", "Usage:"},
+        {"-a rw", "Miss some options (diskid/diskmodel/disksn/diskpattern)!", "Failed to initialize action"},
+        {"-a rw -d 0", "Miss some options (rw)!", "Failed to initialize action"},
+        {"-a cmd", "Miss some options (diskid/diskmodel/disksn/diskpattern)!", "Failed to initialize action"},
+        {"-a pwr --disksn X", "Miss some options (pwrctrl)!", "Failed to initialize action"},
+        {"-a pwr --disksn X --pwrctrl on", "Miss some options (pwrid/pwrmodel)!", "Failed to initialize action"},
+        {"-a wkld -d 1", "Miss some options (diskid / path)!", "Failed to initialize action"},
+        {"-a wkld --path w.txt", "Miss some options (diskid / path)!", "Failed to initialize action"},
+        {"-a smart --diskmodel M", "Miss some options (diskid/disksn/diskpattern)!", "Failed to initialize action"},
+        {"--info --diskid abc", "[ZelCli] --diskid is not a valid number: \"abc\"", ""},
+        {"--exist --diskid 3abc", "[ZelCli] --diskid is not a valid number: \"3abc\"", ""},
+        {"--enablepci --vid 0x8086", "[ZelCli] --vid is not a valid number: \"0x8086\"", ""},
+        {"-a rw -d 1 --rw read --start 12q", "[ZelCli] --start is not a valid number: \"12q\"", ""},
+        {"--info --out-ini \\\\.\\PhysicalDrive1",
+         "[ZelCli] --out-ini names a device, not a file: \"\\\\.\\PhysicalDrive1\"", ""},
+        {"-a smart -d 1 --out-bin a.bin,\\\\.\\E:",
+         "[ZelCli] --out-bin names a device, not a file: \"a.bin,\\\\.\\E:\"", ""},
+    };
+    for (const Case& c : cases) {
+        auto run = runLogged(c.args);
+        EXPECT_EQ(run.exitCode, 0x20000004u) << c.args;
+        const size_t warning = run.output.find(std::string("WARNING  ") + c.line);
+        EXPECT_NE(warning, std::string::npos) << c.args << "\n" << run.output;
+        EXPECT_TRUE(contains(run.output.substr(std::min(warning, run.output.size())), c.also)) << c.args;
+        EXPECT_FALSE(contains(run.output, "Disk Information")) << c.args;
     }
+    const std::string text = log();  // of several runs
     std::regex line(R"((^|\n)\d{4}-\d\d-\d\d \d\d:\d\d:\d\d,\d{3} WARNING  \[ZelCli\] No action found!\r?\n)");
-    EXPECT_TRUE(std::regex_search(log(), line)) << log();
+    EXPECT_TRUE(std::regex_search(text, line)) << text;
+    EXPECT_TRUE(contains(text, "ERROR    [ZelCli] Failed to initialize action rw... (LE=0x20000004, Wrong argument "
+                               "list for this application.)"));
+    EXPECT_TRUE(contains(text, "--diskid is not a valid number")) << "the line reaches the log file";
+    auto device = runZelCli("-a x --logfile \\\\.\\PhysicalDrive1", dir_.path());
+    EXPECT_EQ(device.exitCode, 0x20000004u);
+    EXPECT_TRUE(contains(device.output, "--logfile names a device, not a file")) << device.output;
 }
 
+// Appending across runs: WrongArgumentsEndTheRunWithOneWarning reads lines
+// of several runs in one file.
 TEST_F(EndToEnd, LogFilePlacement) {
-    runLogged("-a none");
-    runLogged("-a none");
-    const std::string text = log();
-    const size_t first = text.find("No action found!");
-    ASSERT_NE(first, std::string::npos);
-    EXPECT_NE(text.find("No action found!", first + 1), std::string::npos) << "appended across runs";
-
     zeltest::TempDir other;
     auto run = runZelCli("-a x --logdir \"" + dir_.path() + "\\unused\" --logfile \"" + other.file("abs.log") + "\"");
     EXPECT_EQ(run.exitCode, 0x20000004u);
@@ -63,70 +95,12 @@ TEST_F(EndToEnd, LogFilePlacement) {
     EXPECT_TRUE(!quietFolder || std::filesystem::is_empty(dir_.file("quiet"))) << "a folder without a file name";
 }
 
-TEST_F(EndToEnd, ActionsCheckTheirRequiredOptions) {
-    struct Case {
-        const char* args;
-        const char* warning;
-    } cases[] = {
-        {"-a rw", "Miss some options (diskid/diskmodel/disksn/diskpattern)!"},
-        {"-a rw -d 0", "Miss some options (rw)!"},
-        {"-a cmd", "Miss some options (diskid/diskmodel/disksn/diskpattern)!"},
-        {"-a pwr --disksn X", "Miss some options (pwrctrl)!"},
-        {"-a pwr --disksn X --pwrctrl on", "Miss some options (pwrid/pwrmodel)!"},
-        {"-a wkld -d 1", "Miss some options (diskid / path)!"},
-        {"-a wkld --path w.txt", "Miss some options (diskid / path)!"},
-        {"-a smart --diskmodel M", "Miss some options (diskid/disksn/diskpattern)!"},
-    };
-    for (const Case& c : cases) {
-        auto run = runLogged(c.args);
-        EXPECT_EQ(run.exitCode, 0x20000004u) << c.args;
-        EXPECT_TRUE(contains(run.output, std::string("WARNING  ") + c.warning)) << c.args << "\n" << run.output;
-        EXPECT_TRUE(contains(run.output, "Failed to initialize action")) << c.args;
-    }
-    EXPECT_TRUE(contains(log(), "ERROR    [ZelCli] Failed to initialize action rw... (LE=0x20000004, Wrong argument "
-                           "list for this application.)"));
-}
-
-TEST_F(EndToEnd, GlobalCommandsAnswerBeforeActions) {
-    auto monitor = runLogged("--monitor -a rw");
-    EXPECT_EQ(monitor.exitCode, 1u) << "monitor without a disk";
-    auto update = runLogged("--update-driver \"\"");
-    EXPECT_EQ(update.exitCode, 0x20000004u) << "empty INF path\n" << update.output;
-    auto remove = runLogged("--delete-driver \"\"");
-    EXPECT_EQ(remove.exitCode, 0x20000004u) << "empty keyword\n" << remove.output;
-}
-
-TEST_F(EndToEnd, ParserErrorsAreNotCaught) {
+TEST_F(EndToEnd, GlobalCommandsAnswerBeforeActionsAndParserErrorsAreNotCaught) {
+    EXPECT_EQ(runLogged("--monitor -a rw").exitCode, 1u) << "monitor without a disk";
+    EXPECT_EQ(runLogged("--update-driver \"\"").exitCode, 0x20000004u) << "empty INF path";
+    EXPECT_EQ(runLogged("--delete-driver \"\"").exitCode, 0x20000004u) << "empty keyword";
+    // Parser errors are not caught.
     auto run = runZelCli("--no-such-option");
     EXPECT_NE(run.exitCode, 0u);
     EXPECT_TRUE(contains(run.output, "no-such-option")) << run.output;
-}
-
-// A value that cannot be read, or a file option naming a device, stops the
-// run with one warning before any disk or file is touched.
-TEST_F(EndToEnd, RefusedValuesEndTheRunFirst) {
-    struct Case {
-        const char* args;
-        const char* line;
-    } cases[] = {
-        {"--info --diskid abc", "[ZelCli] --diskid is not a valid number: \"abc\""},
-        {"--exist --diskid 3abc", "[ZelCli] --diskid is not a valid number: \"3abc\""},
-        {"--enablepci --vid 0x8086", "[ZelCli] --vid is not a valid number: \"0x8086\""},
-        {"-a rw -d 1 --rw read --start 12q", "[ZelCli] --start is not a valid number: \"12q\""},
-        {"--info --out-ini \\\\.\\PhysicalDrive1", "[ZelCli] --out-ini names a device, not a file: "
-                                                  "\"\\\\.\\PhysicalDrive1\""},
-        {"-a smart -d 1 --out-bin a.bin,\\\\.\\E:", "[ZelCli] --out-bin names a device, not a file: "
-                                                    "\"a.bin,\\\\.\\E:\""},
-    };
-    for (const Case& c : cases) {
-        auto run = runLogged(c.args);
-        EXPECT_EQ(run.exitCode, 0x20000004u) << c.args;
-        EXPECT_TRUE(contains(run.output, std::string("WARNING  ") + c.line)) << c.args << "\n" << run.output;
-        EXPECT_FALSE(contains(run.output, "Disk Information")) << c.args;
-    }
-    EXPECT_TRUE(contains(log(), "--diskid is not a valid number")) << "the line reaches the log file";
-
-    auto device = runZelCli("-a x --logfile \\\\.\\PhysicalDrive1", dir_.path());
-    EXPECT_EQ(device.exitCode, 0x20000004u);
-    EXPECT_TRUE(contains(device.output, "--logfile names a device, not a file")) << device.output;
 }

@@ -7,11 +7,8 @@
 
 namespace {
 
-zel::ParseResult args(std::vector<std::pair<std::string, std::string>> values) {
-    return zel::ParseResult(std::move(values));
-}
-
 using Values = std::vector<std::pair<std::string, std::string>>;
+zel::ParseResult args(Values values) { return zel::ParseResult(std::move(values)); }
 
 template <typename Job, typename Read>
 Job read(Read reader, const Values& values) {
@@ -121,7 +118,7 @@ TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
     const std::string longName(300, 'n');
     const std::string roomless(250, 'd');  // a log folder that leaves a default name no room
     struct Case {
-        std::vector<std::pair<std::string, std::string>> values;
+        Values values;
         const char* option;  // nullptr: accepted
         Kind kind;
     } cases[] = {
@@ -143,11 +140,8 @@ TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
     };
     for (const Case& c : cases) {
         auto problem = zel::findCommandLineProblem(args(c.values));
-        if (!c.option) {
-            EXPECT_FALSE(problem) << problem->option;
-            continue;
-        }
-        ASSERT_TRUE(problem) << c.option;
+        ASSERT_EQ(problem.has_value(), c.option != nullptr) << (problem ? problem->option : std::string(c.option));
+        if (!problem) continue;
         EXPECT_EQ(problem->option, c.option);
         EXPECT_EQ(problem->kind, c.kind) << c.option;
         if (c.kind == Kind::PathTooLong) {

@@ -1,13 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <vector>
 
 #include "app/OptionTable.h"
+#include "tests/support/ChildProcess.h"
 
 namespace {
 
@@ -28,16 +27,13 @@ std::vector<std::string> tableNames(bool outputGroupLast) {
 
 }  // namespace
 
-TEST(OptionTable, HelpListsTheTableWithTheOutputGroupLast) {
+// The table with the output group last; the labels, short names and the
+// descriptions scripts match, typos included.
+TEST(OptionTable, HelpListsTheTableWithItsLabelsAndTheOutputGroupLast) {
     std::string help = zel::makeOptions()->help();
     EXPECT_EQ(help.rfind(" - ZEL KTV command line tool\nUsage:\n  ZelCli.exe [OPTION...]", 0), 0u) << help.substr(0, 80);
     EXPECT_EQ(matches(help, R"((?:^|\n) {1,8}(?:-\w, )?--([\w-]+))"), tableNames(true));
     EXPECT_LT(help.find(" output options:"), help.find("--logfile"));
-}
-
-// The labels, short names and the descriptions scripts match, typos included.
-TEST(OptionTable, LabelsShortNamesAndDescriptions) {
-    std::string help = zel::makeOptions()->help();
     for (const char* text : {"-h, --help", "-a, --action pwr/rw/cmd/smart", "-l, --logfile filepath",
                              "-d, --diskid ID", "-p, --pwrid ID", "--update-driver inf path",
                              "--dumptype zero/rand/lba/identify/smart/logpage/identifyns", "--cdw13 CDW13",
@@ -72,10 +68,7 @@ TEST(OptionTable, EveryCmdFieldHasOneRowOfTheCmdAction) {
 
 // The page lists every option in table order and names no other.
 TEST(OptionTable, OptionsPageFollowsTheTable) {
-    std::ifstream in(ZEL_OPTIONS_DOC, std::ios::binary);
-    std::stringstream page;
-    page << in.rdbuf();
-    const std::string text = page.str();
+    const std::string text = zeltest::readFile(ZEL_OPTIONS_DOC);
     const size_t begin = text.find("## Every option, in help order");
     ASSERT_NE(begin, std::string::npos) << ZEL_OPTIONS_DOC;
     const std::string list = text.substr(begin, text.find("\n## ", begin + 1) - begin);

@@ -16,27 +16,10 @@ namespace {
 
 using zeltest::contains;
 
-const char kSataConfig[] = R"([global]
-test_sections = main
-[main]
-protocol = ata
-attr_amount = 2
-attr_id_1 = 5
-attr_desc_1 = Reallocated sectors
-attr_id_2 = 12
-attr_desc_2 = Power cycles
-)";
-
-const char kNvmeConfig[] = R"([global]
-test_sections = health
-[health]
-protocol = nvme
-log_page = 2
-log_page_size = 512
-attr_amount = 1
-attr_id_1 = 119:112
-attr_desc_1 = Power cycles
-)";
+const char kSataConfig[] = "[global]\ntest_sections = main\n[main]\nprotocol = ata\nattr_amount = 2\n"
+                           "attr_id_1 = 5\nattr_desc_1 = Reallocated sectors\nattr_id_2 = 12\nattr_desc_2 = Power cycles\n";
+const char kNvmeConfig[] = "[global]\ntest_sections = health\n[health]\nprotocol = nvme\nlog_page = 2\n"
+                           "log_page_size = 512\nattr_amount = 1\nattr_id_1 = 119:112\nattr_desc_1 = Power cycles\n";
 
 // Many disks make the saves long enough for kills to land in them.
 constexpr int kManyDisks = 40;
@@ -63,42 +46,27 @@ protected:
         std::ofstream(dir_->file("nvme.ini"), std::ios::binary) << kNvmeConfig;
         std::ofstream(dir_->file("trace.txt"), std::ios::binary) << "$write 0 8\n$trims 16 8\n$flush\n";
     }
-    std::string withFolder(const std::string& args) const {
-        return args + " --logdir \"" + dir_->path() + "\" --logfile run.log";
-    }
     std::vector<std::string> hostEnvironment() const { return {"ZELCLI_VHOST=" + dir_->file("host.json")}; }
-    bool killedAfter(const std::string& args, uint32_t delayMs) {
-        return zeltest::runZelCliKilledAfter(withFolder(args), dir_->path(), hostEnvironment(), delayMs);
-    }
 
     // Each file is absent, or whole: JSON that parses, INI lines with every
     // section of one writer complete, a BIN of one sector, CSV rows after
     // one heading.
     void expectWholeFiles(const std::string& when) {
-        const std::string json = file("c.json");
-        if (zeltest::fileExists(dir_->file("c.json"))) {
-            EXPECT_TRUE(nlohmann::json::accept(json)) << when << "\n" << json;
-        }
+        EXPECT_TRUE(!zeltest::fileExists(dir_->file("c.json")) || nlohmann::json::accept(file("c.json")))
+            << when << "\n" << file("c.json");
         const std::string info = zeltest::withoutCr(file("info.ini"));
         for (const std::string& line : lines(info))
             EXPECT_TRUE(line.empty() || line[0] == '[' || contains(line, "=")) << when << ": " << line;
         EXPECT_EQ(count(info, "DiskId="), count(info, "OsDrive=")) << when << "\n" << info;
-        if (!info.empty()) {
-            const std::string heading = "[DiskList]\nCount=" + std::to_string(kManyDisks) + "\n";
-            EXPECT_TRUE(contains(info, heading)) << when << "\n" << info;
-        }
+        const std::string heading = "[DiskList]\nCount=" + std::to_string(kManyDisks) + "\n";
+        EXPECT_TRUE(info.empty() || contains(info, heading)) << when << "\n" << info;
         const std::string smart = zeltest::withoutCr(file("s.ini"));
-        if (!smart.empty()) {
-            EXPECT_TRUE(contains(smart, "[smart]\n5=7\n12=")) << when << "\n" << smart;
-        }
+        EXPECT_TRUE(smart.empty() || contains(smart, "[smart]\n5=7\n12=")) << when << "\n" << smart;
         const size_t bin = file("s.bin").size();
         EXPECT_TRUE(bin == 0 || bin == 512) << when << ": " << bin;
         const std::string csv = zeltest::withoutCr(file("s.csv"));
-        if (!csv.empty()) {
-            EXPECT_EQ(csv.back(), '\n') << when << "\n" << csv;
-            EXPECT_EQ(count(csv, "time,"), 1) << when << "\n" << csv;
-            for (const std::string& row : lines(csv)) EXPECT_EQ(count(row, ","), 2) << when << ": " << row;
-        }
+        EXPECT_TRUE(csv.empty() || (csv.back() == '\n' && count(csv, "time,") == 1)) << when << "\n" << csv;
+        for (const std::string& row : lines(csv)) EXPECT_EQ(count(row, ","), 2) << when << ": " << row;
     }
 };
 
@@ -125,19 +93,18 @@ TEST_F(ResultFiles, AKilledRunLeavesEveryFileWhole) {
     for (const char* args : {kInfoRun, kSmartRun}) {
         ASSERT_EQ(run(args).exitCode, 0u) << args;
         const ULONGLONG start = GetTickCount64();  // a second run, as warm as the killed ones
-        const zeltest::ChildResult whole = run(args);
-        ASSERT_EQ(whole.exitCode, 0u) << args << "\n" << whole.output;
+        ASSERT_EQ(runExpecting(args, 0).exitCode, 0u);
         const uint32_t span = static_cast<uint32_t>(GetTickCount64() - start) + 1;
         for (int round = 0; round < 6; ++round) {
             // Saves come late in a run; most kills aim there.
             const uint32_t delay = span * 2 / 5 + random() % (span * 3 / 5 + 1);
             // Without the INI files, a key-by-key save cut short would show.
             for (const char* name : {"info.ini", "s.ini"}) DeleteFileA(dir_->file(name).c_str());
-            killedAfter(args, delay);
+            zeltest::runZelCliKilledAfter(std::string(args) + " --logdir \"" + dir_->path() + "\" --logfile run.log",
+                                          dir_->path(), hostEnvironment(), delay);
             const std::string when = std::string(args) + " killed after " + std::to_string(delay) + " ms";
             expectWholeFiles(when);
-            const zeltest::ChildResult next = run(kSmartRun);
-            ASSERT_EQ(next.exitCode, 0u) << when << "\n" << next.output;
+            ASSERT_EQ(runExpecting(kSmartRun, 0).exitCode, 0u) << when;
         }
     }
 }
@@ -163,9 +130,9 @@ TEST_F(ResultFiles, ConcurrentRunsSharingTheCommfileKeepEveryUpdate) {
         for (std::thread& t : threads) t.join();
         for (size_t i = 0; i < runs.size(); ++i) ASSERT_EQ(results[i].exitCode, 0u) << runs[i] << results[i].output;
         const nlohmann::json document = nlohmann::json::parse(file("c.json"));
-        EXPECT_TRUE(smartInfo(document, 0).is_object()) << round << "\n" << document.dump(1);
-        EXPECT_TRUE(smartInfo(document, 1).is_object()) << round << "\n" << document.dump(1);
-        EXPECT_TRUE(document.contains("workload_info")) << round << "\n" << document.dump(1);
+        EXPECT_TRUE(smartInfo(document, 0).is_object() && smartInfo(document, 1).is_object() &&
+                    document.contains("workload_info"))
+            << round << "\n" << document.dump(1);
     }
 }
 
@@ -174,10 +141,7 @@ TEST_F(ResultFiles, ConcurrentRunsSharingTheCommfileKeepEveryUpdate) {
 TEST_F(ResultFiles, TooLongPathsAndWideIdsAreRefusedFirst) {
     const std::string deep = dir_->file(std::string(120, 'a') + "\\" + std::string(120, 'b'));
     const std::string overFolder = deep + "\\" + std::string(299 - deep.size(), 'c');
-    struct Case {
-        std::string args;
-        std::string line;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         // The default INI name in a log folder that leaves it no room.
         {"-a cmd -d 1 --identify --logdir \"" + deep + "\"", "--out-ini gives a result file path of " +
                                                                  std::to_string(deep.size() + 18) + " characters"},
@@ -187,12 +151,12 @@ TEST_F(ResultFiles, TooLongPathsAndWideIdsAreRefusedFirst) {
         {"--enablepci --vid 70000 --did 2", "--vid does not fit in 16 bits (0 to 65535): \"70000\""},
         {"--disablepci --vid 1 --did -1", "--did does not fit in 16 bits (0 to 65535): \"-1\""},
     };
-    for (const Case& c : cases) {
-        const zeltest::ChildResult refused = zeltest::runZelCli(c.args, dir_->path(), hostEnvironment());
-        EXPECT_EQ(refused.exitCode, 0x20000004u) << c.args << "\n" << refused.output;
-        EXPECT_TRUE(contains(refused.output, "WARNING  [ZelCli] " + c.line)) << c.line << "\n" << refused.output;
+    for (const auto& [args, line] : cases) {
+        const zeltest::ChildResult refused = zeltest::runZelCli(args, dir_->path(), hostEnvironment());
+        EXPECT_EQ(refused.exitCode, 0x20000004u) << args << "\n" << refused.output;
+        EXPECT_TRUE(contains(refused.output, "WARNING  [ZelCli] " + line)) << line << "\n" << refused.output;
         EXPECT_EQ(count(refused.output, "WARNING"), 1) << refused.output;
-        EXPECT_FALSE(zeltest::fileExists(dir_->file(std::string(120, 'a')))) << c.args;
+        EXPECT_FALSE(zeltest::fileExists(dir_->file(std::string(120, 'a')))) << args;
     }
 }
 
@@ -204,8 +168,7 @@ TEST_F(ResultFiles, AnUnwritableResultFileFailsTheRun) {
         EXPECT_NE(lost.exitCode, 0u) << target << "\n" << lost.output;
         EXPECT_TRUE(contains(lost.output, "WARNING  [ZelCli] Cannot write the result file ")) << lost.output;
     }
-    const zeltest::ChildResult kept = run("-a cmd -d 1 --identify --out-ini r.ini");
-    EXPECT_EQ(kept.exitCode, 0u) << kept.output;
+    runExpecting("-a cmd -d 1 --identify --out-ini r.ini", 0);
     EXPECT_TRUE(contains(file("r.ini"), "[cmd]")) << file("r.ini");
 }
 
