@@ -10,12 +10,7 @@ constexpr uint32_t kZelnvme = zel::switchvalue::kForcedNvmeMiniport;
 // Kind and protocol by bus, ids and driver provider. USB rows compare
 // whole ids: a trailing space or an extra character falls to a plain UFD.
 TEST(DiskClassifier, KindAndProtocolOfEachRow) {
-    struct Case {
-        uint32_t bus;
-        const char *vendor, *product, *provider;
-        uint32_t forced;
-        int kind, protocol;
-    } cases[] = {
+    struct Case { uint32_t bus; const char *vendor, *product, *provider; uint32_t forced; int kind, protocol; } cases[] = {
         {3, "ATA", "Any", "", 0, 1, 1},  {11, "", "Any", "", 0, 1, 1},
         {1, "", "Any", "", 0, 0, 0},  // SCSI: a plain disk without protocol
         {10, "", "Any", "", 0, 0, 0},    {0, "", "", "", 0, 0, 0},
