@@ -11,7 +11,6 @@
 namespace {
 
 using zeltest::contains;
-
 using zeltest::runZelCli;
 
 // Writes a host description into the folder and returns the environment
@@ -19,10 +18,6 @@ using zeltest::runZelCli;
 std::string hostIn(const zeltest::TempDir& dir, const std::string& description) {
     std::ofstream(dir.file("host.json"), std::ios::binary) << description;
     return "ZELCLI_VHOST=" + dir.file("host.json");
-}
-
-std::string exampleHost() {
-    return zeltest::readFile(ZEL_EXAMPLE_HOST);
 }
 
 // A small host: a SATA disk with two letters, an NVMe disk on PCI bus 5, an
@@ -71,7 +66,7 @@ TEST(DiskCommandsEndToEnd, MissingDiskAnswers) {
 
 TEST(DiskCommandsEndToEnd, InfoOnTheExampleHost) {
     zeltest::TempDir dir;
-    const std::vector<std::string> env = {hostIn(dir, exampleHost())};
+    const std::vector<std::string> env = {hostIn(dir, zeltest::readFile(ZEL_EXAMPLE_HOST))};
     const zeltest::ChildResult info = runZelCli("--info", dir.path(), env);
     EXPECT_EQ(info.exitCode, 0u) << info.output;
     for (int kind : {0, 1, 2, 3, 17, 20, 22})

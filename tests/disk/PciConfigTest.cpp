@@ -38,15 +38,12 @@ zel::ConfigDwordReader readerOf(const std::vector<uint8_t>& space, int* reads = 
     };
 }
 
-TEST(PciConfig, MechanismOneAddress) {
+// Ids, bus and link are also read through ZelCli.exe from the virtual host's
+// configuration space (DiskCommandsEndToEndTest.cpp).
+TEST(PciConfig, MechanismOneAddressAndNvmeFunctionFields) {
     EXPECT_EQ(zel::pciConfigAddress(0, 0, 0, 0), 0x80000000u);
     EXPECT_EQ(zel::pciConfigAddress(3, 0, 0, 0x10), 0x80030010u);
     EXPECT_EQ(zel::pciConfigAddress(0x12, 0x1F, 7, 0x82), 0x8012FF80u);
-}
-
-// Ids, bus and link are also read through ZelCli.exe from the virtual host's
-// configuration space (DiskCommandsEndToEndTest.cpp).
-TEST(PciConfig, NvmeFunctionFields) {
     const std::vector<uint8_t> space = nvmeConfigSpace();
     zel::PcieInfo info;
     ASSERT_TRUE(zel::inspectPcieFunction(2, 0, 0, readerOf(space), &info));

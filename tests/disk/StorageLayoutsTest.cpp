@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(StorageLayouts, DescriptorStringsAndBusType) {
+TEST(StorageLayouts, DescriptorAlignmentAndGeometryAnswers) {
     // Header of 36 bytes, then "AB\0" at 36 and "XYZ\0" at 39; no revision.
     std::vector<uint8_t> bytes(44, 0);
     bytes[12] = 36;
@@ -24,11 +24,9 @@ TEST(StorageLayouts, DescriptorStringsAndBusType) {
     EXPECT_EQ(f.product, "XY");
     bytes[12] = 200;
     EXPECT_EQ(zel::parseDeviceDescriptor(bytes.data(), 43).vendor, "");
-}
 
-// The values as the disk list reads them through the virtual host are checked
-// in DiskListTest.cpp; here the answers too short to read.
-TEST(StorageLayouts, AlignmentGeometryNumber) {
+    // The values as the disk list reads them through the virtual host are
+    // checked in DiskListTest.cpp; here the answers too short to read.
     uint8_t align[28] = {};
     align[17] = 0x10;  // 4096
     align[20] = 0x00;

@@ -34,7 +34,7 @@ ScsiCommand cdbOf(std::initializer_list<uint8_t> bytes, uint8_t direction) {
 // Inquiry data and its send line are checked through ZelCli.exe
 // (tests/io/CmdEndToEndTest.cpp), the line's whole format on the console
 // below; here the block and data going out.
-TEST(ScsiProtocol, BlockFieldsDataBothWaysAndACheckCondition) {
+TEST(ScsiRoutes, BlockFieldsDataBothWaysCheckConditionAndSatWrapping) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
     auto route = createProtocol(ProtocolCode::kScsi);
@@ -62,8 +62,7 @@ TEST(ScsiProtocol, BlockFieldsDataBothWaysAndACheckCondition) {
     SetLastError(1234);
     EXPECT_FALSE(route->sendCommand(5u, data.data(), 512, &unsupported))
         << "a stick without a SAT bridge rejects ATA PASS-THROUGH";
-    EXPECT_EQ(+unsupported.scsiStatus, 2);
-    EXPECT_EQ(lastError(), 0u) << "the IOCTL itself succeeded";
+    EXPECT_EQ(std::make_pair(+unsupported.scsiStatus, lastError()), std::make_pair(2, 0u)) << "the IOCTL itself succeeded";
     EXPECT_TRUE(log.contains("DEBUG    command fail... nRead("));
     EXPECT_TRUE(log.contains("), Sptd.Length(56), Sptd.ScsiStatus=2\n"));
     EXPECT_FALSE(log.contains("WARNING"));
@@ -74,33 +73,28 @@ TEST(ScsiProtocol, BlockFieldsDataBothWaysAndACheckCondition) {
     EXPECT_TRUE(ScsiProtocol().sendCommand(5u, nullptr, 0, &testUnitReady));
     EXPECT_EQ(console.text(), "[ScsiProtocol] Send CDB(6): 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00, "
                               "dataSize=0\n");
-}
 
-// The CDB bytes themselves are checked in BuilderTest.cpp; here that they
-// reach the bridged drive and its data comes and goes.
-TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
-    InstalledHost installed(zeltest::routeHost());
-    auto route = createProtocol(ProtocolCode::kAtaOverUsb);
+    // SAT-wrapped ATA commands (their CDB bytes: BuilderTest.cpp) reach the
+    // bridged drive, and its data comes and goes.
+    auto usb = createProtocol(ProtocolCode::kAtaOverUsb);
     std::vector<uint8_t> sector(512);
     AtaCommand identify = zeltest::identifyCommand();
-    ASSERT_TRUE(route->sendCommand(4u, sector.data(), 512, &identify));
+    ASSERT_TRUE(usb->sendCommand(4u, sector.data(), 512, &identify));
     EXPECT_EQ(installed.host().lastRequest().dataIn, 1);
     EXPECT_EQ(zeltest::ataString(sector.data(), 27, 20), "SATA Enclosure");
     EXPECT_EQ(+identify.command, 0xEC) << "no registers come back on this route";
 
-    std::vector<uint8_t> data(1024, 0x5C), back(1024);
+    std::vector<uint8_t> written(1024, 0x5C), back(1024);
     AtaCommand writeExt = ataCommand(0x35, ataflags::kDataOut | ataflags::k48Bit | ataflags::kDma, 0x10203, 2, 0x40);
-    ASSERT_TRUE(route->sendCommand(4u, data.data(), 1024, &writeExt));
+    ASSERT_TRUE(usb->sendCommand(4u, written.data(), 1024, &writeExt));
     const vhost::AtaTaskFile& seen = installed.host().disk(4)->ata()->lastCommand();
     EXPECT_EQ(std::make_pair(seen.lba, +seen.count), std::make_pair(uint64_t{0x10203}, 2));
-    AtaCommand readExt = writeExt;
-    readExt.command = 0x25;
-    readExt.flags = ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma;
-    ASSERT_TRUE(route->sendCommand(4u, back.data(), 1024, &readExt));
-    EXPECT_EQ(back, data);
+    AtaCommand readExt = ataCommand(0x25, ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma, 0x10203, 2, 0x40);
+    ASSERT_TRUE(usb->sendCommand(4u, back.data(), 1024, &readExt));
+    EXPECT_EQ(back, written);
 
     AtaCommand flushExt = ataCommand(0xEA, ataflags::k48Bit, 0, 0, 0x40);
-    ASSERT_TRUE(route->sendCommand(4u, nullptr, 0, &flushExt));
+    ASSERT_TRUE(usb->sendCommand(4u, nullptr, 0, &flushExt));
     EXPECT_EQ(installed.host().lastRequest().dataIn, 0) << "no data direction for a non-data command";
 }
 
