@@ -114,27 +114,27 @@ TEST(NvmeRoutes, EachRouteCarriesTheRecordInItsBlock) {
 // (none from a port that cannot be opened, none on the RST route).
 TEST(NvmeRoutes, FailuresLeaveTheirCodeAndLine) {
     constexpr ErrorCode kAnyCode = ~0u;
+    constexpr ProtocolCode kInbox = ProtocolCode::kNvmeByStornvme, kMiniport = ProtocolCode::kNvmeByScsiMiniport;
     const struct { const char* faults; int faultDisk; ProtocolCode route; NvmeCommand command; uint32_t dataSize;
                    ErrorCode code; const char* line; } cases[] = {
-        {"", -1, ProtocolCode::kNvmeByStornvme, adminCommand(0xC2, 0, 0, nvmedir::kToDevice, 1), 16,
-         ERROR_INVALID_PARAMETER, "WARNING  [NvmeProtocolByStornvme] command failed. returnedLength=0, LE=0x57.\n"},
-        {R"("faults": [{"kind": "bad_descriptor", "opcode": 6, "version": 40}])", 1, ProtocolCode::kNvmeByStornvme,
-         identifyController(1), 4096, err::kNvmeFailed,
-         "WARNING  [NvmeProtocolByStornvme] data descriptor header not valid.\n"},
-        {R"("faults": [{"kind": "nvme_status", "opcode": 2, "nvmeStatus": "0x0109"}])", 1,
-         ProtocolCode::kNvmeByStornvme, healthLog(1), 512, ERROR_IO_DEVICE,
-         "WARNING  [NvmeProtocolByStornvme] command failed. returnedLength=0, LE=0x45D.\n"},
+        {"", -1, kInbox, adminCommand(0xC2, 0, 0, nvmedir::kToDevice, 1), 16, ERROR_INVALID_PARAMETER,
+         "command failed. returnedLength=0, LE=0x57."},
+        {R"("kind": "bad_descriptor", "opcode": 6, "version": 40)", 1, kInbox, identifyController(1), 4096,
+         err::kNvmeFailed, "data descriptor header not valid."},
+        {R"("kind": "nvme_status", "opcode": 2, "nvmeStatus": "0x0109")", 1, kInbox, healthLog(1), 512, ERROR_IO_DEVICE,
+         "command failed. returnedLength=0, LE=0x45D."},
         // The inbox driver's port does not take NvmeMini blocks.
-        {"", -1, ProtocolCode::kNvmeByScsiMiniport, identifyController(1), 4096, ERROR_INVALID_FUNCTION,
-         "WARNING  [NvmeProtocolByScsiMiniport] command failed. returnedLength=0, LE=0x1.\n"},
-        {"", -1, ProtocolCode::kNvmeByScsiMiniport, identifyController(9), 4096, kAnyCode, ""},
+        {"", -1, kMiniport, identifyController(1), 4096, ERROR_INVALID_FUNCTION,
+         "command failed. returnedLength=0, LE=0x1."},
+        {"", -1, kMiniport, identifyController(9), 4096, kAnyCode, ""},
         {"", -1, ProtocolCode::kNvmeByIrst, identifyController(9), 4096, kAnyCode, ""},
-        {R"("faults": [{"kind": "ioctl_error", "ioctl": "0x4D008", "windowsError": 1117}])", 2,
-         ProtocolCode::kNvmeByIrst, identifyController(2), 4096, 1117, ""},
+        {R"("kind": "ioctl_error", "ioctl": "0x4D008", "windowsError": 1117)", 2, ProtocolCode::kNvmeByIrst,
+         identifyController(2), 4096, 1117, ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(routeName(c.route)) + " disk " + std::to_string(c.command.diskNumber));
-        InstalledHost installed(zeltest::routeHost(c.faults, c.faultDisk));
+        const std::string faults = *c.faults ? R"("faults": [{)" + std::string(c.faults) + "}]" : "";
+        InstalledHost installed(zeltest::routeHost(faults, c.faultDisk));
         LogCapture log;
         std::vector<uint8_t> data(4096);
         NvmeCommand command = c.command;
@@ -142,7 +142,8 @@ TEST(NvmeRoutes, FailuresLeaveTheirCodeAndLine) {
         EXPECT_FALSE(createProtocol(c.route)->sendCommand(command.diskNumber, data.data(), c.dataSize, &command));
         // kAnyCode: the open's Windows error is kept, whatever it is.
         EXPECT_EQ(c.code == kAnyCode ? lastError() != 0 : lastError() == c.code, true) << lastError();
-        EXPECT_EQ(log.contains(*c.line ? c.line : "WARNING"), *c.line != 0) << log.text();
+        const std::string line = "WARNING  [" + std::string(routeName(c.route)) + "] " + c.line + "\n";
+        EXPECT_EQ(log.contains(*c.line ? line : "WARNING"), *c.line != 0) << log.text();
     }
 }
 
