@@ -126,7 +126,7 @@ TEST(DiskCommandsEndToEnd, InitJsonAndItsReturnThroughCommfile) {
         {"/1/disk_info_list/0/sector_size", 4096u}, {"/1/disk_info_list/0/sector_count", 65536u},
         {"/1/disk_info_list/0/id", 3u}};
     for (const auto& f : fields)
-        EXPECT_EQ(drives.value(nlohmann::ordered_json::json_pointer(f.pointer), nlohmann::ordered_json()), f.value)
+        EXPECT_EQ(drives.at(nlohmann::ordered_json::json_pointer(f.pointer)), f.value)
             << f.pointer;
     EXPECT_EQ(drives[0]["disk_info_list"][0]["part_info_list"].size(), 2u);
     EXPECT_NE(drives[1]["base_addr"], 0u);

@@ -67,13 +67,6 @@ TEST(ScsiRoutes, BlockFieldsDataBothWaysCheckConditionAndSatWrapping) {
     EXPECT_TRUE(log.contains("), Sptd.Length(56), Sptd.ScsiStatus=2\n"));
     EXPECT_FALSE(log.contains("WARNING"));
 
-    // A short CDB is printed with all sixteen bytes.
-    zeltest::ConsoleCapture console;
-    ScsiCommand testUnitReady = cdbOf({0, 0, 0, 0, 0, 0}, scsidir::kUnspecified);
-    EXPECT_TRUE(ScsiProtocol().sendCommand(5u, nullptr, 0, &testUnitReady));
-    EXPECT_EQ(console.text(), "[ScsiProtocol] Send CDB(6): 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00, "
-                              "dataSize=0\n");
-
     // SAT-wrapped ATA commands (their CDB bytes: BuilderTest.cpp) reach the
     // bridged drive, and its data comes and goes.
     auto usb = createProtocol(ProtocolCode::kAtaOverUsb);
@@ -96,6 +89,15 @@ TEST(ScsiRoutes, BlockFieldsDataBothWaysCheckConditionAndSatWrapping) {
     AtaCommand flushExt = ataCommand(0xEA, ataflags::k48Bit, 0, 0, 0x40);
     ASSERT_TRUE(usb->sendCommand(4u, nullptr, 0, &flushExt));
     EXPECT_EQ(installed.host().lastRequest().dataIn, 0) << "no data direction for a non-data command";
+}
+
+TEST(ScsiProtocol, ShortCdbIsLoggedWithAllSixteenBytesOnTheConsole) {
+    InstalledHost installed(zeltest::routeHost());
+    zeltest::ConsoleCapture console;
+    ScsiCommand testUnitReady = cdbOf({0, 0, 0, 0, 0, 0}, scsidir::kUnspecified);
+    EXPECT_TRUE(ScsiProtocol().sendCommand(5u, nullptr, 0, &testUnitReady));
+    EXPECT_EQ(console.text(), "[ScsiProtocol] Send CDB(6): 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00, "
+                              "dataSize=0\n");
 }
 
 TEST(AtaProtocolOverUsb, StrictBridgeAndAtaErrorBehindIt) {
