@@ -9,13 +9,8 @@ constexpr uint32_t kZelnvme = zel::switchvalue::kForcedNvmeMiniport;
 
 // Kind and protocol by bus, ids and driver provider. USB rows compare
 // whole ids: a trailing space or an extra character falls to a plain UFD.
-TEST(DiskClassifier, KindAndProtocolOfEachRow) {
-    struct Case {
-        uint32_t bus;
-        const char *vendor, *product, *provider;
-        uint32_t forced;
-        int kind, protocol;
-    } cases[] = {
+TEST(DiskClassifier, KindAndProtocolOfEachRowAndTheVendorCut) {
+    struct Case { uint32_t bus; const char *vendor, *product, *provider; uint32_t forced; int kind, protocol; } cases[] = {
         {3, "ATA", "Any", "", 0, 1, 1},  {11, "", "Any", "", 0, 1, 1},
         {1, "", "Any", "", 0, 0, 0},  // SCSI: a plain disk without protocol
         {10, "", "Any", "", 0, 0, 0},    {0, "", "", "", 0, 0, 0},
@@ -45,12 +40,10 @@ TEST(DiskClassifier, KindAndProtocolOfEachRow) {
         const zel::DiskClass chosen = zel::classifyDisk(c.bus, c.vendor, c.product, c.provider, c.forced);
         const std::string name = std::to_string(c.bus) + " '" + c.vendor + "' '" + c.product + "' '" + c.provider +
                                  "' " + std::to_string(c.forced);
-        EXPECT_EQ(chosen.kind, c.kind) << name;
-        EXPECT_EQ(static_cast<int>(chosen.protocolCode), c.protocol) << name;
+        EXPECT_EQ(std::make_pair(chosen.kind, static_cast<int>(chosen.protocolCode)), std::make_pair(c.kind, c.protocol))
+            << name;
     }
-}
-
-TEST(DiskClassifier, VendorCutAtFirstControlCharacter) {
+    // The vendor is cut at its first control character.
     EXPECT_EQ(zel::cutAtControl("Rovan\x01junk"), "Rovan");
     EXPECT_EQ(zel::cutAtControl("JMicron\x7f"), "JMicron");
     EXPECT_EQ(zel::cutAtControl(std::string("AB\tC")), "AB");

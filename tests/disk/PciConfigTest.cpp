@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "disk/PciConfig.h"
@@ -37,26 +38,18 @@ zel::ConfigDwordReader readerOf(const std::vector<uint8_t>& space, int* reads = 
     };
 }
 
-TEST(PciConfig, MechanismOneAddress) {
+// Ids, bus and link are also read through ZelCli.exe from the virtual host's
+// configuration space (DiskCommandsEndToEndTest.cpp).
+TEST(PciConfig, MechanismOneAddressAndNvmeFunctionFields) {
     EXPECT_EQ(zel::pciConfigAddress(0, 0, 0, 0), 0x80000000u);
     EXPECT_EQ(zel::pciConfigAddress(3, 0, 0, 0x10), 0x80030010u);
     EXPECT_EQ(zel::pciConfigAddress(0x12, 0x1F, 7, 0x82), 0x8012FF80u);
-}
-
-// Ids, bus and link are also read through ZelCli.exe from the virtual host's
-// configuration space (DiskCommandsEndToEndTest.cpp).
-TEST(PciConfig, NvmeFunctionFields) {
     const std::vector<uint8_t> space = nvmeConfigSpace();
     zel::PcieInfo info;
     ASSERT_TRUE(zel::inspectPcieFunction(2, 0, 0, readerOf(space), &info));
-    EXPECT_EQ(info.hardwareId, "PCI\\VEN_144D&DEV_A808");
-    EXPECT_EQ(info.bar0, 0x1FEB00000ull);
-    EXPECT_EQ(info.pmCapOffset, 0x40u);
-    EXPECT_EQ(info.pcieCapOffset, 0x70u);
-    EXPECT_EQ(info.linkSpeed, 3u);
-    EXPECT_EQ(info.linkWidth, 4u);
-    EXPECT_EQ(info.maxPayloadSize, 256u);
-    EXPECT_EQ(info.maxPayloadText(), "256B");
+    EXPECT_EQ(std::make_tuple(info.hardwareId, info.bar0, info.pmCapOffset, info.pcieCapOffset, info.linkSpeed,
+                              info.linkWidth, info.maxPayloadSize, info.maxPayloadText()),
+              std::make_tuple("PCI\\VEN_144D&DEV_A808", 0x1FEB00000ull, 0x40u, 0x70u, 3u, 4u, 256u, "256B"));
 }
 
 TEST(PciConfig, AbsentFunctionAndBrokenLists) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <tuple>
 #include <vector>
 
 #include "core/ErrorCodes.h"
@@ -32,25 +33,22 @@ TEST(AtaProtocolOverAta, BlockAndTaskFileOf28And48BitCommands) {
     std::vector<uint8_t> data(1024);
     AtaCommand identify = identifyCommand();
     ASSERT_TRUE(route->sendCommand(0u, data.data(), 512, &identify));
-    EXPECT_EQ(+identify.timeout, 8u) << "timeout 0 becomes 8 in the record";
-    EXPECT_EQ(installed.host().lastRequest().inSize, 48u);
-    EXPECT_EQ(installed.host().lastRequest().ataFlags, 0x03) << "data in plus DRDY required";
-    EXPECT_EQ(installed.host().lastRequest().timeout, 8u);
+    // Timeout 0 becomes 8 in the record and the block; flags: data in plus DRDY required.
+    const vhost::DecodedRequest& block = installed.host().lastRequest();
+    EXPECT_EQ(std::make_tuple(+identify.timeout, block.inSize, +block.ataFlags, block.timeout),
+              std::make_tuple(8u, 48u, 0x03, 8u));
 
     AtaCommand wide = ataCommand(0x25, ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma, 0x123456789ABCull,
                                  0x0102, 0x40, 0xAB12);
     EXPECT_FALSE(route->sendCommand(0u, data.data(), 1024, &wide)) << "beyond the end: ID not found";
     EXPECT_EQ(installed.host().lastRequest().ataFlags, 0x1B);
     const vhost::AtaTaskFile& seen = installed.host().disk(0)->ata()->lastCommand();
-    EXPECT_EQ(seen.lba, 0x123456789ABCull);
-    EXPECT_EQ(seen.feature, 0xAB12);
-    EXPECT_EQ(seen.count, 0x0102);
-    EXPECT_EQ(seen.device, 0x40);
+    EXPECT_EQ(std::make_tuple(seen.lba, +seen.feature, +seen.count, +seen.device),
+              std::make_tuple(0x123456789ABCull, 0xAB12, 0x0102, 0x40));
 
     AtaCommand narrow = ataCommand(0x20, ataflags::kDataIn, 0x30ABCDEF1ull, 1, 0xE0);
     route->sendCommand(0u, data.data(), 512, &narrow);
-    EXPECT_EQ(installed.host().disk(0)->ata()->lastCommand().device, 0xEA);
-    EXPECT_EQ(installed.host().disk(0)->ata()->lastCommand().lba, 0x0ABCDEF1u);
+    EXPECT_EQ(std::make_pair(+seen.device, seen.lba), std::make_pair(0xEA, uint64_t{0x0ABCDEF1}));
     EXPECT_TRUE(log.contains("FEATURE=0x00, COUNT=0x01, LBA=0x30ABCDEF1, DEVICE=0xE0, COMMAND=0x20, dataSize=512"));
 }
 
@@ -66,8 +64,7 @@ TEST(AtaProtocolOverAta, FailuresAndTheirCodes) {
         LogCapture log;
         AtaCommand absent = identifyCommand();
         EXPECT_FALSE(route->sendCommand(9u, sector.data(), 512, &absent));
-        EXPECT_EQ(lastError(), static_cast<ErrorCode>(ERROR_FILE_NOT_FOUND));
-        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+        EXPECT_EQ(std::make_pair(lastError(), GetLastError()), std::make_pair(ErrorCode{ERROR_FILE_NOT_FOUND}, DWORD{ERROR_FILE_NOT_FOUND}));
         EXPECT_EQ(log.text(), "") << "an open failure logs nothing";
     }
     LogCapture log;
@@ -78,10 +75,9 @@ TEST(AtaProtocolOverAta, FailuresAndTheirCodes) {
 
     AtaCommand smart = ataCommand(0xB0, ataflags::kDataIn, 0xC24F00, 0, 0, 0xD0);
     EXPECT_FALSE(route->sendCommand(0u, sector.data(), 512, &smart));
-    EXPECT_EQ(lastError(), err::kAtaErrorStatus);
-    EXPECT_EQ(GetLastError(), err::kAtaErrorStatus);
-    EXPECT_EQ(+smart.command, 0x51);
-    EXPECT_EQ(smart.feature & 0xFF, 0x04) << "ERROR register in the low byte";
+    // Both error slots; the STATUS register in the command, ERROR in the feature's low byte.
+    EXPECT_EQ(std::make_tuple(lastError(), GetLastError(), +smart.command, smart.feature & 0xFF),
+              std::make_tuple(err::kAtaErrorStatus, DWORD{err::kAtaErrorStatus}, 0x51, 0x04));
     EXPECT_TRUE(log.contains("WARNING  [AtaProtocolOverAta] Err, Status=51h\n"));
 
     AtaCommand read = ataCommand(0x20, ataflags::kDataIn, 101, 1, 0xE0);

@@ -44,8 +44,7 @@ TEST(SatCommandBuilder, PassThroughCdbs) {
         {ataflags::kDataOut | ataflags::kDma | ataflags::k48Bit, 0x17, 0x06}};
     for (const auto& t : transfers) {
         const ScsiCommand sat = buildSatCommand(ata(0xEA, t.flags));
-        EXPECT_EQ(sat.cdb[1], t.byte1) << t.flags;
-        EXPECT_EQ(sat.cdb[2], t.byte2) << t.flags;
+        EXPECT_EQ(std::make_pair(+sat.cdb[1], +sat.cdb[2]), std::make_pair(+t.byte1, +t.byte2)) << t.flags;
     }
 }
 
@@ -55,10 +54,8 @@ TEST(NvmeCompletionStore, CrossedDwordsAndErrorCode) {
     std::memcpy(reinterpret_cast<uint8_t*>(&descriptor) + 32, words, 16);
     NvmeCommand command;
     storeQueryCompletion(command, descriptor);
-    EXPECT_EQ(command.completionDword(0), 0x11u);
-    EXPECT_EQ(command.completionDword(1), 0x44u);
-    EXPECT_EQ(command.completionDword(2), 0x22u);
-    EXPECT_EQ(command.completionDword(3), 0x33u);
+    EXPECT_EQ((std::vector<uint32_t>{command.completionDword(0), command.completionDword(1), command.completionDword(2),
+                                     command.completionDword(3)}), (std::vector<uint32_t>{0x11, 0x44, 0x22, 0x33}));
 
     command.setStatus(0xFFFF);
     storeProtocolCommandCompletion(command, 0xABCD, 0x1AB);

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <functional>
+#include <tuple>
 #include <vector>
 
 #include "core/DriveOpener.h"
@@ -33,16 +34,11 @@ NvmeCommand adminCommand(uint8_t opcode, uint32_t nsid, uint32_t cdw10, uint8_t 
 }
 
 NvmeCommand identifyController(uint32_t disk) { return adminCommand(0x06, 0, 1, nvmedir::kFromDevice, disk); }
-NvmeCommand healthLog(uint32_t disk) {
-    return adminCommand(0x02, 0xFFFFFFFF, 0x007F0002, nvmedir::kFromDevice, disk);
-}
+NvmeCommand healthLog(uint32_t disk) { return adminCommand(0x02, 0xFFFFFFFF, 0x007F0002, nvmedir::kFromDevice, disk); }
 
 const char* routeName(ProtocolCode route) {
-    switch (route) {
-        case ProtocolCode::kNvmeByStornvme: return "NvmeProtocolByStornvme";
-        case ProtocolCode::kNvmeByScsiMiniport: return "NvmeProtocolByScsiMiniport";
-        default: return "NvmeProtocolByIrst";
-    }
+    return route == ProtocolCode::kNvmeByStornvme       ? "NvmeProtocolByStornvme"
+           : route == ProtocolCode::kNvmeByScsiMiniport ? "NvmeProtocolByScsiMiniport" : "NvmeProtocolByIrst";
 }
 
 }  // namespace
@@ -51,18 +47,14 @@ TEST(NvmeRoutes, EachRouteCarriesTheRecordInItsBlock) {
     InstalledHost installed(zeltest::routeHost());
     vhost::VirtualHost& host = installed.host();
     std::vector<uint8_t> data(4096);
-    const struct {
-        ProtocolCode route;
-        uint32_t disk, inSize;
-    } routes[] = {{ProtocolCode::kNvmeByStornvme, 1, 4144},
+    const struct { ProtocolCode route; uint32_t disk, inSize; } routes[] = {{ProtocolCode::kNvmeByStornvme, 1, 4144},
                   {ProtocolCode::kNvmeByScsiMiniport, 3, 4096 + 152},
                   {ProtocolCode::kNvmeByIrst, 2, 4260}};
     for (const auto& r : routes) {
         LogCapture log;
         NvmeCommand controller = identifyController(r.disk);
         ASSERT_TRUE(createProtocol(r.route)->sendCommand(r.disk, data.data(), 4096, &controller)) << r.disk;
-        EXPECT_EQ(+controller.timeout, 30u) << r.disk;
-        EXPECT_EQ(host.lastRequest().inSize, r.inSize) << r.disk;
+        EXPECT_EQ(std::make_pair(+controller.timeout, host.lastRequest().inSize), std::make_pair(30u, r.inSize)) << r.disk;
         EXPECT_TRUE(log.contains("DEBUG    [" + std::string(routeName(r.route)) +
                                  "] Send command: OPC=6, NS=0, CDW10=1, CDW11=0, CDW12=0, datasize=4096\n"));
     }
@@ -71,30 +63,28 @@ TEST(NvmeRoutes, EachRouteCarriesTheRecordInItsBlock) {
     auto inbox = createProtocol(ProtocolCode::kNvmeByStornvme);
     NvmeCommand ns = adminCommand(0x06, 1, 0, nvmedir::kFromDevice, 1);
     ASSERT_TRUE(inbox->sendCommand(1u, data.data(), 4096, &ns));
-    EXPECT_EQ(host.lastRequest().requestValue, 0u) << "CNS 0 with the namespace id as sub-value";
-    EXPECT_EQ(host.lastRequest().requestSubValue, 1u);
+    EXPECT_EQ(std::make_pair(host.lastRequest().requestValue, host.lastRequest().requestSubValue), std::make_pair(0u, 1u))
+        << "CNS 0 with the namespace id as sub-value";
     NvmeCommand telemetry = adminCommand(0x02, 0xFFFFFFFF, 0x007F0E07, nvmedir::kFromDevice, 1);
     ASSERT_TRUE(inbox->sendCommand(1u, data.data(), 512, &telemetry));
-    EXPECT_EQ(telemetry.dword(10), 0x007F0107u) << "bit 8 set, bits 11..9 cleared";
-    EXPECT_EQ(data[0], 0x07);
-    EXPECT_EQ(host.lastRequest().requestValue, 7u) << "the query carries only the identifier";
+    // Bit 8 set, bits 11..9 cleared in the record; the query carries only the identifier.
+    EXPECT_EQ(std::make_tuple(telemetry.dword(10), +data[0], host.lastRequest().requestValue),
+              std::make_tuple(0x007F0107u, 0x07, 7u));
     NvmeCommand queues = adminCommand(0x0A, 0, 0x07, nvmedir::kFromDevice, 1);
     ASSERT_TRUE(inbox->sendCommand(1u, data.data(), 4096, &queues));
-    EXPECT_EQ(queues.completionDword(0), 0x003F003Fu);
-    EXPECT_EQ(host.lastRequest().propertyId, 50u);
-    EXPECT_EQ(host.lastRequest().dataType, 3u);
+    EXPECT_EQ(std::make_tuple(queues.completionDword(0), host.lastRequest().propertyId, host.lastRequest().dataType),
+              std::make_tuple(0x003F003Fu, 50u, 3u));
     NvmeCommand vendor = adminCommand(0xC2, 0, 0x11, nvmedir::kFromDevice, 1);
     ASSERT_TRUE(inbox->sendCommand(1u, data.data(), 16, &vendor));
-    EXPECT_EQ(host.lastRequest().inSize, 16u + 208u);
-    EXPECT_EQ(host.lastRequest().commandSpecific, 1u);
-    EXPECT_EQ(host.lastRequest().timeout, 30u);
+    EXPECT_EQ(std::make_tuple(host.lastRequest().inSize, host.lastRequest().commandSpecific, host.lastRequest().timeout),
+              std::make_tuple(16u + 208u, 1u, 30u));
     EXPECT_EQ(host.disk(1)->nvme()->lastCommand()[40], 0x11) << "CDW10 at byte 40 of the command";
     LogCapture log;
     NvmeCommand unknown = adminCommand(0xC5, 0, 0, nvmedir::kFromDevice, 1);
     unknown.setStatus(0x0001);
     EXPECT_FALSE(inbox->sendCommand(1u, data.data(), 16, &unknown));
-    EXPECT_EQ(lastError(), err::kNvmeFailed);
-    EXPECT_EQ(unknown.status(), 0x0003) << "code 1 (invalid opcode) in bits 8..1, phase kept";
+    EXPECT_EQ(std::make_pair(lastError(), +unknown.status()), std::make_pair(err::kNvmeFailed, 0x0003))
+        << "code 1 (invalid opcode) in bits 8..1, phase kept";
     EXPECT_TRUE(log.contains("WARNING  [NvmeProtocolByStornvme] command failed. ReturnStatus=2, LE=0x"));
 
     auto miniport = createProtocol(ProtocolCode::kNvmeByScsiMiniport);
@@ -102,14 +92,14 @@ TEST(NvmeRoutes, EachRouteCarriesTheRecordInItsBlock) {
     NvmeCommand health = healthLog(3);
     ASSERT_TRUE(miniport->sendCommand(static_cast<HANDLE>(nullptr), data.data(), 512, &health))
         << "the handle form ignores the handle and uses the record's disk number";
-    EXPECT_EQ(host.lastRequest().dataIn, 2) << "direction from the record";
-    EXPECT_EQ(health.status() & 1, 1) << "phase bit of the completion copied back";
-    EXPECT_EQ(host.openHandleCount(), handlesBefore + 1) << "the port handle stays open";
+    // Direction from the record, the completion's phase bit copied back, the port handle kept open.
+    EXPECT_EQ(std::make_tuple(+host.lastRequest().dataIn, health.status() & 1, host.openHandleCount()),
+              std::make_tuple(2, 1, handlesBefore + 1));
     NvmeCommand read = adminCommand(0x02, 1, 0, nvmedir::kFromDevice, 3);
     read.admin = 0;
     ASSERT_TRUE(miniport->sendCommand(3u, data.data(), 512, &read));
-    EXPECT_EQ(host.lastRequest().queueId, 1u) << "an I/O command goes to queue 1";
-    EXPECT_FALSE(host.disk(3)->nvme()->lastWasAdmin());
+    EXPECT_EQ(std::make_pair(host.lastRequest().queueId, host.disk(3)->nvme()->lastWasAdmin()), std::make_pair(1u, false))
+        << "an I/O command goes to queue 1";
 
     auto rst = createProtocol(ProtocolCode::kNvmeByIrst);
     NvmeCommand created = adminCommand(0x02, 0xFFFFFFFF, 0x007F0107, nvmedir::kFromDevice, 2);
@@ -124,47 +114,36 @@ TEST(NvmeRoutes, EachRouteCarriesTheRecordInItsBlock) {
 // (none from a port that cannot be opened, none on the RST route).
 TEST(NvmeRoutes, FailuresLeaveTheirCodeAndLine) {
     constexpr ErrorCode kAnyCode = ~0u;
-    const struct {
-        const char* faults;
-        int faultDisk;
-        ProtocolCode route;
-        NvmeCommand command;
-        uint32_t dataSize;
-        ErrorCode code;
-        const char* line;
-    } cases[] = {
-        {"", -1, ProtocolCode::kNvmeByStornvme, adminCommand(0xC2, 0, 0, nvmedir::kToDevice, 1), 16,
-         ERROR_INVALID_PARAMETER, "WARNING  [NvmeProtocolByStornvme] command failed. returnedLength=0, LE=0x57.\n"},
-        {R"("faults": [{"kind": "bad_descriptor", "opcode": 6, "version": 40}])", 1, ProtocolCode::kNvmeByStornvme,
-         identifyController(1), 4096, err::kNvmeFailed,
-         "WARNING  [NvmeProtocolByStornvme] data descriptor header not valid.\n"},
-        {R"("faults": [{"kind": "nvme_status", "opcode": 2, "nvmeStatus": "0x0109"}])", 1,
-         ProtocolCode::kNvmeByStornvme, healthLog(1), 512, ERROR_IO_DEVICE,
-         "WARNING  [NvmeProtocolByStornvme] command failed. returnedLength=0, LE=0x45D.\n"},
+    constexpr ProtocolCode kInbox = ProtocolCode::kNvmeByStornvme, kMiniport = ProtocolCode::kNvmeByScsiMiniport;
+    const struct { const char* faults; int faultDisk; ProtocolCode route; NvmeCommand command; uint32_t dataSize;
+                   ErrorCode code; const char* line; } cases[] = {
+        {"", -1, kInbox, adminCommand(0xC2, 0, 0, nvmedir::kToDevice, 1), 16, ERROR_INVALID_PARAMETER,
+         "command failed. returnedLength=0, LE=0x57."},
+        {R"("kind": "bad_descriptor", "opcode": 6, "version": 40)", 1, kInbox, identifyController(1), 4096,
+         err::kNvmeFailed, "data descriptor header not valid."},
+        {R"("kind": "nvme_status", "opcode": 2, "nvmeStatus": "0x0109")", 1, kInbox, healthLog(1), 512, ERROR_IO_DEVICE,
+         "command failed. returnedLength=0, LE=0x45D."},
         // The inbox driver's port does not take NvmeMini blocks.
-        {"", -1, ProtocolCode::kNvmeByScsiMiniport, identifyController(1), 4096, ERROR_INVALID_FUNCTION,
-         "WARNING  [NvmeProtocolByScsiMiniport] command failed. returnedLength=0, LE=0x1.\n"},
-        {"", -1, ProtocolCode::kNvmeByScsiMiniport, identifyController(9), 4096, kAnyCode, ""},
+        {"", -1, kMiniport, identifyController(1), 4096, ERROR_INVALID_FUNCTION,
+         "command failed. returnedLength=0, LE=0x1."},
+        {"", -1, kMiniport, identifyController(9), 4096, kAnyCode, ""},
         {"", -1, ProtocolCode::kNvmeByIrst, identifyController(9), 4096, kAnyCode, ""},
-        {R"("faults": [{"kind": "ioctl_error", "ioctl": "0x4D008", "windowsError": 1117}])", 2,
-         ProtocolCode::kNvmeByIrst, identifyController(2), 4096, 1117, ""},
+        {R"("kind": "ioctl_error", "ioctl": "0x4D008", "windowsError": 1117)", 2, ProtocolCode::kNvmeByIrst,
+         identifyController(2), 4096, 1117, ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(routeName(c.route)) + " disk " + std::to_string(c.command.diskNumber));
-        InstalledHost installed(zeltest::routeHost(c.faults, c.faultDisk));
+        const std::string faults = *c.faults ? R"("faults": [{)" + std::string(c.faults) + "}]" : "";
+        InstalledHost installed(zeltest::routeHost(faults, c.faultDisk));
         LogCapture log;
         std::vector<uint8_t> data(4096);
         NvmeCommand command = c.command;
         SetLastError(0);
         EXPECT_FALSE(createProtocol(c.route)->sendCommand(command.diskNumber, data.data(), c.dataSize, &command));
-        if (c.code == kAnyCode)
-            EXPECT_NE(lastError(), 0u) << "the open's Windows error is kept";
-        else
-            EXPECT_EQ(lastError(), c.code);
-        if (*c.line)
-            EXPECT_TRUE(log.contains(c.line)) << log.text();
-        else
-            EXPECT_FALSE(log.contains("WARNING")) << log.text();
+        // kAnyCode: the open's Windows error is kept, whatever it is.
+        EXPECT_EQ(c.code == kAnyCode ? lastError() != 0 : lastError() == c.code, true) << lastError();
+        const std::string line = "WARNING  [" + std::string(routeName(c.route)) + "] " + c.line + "\n";
+        EXPECT_EQ(log.contains(*c.line ? line : "WARNING"), *c.line != 0) << log.text();
     }
 }
 
@@ -174,12 +153,7 @@ TEST(NvmeRoutes, FailuresLeaveTheirCodeAndLine) {
 // or sent; only the size refusals have a line.
 TEST(NvmeRoutes, RefusedBeforeAnythingIsSent) {
     InstalledHost installed(zeltest::routeHost());
-    const struct {
-        ProtocolCode route;
-        uint32_t disk;
-        uint8_t opcode, direction;
-        uint32_t dataSize, limit;
-    } cases[] = {
+    const struct { ProtocolCode route; uint32_t disk; uint8_t opcode, direction; uint32_t dataSize, limit; } cases[] = {
         {ProtocolCode::kNvmeByStornvme, 1, 0x09, nvmedir::kNone, 0, 0},
         {ProtocolCode::kNvmeByStornvme, 1, 0x06, nvmedir::kFromDevice, 8192, 4096},
         {ProtocolCode::kNvmeByStornvme, 1, 0x02, nvmedir::kToDevice, 4097, 4096},
@@ -201,21 +175,16 @@ TEST(NvmeRoutes, RefusedBeforeAnythingIsSent) {
         const unsigned commands = installed.host().disk(c.disk)->nvme()->commandCount();
         NvmeCommand command = adminCommand(c.opcode, 0, 0, c.direction, c.disk);
         EXPECT_FALSE(createProtocol(c.route)->sendCommand(c.disk, data.data(), c.dataSize, &command));
-        EXPECT_EQ(lastError(), err::kNvmeNotSupported);
-        EXPECT_EQ(GetLastError(), err::kNvmeNotSupported);
-        EXPECT_EQ(installed.host().lastRequest().ioctl, 0u) << "no IOCTL";
-        EXPECT_EQ(installed.host().openHandleCount(), handles) << "no port opened";
-        EXPECT_EQ(installed.host().disk(c.disk)->nvme()->commandCount(), commands);
-        if (line.empty())
-            EXPECT_FALSE(log.contains("WARNING")) << "no failure line";
-        else
-            EXPECT_TRUE(log.contains(line));
+        // Both error slots hold the code; no IOCTL, no port opened, no command.
+        EXPECT_EQ(std::make_tuple(lastError(), GetLastError(), installed.host().lastRequest().ioctl,
+                                  installed.host().openHandleCount(), installed.host().disk(c.disk)->nvme()->commandCount()),
+                  std::make_tuple(err::kNvmeNotSupported, DWORD(err::kNvmeNotSupported), 0u, handles, commands));
+        EXPECT_EQ(log.contains(line.empty() ? "WARNING" : line), !line.empty()) << log.text();
     }
 }
 
 // Codes the registry has no route for; the others are reached through
 // each disk's route in tests/io/CmdEndToEndTest.cpp.
 TEST(ProtocolRegistry, CodesWithoutARouteThrow) {
-    EXPECT_THROW(createProtocol(static_cast<ProtocolCode>(3)), std::bad_function_call);
-    EXPECT_THROW(createProtocol(static_cast<ProtocolCode>(0)), std::bad_function_call);
+    for (int code : {0, 3}) EXPECT_THROW(createProtocol(static_cast<ProtocolCode>(code)), std::bad_function_call) << code;
 }

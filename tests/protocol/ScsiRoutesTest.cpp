@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <tuple>
 #include <vector>
 
 #include "core/ErrorCodes.h"
@@ -33,20 +34,18 @@ ScsiCommand cdbOf(std::initializer_list<uint8_t> bytes, uint8_t direction) {
 // Inquiry data and its send line are checked through ZelCli.exe
 // (tests/io/CmdEndToEndTest.cpp), the line's whole format on the console
 // below; here the block and data going out.
-TEST(ScsiProtocol, BlockFieldsDataBothWaysAndACheckCondition) {
+TEST(ScsiRoutes, BlockFieldsDataBothWaysCheckConditionAndSatWrapping) {
     InstalledHost installed(zeltest::routeHost());
     LogCapture log;
     auto route = createProtocol(ProtocolCode::kScsi);
     std::vector<uint8_t> data(512);
     ScsiCommand inquiry = cdbOf({0x12, 0, 0, 0, 96, 0}, scsidir::kIn);
     ASSERT_TRUE(route->sendCommand(5u, data.data(), 96, &inquiry));
-    EXPECT_EQ(+inquiry.timeout, 30u);
-    EXPECT_EQ(+inquiry.scsiStatus, 0);
     const vhost::DecodedRequest request = installed.host().lastRequest();
-    EXPECT_EQ(request.inSize, 92u);
-    EXPECT_EQ(request.targetId, 1) << "the route sends TargetId 1";
-    EXPECT_EQ(request.dataIn, 1);
-    EXPECT_EQ(request.timeout, 30u);
+    // Record timeout and status; block size, TargetId 1, direction and timeout as sent.
+    EXPECT_EQ(std::make_tuple(+inquiry.timeout, +inquiry.scsiStatus, request.inSize, +request.targetId, +request.dataIn,
+                              request.timeout),
+              std::make_tuple(30u, 0, 92u, 1, 1, 30u));
 
     std::vector<uint8_t> out(1024), in(1024);
     for (size_t i = 0; i < out.size(); ++i) out[i] = static_cast<uint8_t>(i * 13 + 1);
@@ -63,11 +62,33 @@ TEST(ScsiProtocol, BlockFieldsDataBothWaysAndACheckCondition) {
     SetLastError(1234);
     EXPECT_FALSE(route->sendCommand(5u, data.data(), 512, &unsupported))
         << "a stick without a SAT bridge rejects ATA PASS-THROUGH";
-    EXPECT_EQ(+unsupported.scsiStatus, 2);
-    EXPECT_EQ(lastError(), 0u) << "the IOCTL itself succeeded";
+    EXPECT_EQ(std::make_pair(+unsupported.scsiStatus, lastError()), std::make_pair(2, 0u)) << "the IOCTL itself succeeded";
     EXPECT_TRUE(log.contains("DEBUG    command fail... nRead("));
     EXPECT_TRUE(log.contains("), Sptd.Length(56), Sptd.ScsiStatus=2\n"));
     EXPECT_FALSE(log.contains("WARNING"));
+
+    // SAT-wrapped ATA commands (their CDB bytes: BuilderTest.cpp) reach the
+    // bridged drive, and its data comes and goes.
+    auto usb = createProtocol(ProtocolCode::kAtaOverUsb);
+    std::vector<uint8_t> sector(512);
+    AtaCommand identify = zeltest::identifyCommand();
+    ASSERT_TRUE(usb->sendCommand(4u, sector.data(), 512, &identify));
+    EXPECT_EQ(installed.host().lastRequest().dataIn, 1);
+    EXPECT_EQ(zeltest::ataString(sector.data(), 27, 20), "SATA Enclosure");
+    EXPECT_EQ(+identify.command, 0xEC) << "no registers come back on this route";
+
+    std::vector<uint8_t> written(1024, 0x5C), back(1024);
+    AtaCommand writeExt = ataCommand(0x35, ataflags::kDataOut | ataflags::k48Bit | ataflags::kDma, 0x10203, 2, 0x40);
+    ASSERT_TRUE(usb->sendCommand(4u, written.data(), 1024, &writeExt));
+    const vhost::AtaTaskFile& seen = installed.host().disk(4)->ata()->lastCommand();
+    EXPECT_EQ(std::make_pair(seen.lba, +seen.count), std::make_pair(uint64_t{0x10203}, 2));
+    AtaCommand readExt = ataCommand(0x25, ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma, 0x10203, 2, 0x40);
+    ASSERT_TRUE(usb->sendCommand(4u, back.data(), 1024, &readExt));
+    EXPECT_EQ(back, written);
+
+    AtaCommand flushExt = ataCommand(0xEA, ataflags::k48Bit, 0, 0, 0x40);
+    ASSERT_TRUE(usb->sendCommand(4u, nullptr, 0, &flushExt));
+    EXPECT_EQ(installed.host().lastRequest().dataIn, 0) << "no data direction for a non-data command";
 }
 
 TEST(ScsiProtocol, ShortCdbIsLoggedWithAllSixteenBytesOnTheConsole) {
@@ -77,34 +98,6 @@ TEST(ScsiProtocol, ShortCdbIsLoggedWithAllSixteenBytesOnTheConsole) {
     EXPECT_TRUE(ScsiProtocol().sendCommand(5u, nullptr, 0, &testUnitReady));
     EXPECT_EQ(console.text(), "[ScsiProtocol] Send CDB(6): 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00, "
                               "dataSize=0\n");
-}
-
-// The CDB bytes themselves are checked in BuilderTest.cpp; here that they
-// reach the bridged drive and its data comes and goes.
-TEST(AtaProtocolOverUsb, SatWrappedCommandsReachTheBridgedDrive) {
-    InstalledHost installed(zeltest::routeHost());
-    auto route = createProtocol(ProtocolCode::kAtaOverUsb);
-    std::vector<uint8_t> sector(512);
-    AtaCommand identify = zeltest::identifyCommand();
-    ASSERT_TRUE(route->sendCommand(4u, sector.data(), 512, &identify));
-    EXPECT_EQ(installed.host().lastRequest().dataIn, 1);
-    EXPECT_EQ(zeltest::ataString(sector.data(), 27, 20), "SATA Enclosure");
-    EXPECT_EQ(+identify.command, 0xEC) << "no registers come back on this route";
-
-    std::vector<uint8_t> data(1024, 0x5C), back(1024);
-    AtaCommand writeExt = ataCommand(0x35, ataflags::kDataOut | ataflags::k48Bit | ataflags::kDma, 0x10203, 2, 0x40);
-    ASSERT_TRUE(route->sendCommand(4u, data.data(), 1024, &writeExt));
-    EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().lba, 0x10203u);
-    EXPECT_EQ(installed.host().disk(4)->ata()->lastCommand().count, 2);
-    AtaCommand readExt = writeExt;
-    readExt.command = 0x25;
-    readExt.flags = ataflags::kDataIn | ataflags::k48Bit | ataflags::kDma;
-    ASSERT_TRUE(route->sendCommand(4u, back.data(), 1024, &readExt));
-    EXPECT_EQ(back, data);
-
-    AtaCommand flushExt = ataCommand(0xEA, ataflags::k48Bit, 0, 0, 0x40);
-    ASSERT_TRUE(route->sendCommand(4u, nullptr, 0, &flushExt));
-    EXPECT_EQ(installed.host().lastRequest().dataIn, 0) << "no data direction for a non-data command";
 }
 
 TEST(AtaProtocolOverUsb, StrictBridgeAndAtaErrorBehindIt) {
