@@ -61,18 +61,8 @@ protected:
             for (const auto& [key, value] : a.keys) EXPECT_EQ(ini(key), value) << a.args << ": " << key;
             EXPECT_TRUE(contains(output + log, a.line)) << a.args << "\n" << output;
             EXPECT_EQ(contains(log, "Send "), a.sent) << a.args << "\n" << log;
-            if (contains(a.args, "back.bin")) {
-                EXPECT_EQ(std::to_string(file("back.bin").size()), ini("data_length"));
-            }
+            if (contains(a.args, "back.bin")) EXPECT_EQ(std::to_string(file("back.bin").size()), ini("data_length"));
         }
-    }
-    // The virtual disk's contents as the host stored them.
-    std::string image(int disk, uint64_t offset, size_t bytes) const {
-        std::ifstream in(dir_->file("host.json.state\\disk" + std::to_string(disk) + ".img"), std::ios::binary);
-        std::string data(bytes, '\0');
-        in.seekg(static_cast<std::streamoff>(offset));
-        in.read(&data[0], static_cast<std::streamsize>(bytes));
-        return data;
     }
 };
 
@@ -110,7 +100,7 @@ TEST_F(CmdEndToEnd, WriteDmaExtThenReadDmaExtThroughTheImage) {
     EXPECT_EQ(pattern, expected);
 
     runExpecting("-d 0 --command 0x35 --48bit --lba 0x12345 --device 0x40 --io out --in-bin pattern.bin", 0u);
-    EXPECT_EQ(image(0, 0x12345ull * 512, 1024), pattern) << "the host wrote where the task file said";
+    EXPECT_EQ(file("host.json.state\\disk0.img").substr(0x12345 * 512, 1024), pattern) << "where the task file said";
     EXPECT_TRUE(contains(file("run.log"), "FEATURE=0x0000, COUNT=0x0002, LBA=0x000000012345, DEVICE=0x40, "
                                           "COMMAND=0x35, dataSize=1024"));
 
@@ -281,33 +271,25 @@ TEST_F(CmdEndToEnd, NothingThatChangesTheOsDrivesMediaIsSent) {
     } cases[] = {
         {0, "--command 0x3D --48bit --lba 16 --device 0x40 --io out --in-bin w.bin", true},
         {0, "--command 0xCA --lba 16 --device 0x40 --io out --in-bin w.bin", true},
-        {0, "--command 0xB4 --48bit --feature 0x14", true},
+        {0, "--command 0xB4 --48bit --feature 0x14", true}, {0, "--dumptype smart --dump s.bin", false},
         {0, "--command 0xB0 --feature 0xD6 --lba 0xC24F80 --io out --in-bin w.bin", true},
         {0, "--command 0xFA --io out --in-bin w.bin", true},
-        {0, "--command 0xEA --48bit --device 0x40", false},
-        {0, "--dumptype smart --dump s.bin", false},
-        {0, "--dumptype lba --lba 16 --dump l.bin", false},
-        {1, "--opc 0x84 --cdw10 2", true},
-        {1, "--opc 0x11 --io out --in-bin w.bin", true},
-        {1, "--opc 9 --cdw10 6", true},
-        {2, "--opc 4 --queue io --ns 1 --cdw10 16", true},
-        {2, "--opc 8 --queue io --ns 1 --cdw10 16", true},
+        {0, "--command 0xEA --48bit --device 0x40", false}, {0, "--dumptype lba --lba 16 --dump l.bin", false},
+        {1, "--opc 0x84 --cdw10 2", true}, {1, "--opc 0x11 --io out --in-bin w.bin", true}, {1, "--opc 9 --cdw10 6", true},
+        {2, "--opc 4 --queue io --ns 1 --cdw10 16", true}, {2, "--opc 8 --queue io --ns 1 --cdw10 16", true},
         {2, "--opc 9 --queue io --ns 1 --cdw11 4 --io out --data 00000000010000001000000000000000", true},
-        {2, "--opc 0x11 --io out --in-bin w.bin", true},
-        {2, "--opc 9 --cdw10 6", true},
+        {2, "--opc 0x11 --io out --in-bin w.bin", true}, {2, "--opc 9 --cdw10 6", true},
         {2, "--opc 2 --queue io --ns 1 --cdw10 16 --io in --datalen 512", false},
-        {3, "--opc 9 --cdw10 6", true},
+        {3, "--opc 9 --cdw10 6", true}, {4, "--dumptype smart --dump s.bin", false},
         {4, "--cdb \"85 0D 06 00 00 00 01 00 10 00 00 00 00 40 35 00\" --io out --in-bin w.bin", true},
         {4, "--cdb \"A1 0C 06 00 01 10 00 00 40 CA 00 00\" --io out --in-bin w.bin", true},
         {4, "--cdb \"85 07 00 00 00 00 00 00 00 00 00 00 00 40 B4 00\"", true},
         {4, "--cdb \"A1 08 0E 00 01 00 00 00 A0 EC 00 00\" --io in --datalen 512", false},
-        {4, "--dumptype smart --dump s.bin", false},
         {5, "--cdb \"8A 00 00 00 00 00 00 00 00 10 00 00 00 01 00 00\" --io out --in-bin w.bin", true},
-        {5, "--cdb \"48 01 00 00 00 00 00 00 00 00\"", true},
+        {5, "--cdb \"48 01 00 00 00 00 00 00 00 00\"", true}, {5, "--trim --lba 16", true},
         {5, "--cdb \"42 00 00 00 00 00 00 00 18 00\" --io out --data "
             "\"00 16 00 10 00 00 00 00 00 00 00 00 00 00 00 10 00 00 00 01 00 00 00 00\"", true},
         {5, "--cdb \"3B 05 00 00 00 00 00 02 00 00\" --io out --in-bin w.bin", true},
-        {5, "--trim --lba 16", true},
         {kJMicron, "--cdb \"A1 80 00 00 02 00 00 00 00 00 00 00\" --io out --in-bin w.bin", true},
         {kJMicron, "--dumptype logpage --lid 2 --dump d.bin", false},
     };
@@ -321,9 +303,7 @@ TEST_F(CmdEndToEnd, NothingThatChangesTheOsDrivesMediaIsSent) {
     };
     for (const auto& c : cases) {
         if (c.route != route) {
-            if (route >= 0) {
-                EXPECT_EQ(currentMedia(), media) << "route " << route << ": the OS drive is unchanged";
-            }
+            if (route >= 0) EXPECT_EQ(currentMedia(), media) << "route " << route << ": the OS drive is unchanged";
             route = c.route;
             useHost(route == kJMicron ? jmicronHost(osVolume) : zeltest::routeHost(osVolume, route));
             std::ofstream(dir_->file("w.bin"), std::ios::binary) << std::string(512, '\x5A');
@@ -331,9 +311,7 @@ TEST_F(CmdEndToEnd, NothingThatChangesTheOsDrivesMediaIsSent) {
         }
         auto result = runExpecting("-d " + std::to_string(disk()) + " " + c.args, c.refused ? 0x20000005u : 0u);
         EXPECT_EQ(contains(result.output, "is the OS drive; not sent: "), c.refused) << c.args << "\n" << result.output;
-        if (c.refused) {
-            EXPECT_FALSE(contains(file("run.log"), "Send ")) << c.args << ": refused before anything is sent";
-        }
+        if (c.refused) EXPECT_FALSE(contains(file("run.log"), "Send ")) << c.args << ": refused before anything is sent";
     }
     EXPECT_EQ(currentMedia(), media) << "the OS drive is unchanged";
 }
