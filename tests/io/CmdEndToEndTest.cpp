@@ -61,7 +61,8 @@ protected:
             for (const auto& [key, value] : a.keys) EXPECT_EQ(ini(key), value) << a.args << ": " << key;
             EXPECT_TRUE(contains(output + log, a.line)) << a.args << "\n" << output;
             EXPECT_EQ(contains(log, "Send "), a.sent) << a.args << "\n" << log;
-            if (contains(a.args, "back.bin")) EXPECT_EQ(std::to_string(file("back.bin").size()), ini("data_length"));
+            EXPECT_TRUE(!contains(a.args, "back.bin") || std::to_string(file("back.bin").size()) == ini("data_length"))
+                << a.args;
         }
     }
 };
@@ -80,8 +81,7 @@ TEST_F(CmdEndToEnd, AtaIdentifyAndSmartReadDataWithTheirRegisters) {
     });
     const std::string id = file("id.bin");
     ASSERT_EQ(id.size(), 512u);
-    EXPECT_EQ(ataString(id, 27, 20).substr(0, 13), "Test SATA SSD");
-    EXPECT_EQ(ataString(id, 10, 10).substr(0, 8), "SATA0001");
+    EXPECT_EQ(ataString(id, 27, 20).substr(0, 13) + "|" + ataString(id, 10, 10).substr(0, 8), "Test SATA SSD|SATA0001");
     const std::string data = file("smart.bin");
     ASSERT_EQ(data.size(), 512u);
     // Attribute 5 first, current 100, raw 7 (the description's values).
@@ -303,7 +303,7 @@ TEST_F(CmdEndToEnd, NothingThatChangesTheOsDrivesMediaIsSent) {
     };
     for (const auto& c : cases) {
         if (c.route != route) {
-            if (route >= 0) EXPECT_EQ(currentMedia(), media) << "route " << route << ": the OS drive is unchanged";
+            EXPECT_TRUE(route < 0 || currentMedia() == media) << "route " << route << ": the OS drive is unchanged";
             route = c.route;
             useHost(route == kJMicron ? jmicronHost(osVolume) : zeltest::routeHost(osVolume, route));
             std::ofstream(dir_->file("w.bin"), std::ios::binary) << std::string(512, '\x5A');
@@ -311,7 +311,7 @@ TEST_F(CmdEndToEnd, NothingThatChangesTheOsDrivesMediaIsSent) {
         }
         auto result = runExpecting("-d " + std::to_string(disk()) + " " + c.args, c.refused ? 0x20000005u : 0u);
         EXPECT_EQ(contains(result.output, "is the OS drive; not sent: "), c.refused) << c.args << "\n" << result.output;
-        if (c.refused) EXPECT_FALSE(contains(file("run.log"), "Send ")) << c.args << ": refused before anything is sent";
+        EXPECT_TRUE(!c.refused || !contains(file("run.log"), "Send ")) << c.args << ": refused before anything is sent";
     }
     EXPECT_EQ(currentMedia(), media) << "the OS drive is unchanged";
 }

@@ -231,9 +231,8 @@ TEST_F(PowerEndToEnd, OsDrivePowerIsNeverTouched) {
     useHost(powerHost("", R"(, "volumes": [{"letter": "C", "totalBytes": 4096}])"));
     for (const char* control : {"on", "gsd --shortcycle 1", "ugsd"}) {
         SCOPED_TRACE(control);
-        auto refused = runExpecting(std::string("-a pwr -d 1 --pwrid 3 --pwroffto 1 --pwronto 1 --pwrctrl ") + control,
-                                    0x20000005u);
-        expectLines(refused.output, {"WARNING  [PowerRun] Disk1 is the OS drive"});
+        expectLines(runExpecting(std::string("-a pwr -d 1 --pwrid 3 --pwroffto 1 --pwronto 1 --pwrctrl ") + control,
+                                 0x20000005u).output, {"WARNING  [PowerRun] Disk1 is the OS drive"});
     }
     EXPECT_FALSE(stateHas("power-switches.log")) << boardLog();
     EXPECT_EQ(counters(1)["powerCycles"], 0);
