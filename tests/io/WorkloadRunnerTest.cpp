@@ -70,11 +70,10 @@ TEST(WorkloadLines, MarkerKeywordsAndOperands) {
 }
 
 TEST(WorkloadPlacement, WrapsPastTheEndAndBucketsByHundredths) {
-    EXPECT_EQ(zel::placeWorkloadCommand(100, 8, 1000), 100u);
-    EXPECT_EQ(zel::placeWorkloadCommand(992, 8, 1000), 992u) << "ends on the last sector";
-    EXPECT_EQ(zel::placeWorkloadCommand(999, 8, 1000), 999u % 992);
-    EXPECT_EQ(zel::placeWorkloadCommand(UINT64_MAX, 8, 1000), UINT64_MAX % 992);
-    EXPECT_EQ(zel::placeWorkloadCommand(5, 1000, 1000), 0u);
+    // 992 ends on the last sector; past that the LBA wraps; a command longer than the disk has no place.
+    const uint64_t places[][3] = {{100, 8, 100}, {992, 8, 992}, {999, 8, 999 % 992}, {UINT64_MAX, 8, UINT64_MAX % 992},
+                                  {5, 1000, 0}};
+    for (const auto& p : places) EXPECT_EQ(zel::placeWorkloadCommand(p[0], p[1], 1000), p[2]) << p[0] << "+" << p[1];
     EXPECT_EQ(zel::placeWorkloadCommand(0, 1001, 1000), std::nullopt);
 
     const uint64_t buckets[][3] = {{9, 1000, 0},  {10, 1000, 1}, {990, 1000, 99}, {5000, 1000, 99},
@@ -125,8 +124,8 @@ TEST(WorkloadExecution, AFailedCommandStopsTheRunWithItsError) {
         EXPECT_FALSE(runner.execute(disk, {1000, 512})) << c.file;
         EXPECT_EQ(zel::lastError(), c.result) << c.file;
         EXPECT_TRUE(log.contains(std::string("WARNING  ") + c.warning)) << c.file;
-        const std::string errLine = "WARNING  Failed to execute workload command, err line # = ";
-        EXPECT_TRUE(log.contains(errLine + std::to_string(c.fileLine))) << c.file;
+        EXPECT_TRUE(log.contains("WARNING  Failed to execute workload command, err line # = " + std::to_string(c.fileLine)))
+            << c.file;
         EXPECT_EQ(disk.calls.size(), c.calls) << c.file;
         EXPECT_TRUE(disk.aligned) << "unbuffered writes need an aligned buffer";
     }

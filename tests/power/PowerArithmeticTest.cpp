@@ -91,8 +91,7 @@ TEST(PowerRegisters, EditsKeepOrClearTheOtherBits) {
         const char* what;
         uint32_t got, want;
     } cases[] = {
-        {"AIE already set", withAlarmInterruptEnabled(0x22), 0x22},
-        {"RTC unmasked, other IRQs kept", withRtcUnmasked(0x8E), 0x8E},
+        {"AIE already set", withAlarmInterruptEnabled(0x22), 0x22}, {"RTC unmasked, other IRQs kept", withRtcUnmasked(0x8E), 0x8E},
         {"cascade unmasked, other IRQs kept", withCascadeUnmasked(0xB8), 0xB8},
         {"PM1: bit 15 cleared, RTC_EN set", withRtcWakeEnabled(0x00008000u), 0x04000000u},
         {"PM1: all other bits kept", withRtcWakeEnabled(0xFFFFFFFFu), 0xFFFF7FFFu},
@@ -100,8 +99,7 @@ TEST(PowerRegisters, EditsKeepOrClearTheOtherBits) {
         {"abrupt (10b) is no normal request", ccRequestsNormalShutdown(0x00468001), 0},
         {"11b is no normal request", ccRequestsNormalShutdown(0x0046C001), 0},
         {"00b is no normal request", ccRequestsNormalShutdown(0x00460001), 0},
-        {"SHST complete beside RDY", shutdownStatus(0x9), 2},
-        {"SHST processing", shutdownStatus(0x5), 1},
+        {"SHST complete beside RDY", shutdownStatus(0x9), 2}, {"SHST processing", shutdownStatus(0x5), 1},
         {"SHST from other bits", shutdownStatus(0xFFFFFFF3), 0},
         {"a stale RST_CPU is low before the rising edge", resetArmed(0x06), 0x0A},
         {"reset fired, other bits kept", resetFired(0xF1), 0xFF},

@@ -156,9 +156,7 @@ TEST_F(PowerOnVirtualHost, ShutdownNotificationRetriesUntilCompleteOrGivesUpAndT
         for (const auto& [line, times] : c.lines) EXPECT_EQ(count(log.text(), line), times) << line;
         uint32_t cc = 0;
         ASSERT_TRUE(host_->VirtualHost::readPhysicalDword(0xC0100014, &cc));  // disk 1's CC
-        if (c.processingReads == 1000) {
-            EXPECT_EQ(cc, 0x460001u) << "a controller that never finished gets CC back";
-        }
+        EXPECT_TRUE(c.processingReads != 1000 || cc == 0x460001u) << "a controller that never finished gets CC back";
     }
 }
 
