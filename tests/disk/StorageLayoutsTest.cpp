@@ -43,7 +43,7 @@ TEST(StorageLayouts, DescriptorAlignmentAndGeometryAnswers) {
     uint64_t size = 0;
     uint32_t bps = 0;
     ASSERT_TRUE(zel::parseGeometryEx(geometry, 40, &size, &bps));
-    EXPECT_EQ(std::make_pair(size, bps), std::make_pair(1ull << 32, 512u));
+    EXPECT_EQ(std::make_pair(size, bps), std::make_pair(uint64_t{1} << 32, 512u));
     EXPECT_FALSE(zel::parseGeometryEx(geometry, 39, &size, &bps));
 }
 
