@@ -1,5 +1,8 @@
 #include "app/OptionReader.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 #include "app/OptionTable.h"
 
 #include "core/ErrorCodes.h"
@@ -34,10 +37,15 @@ void reportOptionProblem(const OptionProblem& problem) {
 
 namespace {
 
+// A reader naming an option the table lacks is a bug of this program: it
+// stops at once rather than read a default that is not there.
 const std::string& tableDefault(const char* name) {
-    static const std::string kNone;
     const OptionRow* row = findOption(name);
-    return row ? row->defaultValue : kNone;
+    if (!row) {
+        std::fprintf(stderr, "internal error: option --%s is not in the option table\n", name);
+        std::abort();
+    }
+    return row->defaultValue;
 }
 
 std::vector<std::string> splitList(const std::string& value) {
