@@ -34,12 +34,14 @@ std::string jmicronHost(const std::string& extra) {
 class CmdEndToEnd : public zeltest::VhostFixture {
 protected:
     void SetUp() override { useHost(zeltest::routeHost()); }
-    // Each run starts with a fresh INI and log so that an earlier run's keys and lines cannot pass for its own.
+    // Each run starts with a fresh INI, log and dump so that an earlier run's keys, lines and bytes cannot pass
+    // for its own.
     zeltest::ChildResult run(const std::string& args) override {
-        DeleteFileA(dir_->file("r.ini").c_str());
-        DeleteFileA(dir_->file("run.log").c_str());
+        for (const char* name : {"r.ini", "run.log", "d.bin"}) DeleteFileA(dir_->file(name).c_str());
         return VhostFixture::run("-a cmd " + args + " --out-ini r.ini --debug");
     }
+    // A dump that must succeed, and the bytes it wrote.
+    std::string dump(const std::string& args) { return runExpecting(args + " --dump d.bin", 0), file("d.bin"); }
     std::string ini(const char* key) const {
         char value[256] = {};
         GetPrivateProfileStringA("cmd", key, "<none>", value, sizeof value, dir_->file("r.ini").c_str());
@@ -47,13 +49,8 @@ protected:
     }
     // One run each: its code, the INI keys it leaves, a console line; a
     // refused one sends nothing, and a saved answer holds what came back.
-    struct Answer {
-        const char* args;
-        uint32_t code;
-        std::vector<std::pair<const char*, const char*>> keys;
-        const char* line;
-        bool sent;
-    };
+    using Keys = std::vector<std::pair<const char*, const char*>>;
+    struct Answer { const char* args; uint32_t code; Keys keys; const char* line; bool sent; };
     void expectAnswers(const std::vector<Answer>& answers) {
         for (const Answer& a : answers) {
             DeleteFileA(dir_->file("back.bin").c_str());
@@ -129,10 +126,8 @@ TEST_F(CmdEndToEnd, ScsiInquiryAndCheckConditionSense) {
 }
 
 TEST_F(CmdEndToEnd, NvmeIdentifyAndLogPageOnEveryRoute) {
-    const struct {
-        int disk;
-        const char* model;
-    } routes[] = {{1, "Test NVMe Inbox"}, {2, "Test NVMe RST"}, {3, "Test NVMe Mini"}};
+    const struct { int disk; const char* model; } routes[] = {
+        {1, "Test NVMe Inbox"}, {2, "Test NVMe RST"}, {3, "Test NVMe Mini"}};
     for (const auto& r : routes) {
         SCOPED_TRACE(r.model);
         const std::string d = "-d " + std::to_string(r.disk);
@@ -158,27 +153,21 @@ TEST_F(CmdEndToEnd, NvmeIdentifyAndLogPageOnEveryRoute) {
 }
 
 TEST_F(CmdEndToEnd, EveryDumpType) {
-    ASSERT_EQ(run("-d 0 --dumptype zero --dump z.bin").exitCode, 0u);
-    EXPECT_EQ(file("z.bin"), std::string(512, '\0'));
-    ASSERT_EQ(run("-d 0 --command 0x35 --48bit --lba 64 --io out --data \"5A A5\" --datalen 2").exitCode, 0x20000121u);
-    std::string sector(512, '\x3C');
+    EXPECT_EQ(dump("-d 0 --dumptype zero"), std::string(512, '\0'));
+    runExpecting("-d 0 --command 0x35 --48bit --lba 64 --io out --data \"5A A5\" --datalen 2", 0x20000121u);
+    const std::string sector(512, '\x3C'), zeros(512, '\0');
     std::ofstream(dir_->file("s.bin"), std::ios::binary) << sector;
-    ASSERT_EQ(run("-d 3 --trim --lba 64 --datalen 512").exitCode, 0u);
-    ASSERT_EQ(run("-d 3 --opc 1 --queue io --ns 1 --cdw10 64 --io out --in-bin s.bin").exitCode, 0u);
-    ASSERT_EQ(run("-d 3 --dumptype lba --lba 63 --dumpsize 1536 --dump l.bin").exitCode, 0u);
-    EXPECT_EQ(file("l.bin"), std::string(512, '\0') + sector + std::string(512, '\0'));
+    runExpecting("-d 3 --trim --lba 64 --datalen 512", 0u);
+    runExpecting("-d 3 --opc 1 --queue io --ns 1 --cdw10 64 --io out --in-bin s.bin", 0u);
+    EXPECT_EQ(dump("-d 3 --dumptype lba --lba 63 --dumpsize 1536"), zeros + sector + zeros);
 
-    ASSERT_EQ(run("-d 0 --dumptype identify --dump i.bin").exitCode, 0u);
-    EXPECT_EQ(ataString(file("i.bin"), 27, 20).substr(0, 13), "Test SATA SSD");
-    ASSERT_EQ(run("-d 4 --dumptype smart --dump s4.bin").exitCode, 0u) << "SMART through the SAT bridge";
-    EXPECT_EQ(file("s4.bin").size(), 512u);
-    EXPECT_EQ(uint8_t(file("s4.bin")[0]), 0x10) << "revision";
-    ASSERT_EQ(run("-d 2 --dumptype smart --dump h.bin").exitCode, 0u);
-    EXPECT_EQ(le(file("h.bin"), 1, 2), 308u);
-    ASSERT_EQ(run("-d 1 --dumptype logpage --lid 3 --lpsize 64 --dump f.bin").exitCode, 0u);
-    EXPECT_EQ(file("f.bin").substr(8, 4), "NV01") << "firmware slot 1";
-    ASSERT_EQ(run("-d 3 --dumptype identifyns --dump ns.bin").exitCode, 0u);
-    EXPECT_EQ(le(file("ns.bin"), 0, 4), 131072u) << "namespace size";
+    EXPECT_EQ(ataString(dump("-d 0 --dumptype identify"), 27, 20).substr(0, 13), "Test SATA SSD");
+    const std::string bridged = dump("-d 4 --dumptype smart");
+    EXPECT_EQ(std::make_pair(bridged.size(), +uint8_t(bridged[0])), std::make_pair(size_t(512), 0x10))
+        << "SMART through the SAT bridge: its size and revision";
+    EXPECT_EQ(dump("-d 2 --dumptype smart").substr(1, 2), "\x34\x01") << "308 K";
+    EXPECT_EQ(dump("-d 1 --dumptype logpage --lid 3 --lpsize 64").substr(8, 4), "NV01") << "firmware slot 1";
+    EXPECT_EQ(dump("-d 3 --dumptype identifyns").substr(0, 4), std::string("\0\0\2\0", 4)) << "namespace size 131072";
     EXPECT_EQ(run("-d 0 --dumptype logpage --lid 2 --dump x.bin").exitCode, 0x20000008u);
 }
 
@@ -219,29 +208,19 @@ TEST_F(CmdEndToEnd, AnswersAndRefusalsWithTheirKeys) {
     });
 }
 
-namespace {
-
 // Disk 0: an NVMe drive behind the JMicron bridge (kind 22) that takes
 // Dataset Management, with byte 16 of vendor page CAh set; disk 1: a USB
 // stick without the tunnel.
-class CmdJMicronEndToEnd : public CmdEndToEnd {
-protected:
-    void SetUp() override {
-        useHost(jmicronHost(R"("nvmeLogPages": {"0xCA": {"size": 512, "bytes": {"16": "A5"}}}},
-            {"number": 1, "busType": 7, "vendor": "Stick", "model": "USB DISK", "sectorCount": 65536)"));
-    }
-};
-
-}  // namespace
-
-TEST_F(CmdJMicronEndToEnd, NvmeCommandsAndDumpsThroughTheTunnelOtherRunsStayScsi) {
+TEST_F(CmdEndToEnd, NvmeCommandsAndDumpsThroughTheJMicronTunnelOtherRunsStayScsi) {
+    useHost(jmicronHost(R"("nvmeLogPages": {"0xCA": {"size": 512, "bytes": {"16": "A5"}}}},
+        {"number": 1, "busType": 7, "vendor": "Stick", "model": "USB DISK", "sectorCount": 65536)"));
     expectAnswers({
         {"-d 0 --protocol nvme --identify --out-bin idc.bin", 0, {{"status", "0x0000"}},
          "[NvmeProtocolOverJMicron] Send command: OPC=6, NS=0, CDW10=1", true},
         {"-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00CA --io in --datalen 512 --out-bin ca.bin", 0, {},
          "", true},
         // Without --protocol the NVMe-only dumps take the tunnel by themselves.
-        {"-d 0 --dumptype logpage --lid 0xCA --lpsize 32 --dump d.bin", 0, {}, "", true},
+        {"-d 0 --dumptype logpage --lid 0xCA --lpsize 32 --dump page.bin", 0, {}, "", true},
         {"-d 0 --protocol nvme --opc 2 --ns 0xFFFFFFFF --cdw10 0x007F00AB --io in --datalen 512", 0x20000125,
          {{"sc", "0x09"}, {"sct", "0x1"}}, "", true},
         {"-d 0 --protocol nvme --trim --lba 64", 0, {},
@@ -254,7 +233,7 @@ TEST_F(CmdJMicronEndToEnd, NvmeCommandsAndDumpsThroughTheTunnelOtherRunsStayScsi
     EXPECT_EQ(file("idc.bin").substr(4, 8), "JMB00001");
     EXPECT_EQ(file("idc.bin").substr(24, 11), "Generic USB");
     EXPECT_EQ(uint8_t(file("ca.bin")[16]), 0xA5);
-    EXPECT_EQ(file("d.bin"), file("ca.bin").substr(0, 32));
+    EXPECT_EQ(file("page.bin"), file("ca.bin").substr(0, 32));
     EXPECT_EQ(file("inq.bin").substr(8, 8), "JMicron ");
 }
 
@@ -264,11 +243,8 @@ TEST_F(CmdJMicronEndToEnd, NvmeCommandsAndDumpsThroughTheTunnelOtherRunsStayScsi
 // line that says why.
 TEST_F(CmdEndToEnd, NothingThatChangesTheOsDrivesMediaIsSent) {
     const int kJMicron = 6;  // the tunnel's own host, its disk 0
-    const struct {
-        int route;  // a disk of the route host, made the OS drive
-        const char* args;
-        bool refused;
-    } cases[] = {
+    // route: a disk of the route host, made the OS drive.
+    const struct { int route; const char* args; bool refused; } cases[] = {
         {0, "--command 0x3D --48bit --lba 16 --device 0x40 --io out --in-bin w.bin", true},
         {0, "--command 0xCA --lba 16 --device 0x40 --io out --in-bin w.bin", true},
         {0, "--command 0xB4 --48bit --feature 0x14", true}, {0, "--dumptype smart --dump s.bin", false},

@@ -25,10 +25,7 @@ zel::CmdTarget disk(ProtocolCode code, uint32_t sectorSize = 512, uint64_t secto
     return zel::CmdTarget{code, 3, sectorSize, sectors};
 }
 
-struct Outcome {
-    std::optional<zel::CmdProblem> problem;
-    zel::CmdPlan plan;
-};
+struct Outcome { std::optional<zel::CmdProblem> problem; zel::CmdPlan plan; };
 
 Outcome translate(const CmdJob& job, const zel::CmdTarget& target) {
     Outcome o;
@@ -66,13 +63,8 @@ CmdJob baseJob(ProtocolCode disk) {
 
 // READ/WRITE DMA count logical sectors, IDENTIFY 512-byte blocks; 256 is count 0 in 28 bits.
 TEST(CmdTranslate, AtaCountFlagsAndMalformedInputs) {
-    struct Case {
-        const char* what;
-        Edit edit;
-        uint32_t sectorSize, code;
-        const char* line;  // with code 0: none, and the count and flags below
-        int count, flags;
-    } cases[] = {
+    // line: with code 0, none, and the count and flags below.
+    struct { const char* what; Edit edit; uint32_t sectorSize, code; const char* line; int count, flags; } cases[] = {
         {"READ DMA EXT", [](CmdJob&) {}, 512, 0, "", 8, 0x1B},  // DRDY, data in, 48-bit, DMA
         {"READ DMA EXT on 4096-byte sectors", [](CmdJob&) {}, 4096, 0, "", 1, 0x1B},
         {"IDENTIFY on 4096-byte sectors", [](CmdJob& j) { j.command = 0xEC, j.ata48 = false, j.lba = 0, j.device = 0xA0; },
@@ -118,13 +110,8 @@ TEST(CmdTranslate, AtaCountFlagsAndMalformedInputs) {
 // end to end.
 TEST(CmdTranslate, RoutesScsiCdbGroupsAndInboxRouteLimits) {
     using P = ProtocolCode;
-    struct Case {
-        const char* what;
-        ProtocolCode disk;
-        Edit edit;
-        uint32_t code;
-        const char* line;  // "": the code alone
-    } cases[] = {
+    // line "": the code alone.
+    struct Case { const char* what; ProtocolCode disk; Edit edit; uint32_t code; const char* line; } cases[] = {
         {"ATA in capitals", P::kAtaOverAta, [](CmdJob& j) { j.protocol = zel::cmdProtocolFromText("ATA"); }, 0, ""},
         {"no route of its own", P::kNone, [](CmdJob&) {}, 0x20000009, ""},
         {"zelnvme is nvme", P::kNvmeByIrst, [](CmdJob& j) { j.protocol = zel::cmdProtocolFromText("zelnvme"); }, 0, ""},
@@ -172,15 +159,14 @@ TEST(CmdTranslate, TrimFlushAndIdentifyShortcutsPerRoute) {
 
     CmdJob flush;
     flush.flush = true;
-    o = translate(give(flush, {F::Flush}), disk(ProtocolCode::kScsi));
-    EXPECT_EQ(o.plan.failureCode, 0x20000129u);
+    EXPECT_EQ(translate(give(flush, {F::Flush}), disk(ProtocolCode::kScsi)).plan.failureCode, 0x20000129u);
     EXPECT_EQ(translate(flush, disk(ProtocolCode::kNvmeByStornvme)).plan.step, zel::CmdStep::HostFlush);
 
     CmdJob identify;
     identify.identify = true;
     o = translate(give(identify, {F::Identify}), disk(ProtocolCode::kNvmeByStornvme));
-    EXPECT_EQ(+o.plan.nvme.opcode(), 0x06);
-    EXPECT_EQ(+o.plan.nvme.dword(10), 1u) << "CNS 1 with NSID 0: the one the inbox route can carry";
+    EXPECT_EQ(std::make_pair(+o.plan.nvme.opcode(), +o.plan.nvme.dword(10)), std::make_pair(0x06, 1u))
+        << "Identify CNS 1 with NSID 0: the one the inbox route can carry";
     EXPECT_EQ(translate(give(identify, {F::Cdb}, "cdb"), disk(ProtocolCode::kScsi)).problem->line,
               "[ActionCommand] --cdb does not apply to --identify (scsi)");
 }
@@ -195,9 +181,8 @@ TEST(CmdTranslate, DumpSizesAndRefusals) {
     };
     Outcome o = translate(dump("RAND"), disk(ProtocolCode::kNone, 4096));
     ASSERT_FALSE(o.problem) << "a generated dump needs no command route";
-    EXPECT_EQ(o.plan.dumpBytes, 4096u) << "one sector by default";
-    EXPECT_EQ(o.plan.dataPath, "d.bin");
-    EXPECT_EQ(o.plan.label, "rand");
+    EXPECT_EQ(std::to_string(o.plan.dumpBytes) + " " + o.plan.dataPath + " " + o.plan.label, "4096 d.bin rand")
+        << "one sector by default";
 
     CmdJob lba = dump("lba", {F::Lba, F::DumpSize});
     lba.lba = 100, lba.dumpBytes = 1000;
@@ -208,8 +193,7 @@ TEST(CmdTranslate, DumpSizesAndRefusals) {
     CmdJob page = dump("logpage", {F::Lid, F::LpSize});
     page.logId = 0xC0, page.logPageBytes = 0x40004;  // NUMD 10000h: NUMDU in CDW11
     o = translate(page, disk(ProtocolCode::kNvmeByScsiMiniport));
-    EXPECT_EQ(+o.plan.nvme.dword(10), 0x000000C0u);
-    EXPECT_EQ(+o.plan.nvme.dword(11), 1u);
+    EXPECT_EQ(std::make_pair(+o.plan.nvme.dword(10), +o.plan.nvme.dword(11)), std::make_pair(0x000000C0u, 1u));
     EXPECT_EQ(translate(dump("logpage"), disk(ProtocolCode::kNvmeByIrst)).problem->line, "Miss some options (lid)!");
     EXPECT_EQ(translate(dump(""), disk(ProtocolCode::kNvmeByIrst)).problem->line,
               "[ActionCommand] --dumptype must be zero, rand, lba, identify, smart, logpage or identifyns: \"\"");
@@ -242,10 +226,7 @@ TEST(CmdAnswer, DeviceFaultRouteErrorsAndResultKeys) {
 }
 
 TEST(CmdAnswer, SenseFormats) {
-    const struct {
-        uint8_t sense[32];
-        int key, asc, ascq;
-    } cases[] = {
+    const struct { uint8_t sense[32]; int key, asc, ascq; } cases[] = {
         {{0xF0, 0, 0x05, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x24, 0x01}, 5, 0x24, 0x01},  // fixed, valid bit set
         {{0x72, 0x0B, 0x47, 0x03}, 0x0B, 0x47, 0x03},                             // descriptor
         {{}, 0, 0, 0},
@@ -259,12 +240,8 @@ TEST(CmdAnswer, SenseFormats) {
 // The command sets' overlaps and the commands whose effect hides in a field.
 TEST(CmdMediaChange, OpcodeSetsSubcommandsAndCarriedCommands) {
     enum Set { Ata, Scsi, Admin, Io };
-    const struct {
-        Set set;
-        std::vector<uint8_t> bytes;  // ATA: command, feature; SCSI: the CDB; NVMe: the opcode
-        bool dataOut;
-        bool changes;
-    } cases[] = {
+    // bytes: ATA, command and feature; SCSI, the CDB; NVMe, the opcode.
+    const struct { Set set; std::vector<uint8_t> bytes; bool dataOut, changes; } cases[] = {
         {Admin, {0x09}, false, true}, {Io, {0x09}, true, true},  // Set Features, Dataset Management
         {Admin, {0x05}, false, true},  // Create I/O Completion Queue
         {Io, {0x05}, true, false}, {Admin, {0x21}, false, true},  // Compare only compares; unlisted, bits 1..0 allow data out

@@ -11,9 +11,7 @@ constexpr auto kBytes = zel::Coverage::Unit::Bytes;
 
 zel::RwJob job(zel::Coverage size, bool freeSpace = false, bool includeData = false) {
     zel::RwJob j;
-    j.size = size;
-    j.freeSpace = freeSpace;
-    j.includeData = includeData;
+    j.size = size, j.freeSpace = freeSpace, j.includeData = includeData;
     return j;
 }
 
@@ -23,12 +21,7 @@ zel::RwJob job(zel::Coverage size, bool freeSpace = false, bool includeData = fa
 // caps, the units and the random picks. A 100 MiB volume with 60 MiB free.
 TEST(FileFill, RunBytesFromCoverageBasisAndExistingData) {
     const zel::VolumeBytes volume{100 * kMiB, 60 * kMiB};
-    struct Case {
-        const char* what;
-        zel::RwJob job;
-        uint64_t random;
-        uint64_t bytes;
-    } cases[] = {
+    struct Case { const char* what; zel::RwJob job; uint64_t random, bytes; } cases[] = {
         {"never more than the free space", job({kPercent, 100}), 0, 60 * kMiB},
         {"includedata with enough data already: nothing", job({kPercent, 30}, false, true), 0, 0},
         {"includedata is moot with freespace", job({kPercent, 50}, true, true), 0, 30 * kMiB},

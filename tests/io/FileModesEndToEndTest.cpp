@@ -43,11 +43,10 @@ protected:
 
 TEST_F(FileModesEndToEnd, PreconditionFillsTheVolumeFolderToItsCoverage) {
     useHost(host(R"({"letter": "E", "totalBytes": "4m", "freeBytes": "3m"})"));
-    auto filled = runExpecting("-a rw -d 1 --rw precondition --iotype file --size 50%", 0u);
-    EXPECT_TRUE(contains(filled.output, "Precondition E: 3145728 of 4194304 bytes free, writing 2097152 bytes"))
-        << filled.output;
-    EXPECT_TRUE(contains(filled.output, "[T1] disk 1, precondition E:, 2097152 bytes in 1 files by block size 256"));
-    EXPECT_TRUE(contains(filled.output, "[T1] SUCCESS: precondition to disk 1"));
+    auto filled = runExpecting("-a rw -d 1 --rw precondition --iotype file --size 50%", 0u,
+                               {"Precondition E: 3145728 of 4194304 bytes free, writing 2097152 bytes",
+                                "[T1] disk 1, precondition E:, 2097152 bytes in 1 files by block size 256",
+                                "[T1] SUCCESS: precondition to disk 1"});
     EXPECT_TRUE(std::regex_search(filled.output, std::regex("\r\\[100%\\] precondition 2097152\\.\\.\\.\r?\n")))
         << "progress as the LBA modes print it, ended by a line feed";
     EXPECT_FALSE(contains(file("run.log"), "[100%]")) << "progress stays off the log";
@@ -56,13 +55,11 @@ TEST_F(FileModesEndToEnd, PreconditionFillsTheVolumeFolderToItsCoverage) {
     EXPECT_EQ(data.substr(0, 4) + data.substr(data.size() - 2), "\x55\xAA\x55\xAA\x55\xAA") << "the fixed pattern";
 
     // The earlier fill files go first; the data of the description stays.
-    auto included = runExpecting("-a rw -d 1 --rw precondition --iotype file --size 50% --includedata --pattern zero", 0u);
-    EXPECT_TRUE(contains(included.output, "Precondition E: 3145728 of 4194304 bytes free, writing 1048576 bytes"))
-        << included.output;
+    runExpecting("-a rw -d 1 --rw precondition --iotype file --size 50% --includedata --pattern zero", 0u,
+                 {"Precondition E: 3145728 of 4194304 bytes free, writing 1048576 bytes"});
     EXPECT_EQ(folderBytes(volume('E')), kMiB) << "one fill file, the earlier one removed";
 
-    auto free = run("-a rw -d 1 --rw precondition --iotype file --size 50% --freespace");
-    EXPECT_TRUE(contains(free.output, "writing 1572864 bytes")) << free.output;
+    runExpecting("-a rw -d 1 --rw precondition --iotype file --size 50% --freespace", 0u, {"writing 1572864 bytes"});
     EXPECT_EQ(folderBytes(volume('E')), 1572864u);
 }
 
@@ -84,9 +81,8 @@ TEST_F(FileModesEndToEnd, PreconditionThreadsWriteTheirOwnFilesOrAreRefused) {
     EXPECT_EQ(fs::file_size(volume('C') / "ZEL_FILEIO_0"), kMiB);
     EXPECT_EQ(GetFileAttributesA("C:\\ZEL_FILEIO_0") != INVALID_FILE_ATTRIBUTES, hadOwn);
     if (threads < 2) GTEST_SKIP() << "one processor: a single thread always fits";
-    auto refused = runExpecting("-a rw -d 1 --rw precondition --iotype file --size 4k --thread --bs 4k", 0x2000000Du);
-    EXPECT_TRUE(contains(refused.output, "Partition size is not big enough to run " + std::to_string(threads) +
-                                             " threads at the same time"));
+    runExpecting("-a rw -d 1 --rw precondition --iotype file --size 4k --thread --bs 4k", 0x2000000Du,
+                 {"Partition size is not big enough to run " + std::to_string(threads) + " threads at the same time"});
     EXPECT_FALSE(fs::exists(volume('E') / "ZEL_FILEIO_0")) << "nothing written";
 }
 
@@ -95,11 +91,9 @@ TEST_F(FileModesEndToEnd, CopyFilesIntoPerThreadFoldersBetweenLetters) {
     std::string source(300000, '\0');
     for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<char>(i * 7 + i / 256);
     put(volume('C') / "data" / "src.bin", source);
-    auto copied = runExpecting("-a rw -d 1 --rw write --iotype file --src C:\\data\\src.bin --dest E: --totalloop 2 --bs 64k", 0u);
-    EXPECT_TRUE(contains(copied.output, "[T1] copy files from C:\\data\\src.bin"));
-    EXPECT_TRUE(contains(copied.output, "[T1] Copying file from C:\\data\\src.bin to E:\\t1\\0"));
-    EXPECT_TRUE(contains(copied.output, "[T1] Copying file from C:\\data\\src.bin to E:\\t1\\1"));
-    EXPECT_TRUE(contains(copied.output, "[T1] SUCCESS: copy files to disk 1"));
+    runExpecting("-a rw -d 1 --rw write --iotype file --src C:\\data\\src.bin --dest E: --totalloop 2 --bs 64k", 0u,
+                 {"[T1] copy files from C:\\data\\src.bin", "[T1] Copying file from C:\\data\\src.bin to E:\\t1\\0",
+                  "[T1] Copying file from C:\\data\\src.bin to E:\\t1\\1", "[T1] SUCCESS: copy files to disk 1"});
     for (const char* copy : {"0", "1"})
         EXPECT_EQ(zeltest::readFile((volume('E') / "t1" / copy / "src.bin").string()), source) << copy;
     EXPECT_FALSE(fs::exists(volume('E') / "t1" / "2"));
@@ -113,17 +107,12 @@ TEST_F(FileModesEndToEnd, CopyFilesIntoPerThreadFoldersBetweenLetters) {
 TEST_F(FileModesEndToEnd, CopyStopsWhenTheVolumeIsFullAndRefusesWhatCannotRun) {
     useHost(host(R"({"letter": "E", "totalBytes": "4m", "freeBytes": "1m"})"));
     put(volume('C') / "half.bin", std::string(512 * 1024, 'h'));
-    auto full = runExpecting("-a rw -d 1 --rw write --iotype file --src C:\\half.bin --totalloop 3", ERROR_DISK_FULL);
-    EXPECT_TRUE(contains(full.output, "[T1] FAIL: copy files to disk 1 at E:\\t1\\2\\half.bin offset 0... (LE=0x70"))
-        << full.output;
+    runExpecting("-a rw -d 1 --rw write --iotype file --src C:\\half.bin --totalloop 3", ERROR_DISK_FULL,
+                 {"[T1] FAIL: copy files to disk 1 at E:\\t1\\2\\half.bin offset 0... (LE=0x70"});
     EXPECT_EQ(folderBytes(volume('E')), kMiB) << "the volume holds exactly its free space";
 
     put(volume('C') / "big.bin", std::string(2 * kMiB, 'b'));
-    const struct {
-        const char* args;
-        uint32_t code;
-        const char* line;
-    } refused[] = {
+    const struct { const char* args; uint32_t code; const char* line; } refused[] = {
         {"--rw write --iotype file --src C:\\big.bin", ERROR_DISK_FULL,
          "Partition size is not big enough to run 1 threads at the same time"},
         {"--rw write --iotype file --src C:\\nothing.bin", ERROR_FILE_NOT_FOUND,
@@ -135,20 +124,16 @@ TEST_F(FileModesEndToEnd, CopyStopsWhenTheVolumeIsFullAndRefusesWhatCannotRun) {
         {"--rw randwrite --iotype file", 0x20000003, "RW mode not supported!"},
         {"--rw precondition", 0x20000003, "RW mode not supported!"},  // without a file form
     };
-    for (const auto& r : refused) {
-        auto result = runExpecting(std::string("-a rw -d 1 ") + r.args, r.code);
-        EXPECT_TRUE(contains(result.output, r.line)) << r.args << "\n" << result.output;
-    }
+    for (const auto& r : refused) runExpecting(std::string("-a rw -d 1 ") + r.args, r.code, {r.line});
 }
 
 TEST_F(FileModesEndToEnd, FormatAndCleanBeforeThePrecondition) {
     useHost(host(R"({"letter": "E", "totalBytes": "2m", "freeBytes": "1m"})", true));
     put(volume('E') / "old.bin", "left by an earlier file system");
-    auto formatted = runExpecting("--formatd -d 1 -a rw --rw precondition --iotype file --size 50%", 0u);
-    EXPECT_FALSE(fs::exists(volume('E') / "old.bin")) << "a format leaves an empty volume";
     // The stand-in's partition: the capacity (4 MiB) less 1 MiB, all free.
-    EXPECT_TRUE(contains(formatted.output, "Precondition E: 3145728 of 3145728 bytes free, writing 1572864 bytes"))
-        << formatted.output;
+    runExpecting("--formatd -d 1 -a rw --rw precondition --iotype file --size 50%", 0u,
+                 {"Precondition E: 3145728 of 3145728 bytes free, writing 1572864 bytes"});
+    EXPECT_FALSE(fs::exists(volume('E') / "old.bin")) << "a format leaves an empty volume";
     EXPECT_EQ(fs::file_size(volume('E') / "ZEL_FILEIO_0"), 1572864u);
 
     runExpecting("--cleand -d 1 -a rw --rw precondition --iotype file", 0x20000006u);

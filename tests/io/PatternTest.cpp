@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -12,24 +13,6 @@ using testing_sha256::sha256Hex;
 using zel::PatternKind;
 
 namespace {
-
-// A buffer whose first byte lies `phase` bytes past a 64-byte boundary,
-// with guard bytes around it.
-struct Placed {
-    Placed(unsigned phase, size_t length) : storage(length + 192, 0xEE), length(length) {
-        const auto base = reinterpret_cast<uintptr_t>(storage.data());
-        at = static_cast<size_t>((64 - base % 64) % 64 + 64 + phase);
-    }
-    uint8_t* data() { return storage.data() + at; }
-    bool guardsIntact() const {
-        for (size_t i = 0; i < storage.size(); ++i)
-            if ((i < at || i >= at + length) && storage[i] != 0xEE) return false;
-        return true;
-    }
-    std::vector<uint8_t> storage;
-    size_t at = 0;
-    size_t length;
-};
 
 std::vector<uint8_t> image(PatternKind kind, uint64_t seed, const std::string& metadata, size_t sector) {
     std::vector<uint8_t> out(sector);
@@ -48,11 +31,15 @@ TEST(PatternVectors, FillsByPhaseAndByAddressAndWriteImages) {
         EXPECT_EQ(sha256Hex(byPhase.data(), v.length), v.sha256)
             << "seed " << v.seed << " phase " << v.phase << " length " << v.length;
 
-        Placed placed(v.phase, v.length);
+        // By address: the buffer starts `phase` bytes past a 64-byte boundary, with guard bytes around it.
+        std::vector<uint8_t> storage(v.length + 192, 0xEE);
+        uint8_t *const begin = storage.data(), *const end = begin + storage.size();
+        uint8_t* const placed = begin + (64 - reinterpret_cast<uintptr_t>(begin) % 64) % 64 + 64 + v.phase;
         zel::Sfc64 second(v.seed);
-        zel::fillRandom(second, placed.data(), v.length);
-        EXPECT_EQ(sha256Hex(placed.data(), v.length), v.sha256) << "by address, length " << v.length;
-        EXPECT_TRUE(placed.guardsIntact()) << "length " << v.length;
+        zel::fillRandom(second, placed, v.length);
+        EXPECT_EQ(sha256Hex(placed, v.length), v.sha256) << "by address, length " << v.length;
+        const auto guard = [](uint8_t byte) { return byte == 0xEE; };
+        EXPECT_TRUE(std::all_of(begin, placed, guard) && std::all_of(placed + v.length, end, guard)) << v.length;
     }
     for (const auto& v : pattern_vectors::kImages) {
         const auto bytes = image(static_cast<PatternKind>(v.kind), v.seed, v.metadata, v.sector);

@@ -11,11 +11,7 @@ namespace {
 
 zel::RwJob job(uint64_t start, zel::Coverage size, uint32_t bs = 131072, uint32_t align = 0, uint32_t qd = 1) {
     zel::RwJob j;
-    j.startLba = start;
-    j.size = size;
-    j.blockBytes = bs;
-    j.alignBytes = align;
-    j.queueDepth = qd;
+    j.startLba = start, j.size = size, j.blockBytes = bs, j.alignBytes = align, j.queueDepth = qd;
     return j;
 }
 
@@ -26,13 +22,7 @@ constexpr auto kBytes = zel::Coverage::Unit::Bytes;
 }  // namespace
 
 TEST(RwSetup, CoverageAlignmentBlockAndQueueDepth) {
-    struct Case {
-        const char* what;
-        zel::RwJob job;
-        uint64_t random;
-        uint64_t start, end;
-        uint32_t block, qd, align;
-    } cases[] = {
+    struct { const char* what; zel::RwJob job; uint64_t random, start, end; uint32_t block, qd, align; } cases[] = {
         {"whole disk by default", job(0, {kPercent, 100}), 0, 0, 10000, 256, 1, 0},
         {"percent of the whole disk, not of what follows start", job(5000, {kPercent, 50}), 0, 5000, 10000, 256, 1, 0},
         {"0% picks 1..100 from the clock's number", job(0, {kPercent, 0}), 41, 0, 4200, 256, 1, 0},
@@ -43,7 +33,7 @@ TEST(RwSetup, CoverageAlignmentBlockAndQueueDepth) {
         {"queue depth limited to whole blocks in the range", job(0, {kSectors, 1024}, 131072, 0, 32), 0, 0, 1024, 256,
          4, 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         zel::RwSetup setup;
         ASSERT_TRUE(zel::normaliseRw(c.job, 512, 10000, c.random, 4, &setup)) << c.what;
         const std::vector<uint64_t> got{setup.startLba, setup.endLba, setup.blockSectors, setup.queueDepth, setup.alignSectors};
@@ -64,20 +54,15 @@ TEST(RwSetup, CoverageAlignmentBlockAndQueueDepth) {
 // thread per processor and a range pulled back to nothing are run end to end
 // (RwEndToEnd); here the picks and the slicing no run shows.
 TEST(RwSetup, RandomPicksAndOneSliceForTheFirstThread) {
-    struct Case {
-        const char* what;
-        zel::RwJob job;
-        uint32_t threads;
-        uint64_t end;
-        uint32_t block, threadCount;
-    } cases[] = {
+    // threads: asked for, 0 one per processor; workers: the count kept.
+    struct { const char* what; zel::RwJob job; uint32_t threads; uint64_t end; uint32_t block, workers; } cases[] = {
         {"bs 0 with alignment stays random", job(0, {kSectors, 4096}, 0, 4096), 1, 4096, 0, 1},
         {"0 bytes ask for a random count themselves", job(0, {kBytes, 0}), 1, 9999, 256, 1},
         {"one sector of bytes is one sector", job(0, {kBytes, 512}), 1, 1, 1, 1},
         {"0 threads: one per processor, the first slice takes the range", job(0, {kSectors, 4096}), 0, 4096, 256, 4},
         {"a range shorter than a block shrinks it and forces one thread", job(0, {kSectors, 100}), 0, 100, 100, 1},
     };
-    for (Case& c : cases) {
+    for (auto& c : cases) {
         c.job.threadCount = c.threads;
         zel::RwSetup setup;
         ASSERT_TRUE(zel::normaliseRw(c.job, 512, 10000, 9998, 4, &setup)) << c.what;
@@ -85,16 +70,14 @@ TEST(RwSetup, RandomPicksAndOneSliceForTheFirstThread) {
         const auto slices = zel::sliceRange(setup);
         const std::vector<uint64_t> got{setup.endLba, setup.blockSectors, setup.threadCount, slices.size(),
                                         slices.empty() ? 0 : slices[0].end};
-        EXPECT_EQ(got, (std::vector<uint64_t>{c.end, c.block, c.threadCount, 1, c.end})) << c.what;
+        EXPECT_EQ(got, (std::vector<uint64_t>{c.end, c.block, c.workers, 1, c.end})) << c.what;
     }
 }
 
 TEST(TransferPlan, RandomLengthsStayInsideTheirBounds) {
     uint64_t state = 99;
     auto lcg = [&] { return state = state * 6364136223846793005ULL + 1442695040888963407ULL; };
-    struct Case {
-        uint32_t unit, max;
-    } cases[] = {{1, 2048}, {8, 2048}, {3, 2048}, {4096, 2048}};
+    struct Case { uint32_t unit, max; } cases[] = {{1, 2048}, {8, 2048}, {3, 2048}, {4096, 2048}};
     for (const Case& c : cases) {
         zel::SequentialPlan plan(0, 1u << 20, zel::TransferSizer(0, c.unit, c.max, lcg));
         const uint32_t largest = zel::TransferSizer(0, c.unit, c.max, lcg).largest();

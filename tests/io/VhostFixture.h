@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -39,10 +40,13 @@ protected:
         return runZelCli(args + " --logdir \"" + dir_->path() + "\" --logfile run.log", dir_->path(),
                          {"ZELCLI_VHOST=" + dir_->file("host.json")});
     }
-    // A run that must end with `code`; what it printed says why when it does not.
-    ChildResult runExpecting(const std::string& args, uint32_t code) {
+    // A run that must end with `code` and print each of `lines`; what it
+    // printed says why when it does not.
+    ChildResult runExpecting(const std::string& args, uint32_t code, std::initializer_list<std::string> lines = {}) {
         ChildResult result = run(args);
         EXPECT_EQ(result.exitCode, code) << args << "\n" << result.output;
+        for (const std::string& line : lines)
+            EXPECT_TRUE(contains(result.output, line)) << args << ": no \"" << line << "\"\n" << result.output;
         return result;
     }
     std::string file(const std::string& name) const { return readFile(dir_->file(name)); }

@@ -11,18 +11,16 @@ namespace {
 using zel::WorkloadKind;
 using zel::WorkloadLine;
 
-// Records what it is given; the first command starting with failOn fails.
+// Records the operations it is given; the first one named failOn fails.
 // The written pattern is read back end to end; here its alignment for
 // unbuffered writes.
 class FakeDisk : public zel::IWorkloadDisk {
 public:
-    bool writeSectors(uint64_t lba, uint32_t sectors, const uint8_t* data) override {
+    bool writeSectors(uint64_t, uint32_t, const uint8_t* data) override {
         aligned = aligned && reinterpret_cast<uintptr_t>(data) % 4096 == 0;
-        return record("write " + std::to_string(lba) + " " + std::to_string(sectors));
+        return record("write");
     }
-    bool trimSectors(uint64_t lba, uint32_t sectors) override {
-        return record("trim " + std::to_string(lba) + " " + std::to_string(sectors));
-    }
+    bool trimSectors(uint64_t, uint32_t) override { return record("trim"); }
     bool flush() override { return record("flush"); }
 
     std::vector<std::string> calls;
@@ -99,20 +97,15 @@ TEST(WorkloadAnalysis, LogsTheAnalysisAndOnlyFlushesNeedNoBuffer) {
 }
 
 TEST(WorkloadExecution, AFailedCommandStopsTheRunWithItsError) {
-    struct Case {
-        const char* file;
-        const char* failOn;
-        zel::ErrorCode diskError, result;
-        const char* warning;
-        int fileLine;
-        size_t calls;  // the failing one last
+    struct {  // calls: the failing one last
+        const char *file, *failOn; zel::ErrorCode diskError, result; const char* warning; int fileLine; size_t calls;
     } cases[] = {
         {"$write 0 8\n$flush\n", "write", 0x45D, 0x45D, "Cannot execute write command", 1, 1},
         {"$write 0 8\n$trims 8 8\n$flush\n", "trim", 0, 0x20000141, "Cannot execute trim command", 2, 2},
         {"# x\n$write 0 8\n$flush\n$write 8 8\n", "flush", 0x15, 0x15, "Cannot execute flush command", 3, 2},
         {"$write 0 8\n$trims 0 1001\n$flush\n", "none", 0, 0x2000000E, "Cannot execute trim command", 2, 1},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         zeltest::LogCapture log;
         std::istringstream file(c.file);
         zel::WorkloadRunner runner(file);
