@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <tuple>
+
 #include "core/ErrorCodes.h"
 #include "disk/DiskBase.h"
 #include "disk/DiskList.h"
@@ -36,26 +38,10 @@ std::string boardsHost() {
       {"kind": "JMicronS583", "disk": 5, "powers": [10]}]})";
 }
 
-DiskBase& listed(int number) {
-    DiskList& list = DiskList::instance();
-    list.reset();
-    for (const auto& disk : list.get(false).disks())
-        if (disk->number() == number) return *disk;
-    ADD_FAILURE() << "disk " << number << " is not listed";
-    return *list.get(false).disks().front();
-}
-
+// The class, the board's disk, the DUT's disk, and the off and on commands.
 // The second SATA generation's bytes, and the measure and voltage commands
 // of the second PCIe one, are checked end to end (PowerEndToEndTest.cpp).
-struct BoardCase {
-    BoardClass board;
-    int disk;
-    int dut;
-    const char* off;
-    const char* on;
-};
-
-const BoardCase kCases[] = {
+const std::tuple<BoardClass, int, int, const char*, const char*> kCases[] = {
     {BoardClass::SataHX410V1, 1, 6, "disk 1 SataHX410V1 off F0 F1 00 00 00 00 00 00 00 00 00 00 00 00 00 00",
      "disk 1 SataHX410V1 on F0 F1 FF 00 00 00 00 00 00 00 00 00 00 00 00 00"},
     {BoardClass::PcieHX410V1, 3, 8, "disk 3 PcieHX410V1 off marker@3584 48 58 50 57 52 34 31 30 4F 46",
@@ -71,20 +57,22 @@ const BoardCase kCases[] = {
 TEST(BoardRoutes, EveryClassSwitchesItsDutWithTheBytesTheBoardExpects) {
     zeltest::InstalledHost installed(boardsHost());
     vhost::VirtualHost& host = installed.host();
-    for (const BoardCase& c : kCases) {
-        SCOPED_TRACE(boardClassName(c.board));
-        std::unique_ptr<PowerSwitch> power = createPowerSwitch(c.board, listed(c.disk));
+    for (const auto& [board, disk, dut, off, on] : kCases) {
+        SCOPED_TRACE(boardClassName(board));
+        DiskList::instance().reset();
+        DiskBase* listed = DiskList::instance().get(false).findDisk(DiskSelector::byNumber(disk));
+        ASSERT_NE(listed, nullptr);
+        std::unique_ptr<PowerSwitch> power = createPowerSwitch(board, *listed);
         ASSERT_TRUE(power);
         ASSERT_TRUE(power->powerOff()) << errorText(lastError());
-        EXPECT_EQ(host.board(c.disk)->decoded().back(), c.off);
-        EXPECT_TRUE(host.disk(c.dut)->hidden());
-        if (c.board == BoardClass::PcieHX410V1) {
-            EXPECT_EQ(host.lastRequest().openFlags, 0x20000000u) << "opened unbuffered";
-        }
+        EXPECT_EQ(host.board(disk)->decoded().back(), off);
+        EXPECT_TRUE(host.disk(dut)->hidden());
+        const uint32_t flags = host.lastRequest().openFlags;
+        EXPECT_TRUE(board != BoardClass::PcieHX410V1 || flags == 0x20000000u) << "opened unbuffered: " << flags;
         ASSERT_TRUE(power->powerOn()) << errorText(lastError());
-        EXPECT_EQ(host.board(c.disk)->decoded().back(), c.on);
-        EXPECT_FALSE(host.disk(c.dut)->hidden());
-        EXPECT_EQ(host.disk(c.dut)->counters().powerCycles, 1u);
-        EXPECT_EQ(host.disk(c.dut)->counters().unsafeShutdowns, 1u);
+        EXPECT_EQ(host.board(disk)->decoded().back(), on);
+        EXPECT_FALSE(host.disk(dut)->hidden());
+        EXPECT_EQ(host.disk(dut)->counters().powerCycles, 1u);
+        EXPECT_EQ(host.disk(dut)->counters().unsafeShutdowns, 1u);
     }
 }

@@ -12,18 +12,15 @@ const std::vector<BoardCandidate> kDisks = {
     {0, 1, "Zeltron SA510", "1.00"},       {1, 17, "HX410   Reader", "1.08"}, {2, 20, "HXPWR410 Virtual", "2.10"},
     {3, 20, "HXPWR410 Virtual", "V1.3"},  {4, 17, "USB DISK", "2.01"},       {5, 22, "Generic USB", "0509"}};
 
-PowerJob job(int id, const std::string& model = "") {
-    PowerJob j;
-    j.switchId = id;
-    j.switchModel = model;
-    return j;
-}
-
-void expectChoice(const PowerJob& j, uint32_t type, BoardClass board, int number) {
-    const BoardChoice choice = chooseBoard(j, type, kDisks);
-    EXPECT_EQ(boardClassName(choice.board), std::string(boardClassName(board)))
-        << "pwrid " << j.switchId << ", pwrmodel \"" << j.switchModel << "\", type " << type;
-    EXPECT_EQ(choice.number, number) << "pwrid " << j.switchId << ", pwrmodel \"" << j.switchModel << '"';
+// The board and its disk that --pwrid, --pwrmodel and the --pwrtype code pick.
+void expectChoice(int id, const std::string& model, uint32_t type, BoardClass board, int number) {
+    PowerJob job;
+    job.switchId = id;
+    job.switchModel = model;
+    const BoardChoice choice = chooseBoard(job, type, kDisks);
+    EXPECT_EQ(std::make_pair(std::string(boardClassName(choice.board)), choice.number),
+              std::make_pair(std::string(boardClassName(board)), number))
+        << "pwrid " << id << ", pwrmodel \"" << model << "\", type " << type;
 }
 
 }  // namespace
@@ -37,24 +34,24 @@ TEST(BoardSelection, GenerationComesFromTheRevision) {
 // A drive named as the switch, an unknown model and the bridge with and
 // without sata_gpio are checked end to end (PowerEndToEndTest.cpp).
 TEST(BoardSelection, PwridPwrmodelAndPwrtypePickTheSwitch) {
-    expectChoice(job(1), 0, BoardClass::SataHX410V1, 1);
-    expectChoice(job(4), 0, BoardClass::SataHX410V2, 4);
-    expectChoice(job(2), 0, BoardClass::PcieHX410V2, 2);
-    expectChoice(job(3), 0, BoardClass::PcieHX410V1, 3);
-    expectChoice(job(9), 0, BoardClass::None, -1);
+    expectChoice(1, "", 0, BoardClass::SataHX410V1, 1);
+    expectChoice(4, "", 0, BoardClass::SataHX410V2, 4);
+    expectChoice(2, "", 0, BoardClass::PcieHX410V2, 2);
+    expectChoice(3, "", 0, BoardClass::PcieHX410V1, 3);
+    expectChoice(9, "", 0, BoardClass::None, -1);
 
-    expectChoice(job(-1, "reader"), 0, BoardClass::SataHX410V1, 1);
-    expectChoice(job(-1, "USB DISK"), 0, BoardClass::SataHX410V2, 4);
-    expectChoice(job(-1, "Virtual"), 0, BoardClass::PcieHX410V2, 2);
+    expectChoice(-1, "reader", 0, BoardClass::SataHX410V1, 1);
+    expectChoice(-1, "USB DISK", 0, BoardClass::SataHX410V2, 4);
+    expectChoice(-1, "Virtual", 0, BoardClass::PcieHX410V2, 2);
 
     // A class name overrides the generation, on the first board of its kind
     // or on the one pwrid names.
-    expectChoice(job(-1, "PcieHX410V1"), 0, BoardClass::PcieHX410V1, 2);
-    expectChoice(job(1, "sataHX410v2"), 0, BoardClass::SataHX410V2, 1);
-    expectChoice(job(2, "SataHX410V2"), 0, BoardClass::None, -1);  // a PCIe board is not a SATA one
+    expectChoice(-1, "PcieHX410V1", 0, BoardClass::PcieHX410V1, 2);
+    expectChoice(1, "sataHX410v2", 0, BoardClass::SataHX410V2, 1);
+    expectChoice(2, "SataHX410V2", 0, BoardClass::None, -1);  // a PCIe board is not a SATA one
 
-    expectChoice(job(-1, "Generic"), 18, BoardClass::JMicronGpio, 5);
-    expectChoice(job(-1, "JMicronS583"), 18, BoardClass::JMicronGpio, 5);
-    expectChoice(job(1), 18, BoardClass::None, -1);  // sata_gpio takes only the bridge
-    expectChoice(job(-1, "JMicronS583"), 0, BoardClass::None, -1);
+    expectChoice(-1, "Generic", 18, BoardClass::JMicronGpio, 5);
+    expectChoice(-1, "JMicronS583", 18, BoardClass::JMicronGpio, 5);
+    expectChoice(1, "", 18, BoardClass::None, -1);  // sata_gpio takes only the bridge
+    expectChoice(-1, "JMicronS583", 0, BoardClass::None, -1);
 }

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -45,8 +46,7 @@ public:
     using VirtualHost::VirtualHost;
 
     int processingReads = 0;
-    bool ccSticksAbrupt = false;
-    bool hangFirstRead = false;
+    bool ccSticksAbrupt = false, hangFirstRead = false;
     std::atomic<int> attempts{0};
     std::vector<std::string> portWrites;
 
@@ -57,10 +57,7 @@ public:
         if (offset == 0x14 && hangFirstRead && calls_++ == 0) Sleep(30000);  // holds no lock of the host
         if (!VirtualHost::readPhysicalDword(address, value)) return false;
         if (offset == 0x14 && ccSticksAbrupt) *value = (*value & ~0xC000u) | 0x8000u;
-        if (offset == 0x1C && processingReads > 0) {
-            --processingReads;
-            *value = (*value & ~0xCu) | 0x4u;
-        }
+        if (offset == 0x1C && processingReads-- > 0) *value = (*value & ~0xCu) | 0x4u;
         return true;
     }
     bool writePhysicalDword(uint64_t address, uint32_t value) override {
@@ -96,11 +93,8 @@ protected:
         if (!host_) previous_ = replaced;
         host_ = std::move(next);
     }
-    static zel::DiskBase* builtDisk(int number) {
-        return zel::DiskList::instance().get(true).findDisk({number, "", "", ""});
-    }
     zel::ErrorCode notifyDisk(int number) {
-        zel::DiskBase* disk = builtDisk(number);
+        zel::DiskBase* disk = zel::DiskList::instance().get(true).findDisk(zel::DiskSelector::byNumber(number));
         EXPECT_NE(disk, nullptr);
         return disk ? zel::notifyNvmeShutdown(*disk) : 0xFFFFFFFF;
     }
@@ -122,14 +116,9 @@ size_t count(const std::string& text, const std::string& piece) {
 // A controller that never reports the shutdown complete is not left
 // shutting down while it keeps its power: CC gets the value read before.
 TEST_F(PowerOnVirtualHost, ShutdownNotificationRetriesUntilCompleteOrGivesUpAndTakesItBack) {
-    const struct {
-        const char* what;
-        int processingReads;
-        bool ccSticksAbrupt, hangFirstRead;
-        zel::ErrorCode code;
-        int attempts;
-        std::vector<std::pair<const char*, size_t>> lines;  // each line and how often it is logged
-    } cases[] = {
+    using Lines = std::vector<std::pair<const char*, size_t>>;  // each line and how often it is logged
+    // What the controller does, its misbehaviour as scripted, the code, the attempts made and the log.
+    const std::tuple<const char*, int, bool, bool, zel::ErrorCode, int, Lines> cases[] = {
         {"complete at the third attempt", 2, false, false, 0, 3,
          {{"SHST=1, complete? 0", 2}, {"SHST=2, complete? 1", 1}, {"Failed to set shutdown notification", 0}}},
         {"SHN does not stick", 0, true, false, zel::err::kPowerCycleFlow, 10,
@@ -143,20 +132,20 @@ TEST_F(PowerOnVirtualHost, ShutdownNotificationRetriesUntilCompleteOrGivesUpAndT
          {{"Set shutdown notification to NVMe drive.", 2}, {"SHST=2, complete? 1", 1}}},
     };
     EXPECT_EQ(notifyDisk(0), zel::err::kFunctionNotSupported) << "a SATA drive has no controller to notify";
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [what, processingReads, ccSticksAbrupt, hangFirstRead, code, attempts, lines] : cases) {
+        SCOPED_TRACE(what);
         freshHost();
-        host_->processingReads = c.processingReads;
-        host_->ccSticksAbrupt = c.ccSticksAbrupt;
-        host_->hangFirstRead = c.hangFirstRead;
+        host_->processingReads = processingReads;
+        host_->ccSticksAbrupt = ccSticksAbrupt;
+        host_->hangFirstRead = hangFirstRead;
         zeltest::LogCapture log;
-        EXPECT_EQ(notifyDisk(1), c.code);
-        if (c.code) { EXPECT_EQ(zel::lastError(), c.code); }
-        EXPECT_EQ(host_->attempts.load(), c.attempts);
-        for (const auto& [line, times] : c.lines) EXPECT_EQ(count(log.text(), line), times) << line;
+        EXPECT_EQ(notifyDisk(1), code);
+        EXPECT_EQ(code ? zel::lastError() : 0, code);
+        EXPECT_EQ(host_->attempts.load(), attempts);
+        for (const auto& [line, times] : lines) EXPECT_EQ(count(log.text(), line), times) << line;
         uint32_t cc = 0;
         ASSERT_TRUE(host_->VirtualHost::readPhysicalDword(0xC0100014, &cc));  // disk 1's CC
-        EXPECT_TRUE(c.processingReads != 1000 || cc == 0x460001u) << "a controller that never finished gets CC back";
+        EXPECT_TRUE(processingReads != 1000 || cc == 0x460001u) << "a controller that never finished gets CC back";
     }
 }
 
@@ -165,21 +154,17 @@ TEST_F(PowerOnVirtualHost, ShutdownNotificationRetriesUntilCompleteOrGivesUpAndT
 // RTC_STS (bit 10) reads set and is written back, which clears it. What the
 // host makes of the writes is checked end to end.
 TEST_F(PowerOnVirtualHost, ColdBootWritesTheRtcAlarmAndEntersS5) {
-    struct Case {
-        zel::TimeOfDay now;
-        const char *sec, *min, *hour, *pm1;
-    } cases[] = {
+    using Case = std::tuple<zel::TimeOfDay, const char*, const char*, const char*, const char*>;  // port 71 and 1800
+    const Case cases[] = {
         {{23, 59, 10}, "71=10", "71=0", "71=0", "1800=4000000"},
         {{23, 59, 0}, "71=0", "71=0", "71=24", "1800=4000400"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.hour);
+    for (const auto& [now, sec, min, hour, pm1] : cases) {
+        SCOPED_TRACE(hour);
         portWrites();
-        EXPECT_EQ(zel::runColdBoot(60, c.now), 0u);
-        const std::vector<std::string> expected = {
-            "70=1", c.sec, "70=3", c.min, "70=5", c.hour, "70=C", "70=B", "70=B", "71=22",
-            "A1=FE", "21=FB", c.pm1, "1804=3C01"};
-        EXPECT_EQ(portWrites(), expected);
+        EXPECT_EQ(zel::runColdBoot(60, now), 0u);
+        EXPECT_EQ(portWrites(), std::vector<std::string>({"70=1", sec, "70=3", min, "70=5", hour, "70=C", "70=B",
+                                                          "70=B", "71=22", "A1=FE", "21=FB", pm1, "1804=3C01"}));
     }
     EXPECT_EQ(host_->powerEvents().size(), 2u);
 }
