@@ -28,20 +28,11 @@ protected:
     void TearDown() override {
         SetEnvironmentVariableA("ZELCLI_TOOLS_CONTROL", nullptr);
         // Nothing a test left running survives it.
-        zel::terminateChildProcesses("devcon_amd64.exe");
-        zel::terminateChildProcesses("pssuspend64.exe");
-        zel::terminateChildProcesses("diskpart.exe");
+        for (const char* name : {"devcon_amd64.exe", "pssuspend64.exe", "diskpart.exe"})
+            zel::terminateChildProcesses(name);
     }
     static std::string tool() {
         return zel::quotedArgument(zeltest::binaryFolder() + "\\vhost-tools\\devcon_amd64.exe");
-    }
-    static std::string devcon(const std::string& args) { return tool() + " " + args; }
-    static zel::RunRequest request(const std::string& args, double timeout = 0) {
-        zel::RunRequest r;
-        r.commandLine = devcon(args);
-        r.timeoutSeconds = timeout;
-        r.captureOutput = true;
-        return r;
     }
     static DWORD exitCodeOf(DWORD pid) {
         HANDLE process = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, pid);
@@ -64,7 +55,7 @@ TEST_F(ProcessRunnerTest, TimeOutLeavesTheChildRunningUntilTheHelperEndsIt) {
     control_.answer({{"exit", 0}, {"delayMs", 20000}});
     zel::ProcessRunner runner;
     zel::RunResult result;
-    EXPECT_FALSE(runner.run(request("slow", 0.3), &result));
+    EXPECT_FALSE(runner.run({tool() + " slow", 0.3, true}, &result));
     EXPECT_EQ(result.code, 0x20000018u);
     EXPECT_EQ(exitCodeOf(runner.processId()), STILL_ACTIVE);
     EXPECT_EQ(zel::terminateChildProcesses("DEVCON_AMD64.EXE"), 1);
@@ -73,9 +64,7 @@ TEST_F(ProcessRunnerTest, TimeOutLeavesTheChildRunningUntilTheHelperEndsIt) {
 }
 
 TEST_F(ProcessRunnerTest, StartFailureSetsTheLastError) {
-    zel::RunRequest missing;
-    missing.commandLine = "\"C:\\no\\such\\tool.exe\" x";
-    missing.captureOutput = true;
+    const zel::RunRequest missing{"\"C:\\no\\such\\tool.exe\" x", 0, true};
     zel::ProcessRunner runner;
     EXPECT_FALSE(runner.start(missing));
     EXPECT_NE(zel::lastError(), 0u);
