@@ -36,8 +36,9 @@ TEST(Collectors, OsBlockFromTheRegistry) {
     EXPECT_EQ(_stricmp(collector.info().systemRoot.c_str(), windows), 0);
     EXPECT_GT(collector.info().buildNumber, 0);
     EXPECT_EQ(collector.info().type, "x64");
-    expectLines([&] { collector.print(); }, {"  SystemRoot: " + collector.info().systemRoot,
-                "  BuildNumber: " + std::to_string(collector.info().buildNumber), "  Type: x64"});
+    expectLines([&] { collector.print(); },
+                {"  SystemRoot: " + collector.info().systemRoot,
+                 "  BuildNumber: " + std::to_string(collector.info().buildNumber), "  Type: x64"});
 }
 
 TEST(Collectors, PlatformBlockPrintsAmdAsUnknown) {
@@ -46,8 +47,8 @@ TEST(Collectors, PlatformBlockPrintsAmdAsUnknown) {
     std::strcpy(info.biosVersion, "1.2.3");
     info.processorType = zel::kProcessorAmd;
     expectLines([&] { zel::PlatformInfoCollector(info).print(); },
-                {"  BaseBoardManufacturer: Board Maker", "  BIOSVersion: 1.2.3", "  BaseBoardProduct: ",
-                 "  Processor Type: Unknown"});
+                {"  BaseBoardManufacturer: Board Maker", "  BIOSVersion: 1.2.3",
+                 "  BaseBoardProduct: ", "  Processor Type: Unknown"});
     info.processorType = zel::kProcessorIntel;
     expectLines([&] { zel::PlatformInfoCollector(info).print(); }, {"  Processor Type: INTEL"});
 

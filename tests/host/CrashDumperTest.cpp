@@ -68,8 +68,7 @@ protected:
         SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
         HANDLE out = CreateFileA(dir.file("out.txt").c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS,
                                  FILE_ATTRIBUTE_NORMAL, nullptr);
-        STARTUPINFOA startup{};
-        startup.cb = sizeof(startup);
+        STARTUPINFOA startup{sizeof(startup)};
         startup.dwFlags = STARTF_USESTDHANDLES;
         startup.hStdOutput = startup.hStdError = out;
         PROCESS_INFORMATION process{};
@@ -86,13 +85,10 @@ protected:
         if (thread) CloseHandle(thread);
         for (int i = 0; i < 300 && WaitForSingleObject(process.hProcess, 50) == WAIT_TIMEOUT; ++i)
             if (zeltest::readFile(dir.file("out.txt")).find("*** Exception ***") != std::string::npos) break;
+        if (WaitForSingleObject(process.hProcess, 0) == WAIT_TIMEOUT) TerminateProcess(process.hProcess, 0);
+        WaitForSingleObject(process.hProcess, 10000);
         DWORD code = 0;
-        if (WaitForSingleObject(process.hProcess, 0) == WAIT_TIMEOUT) {
-            TerminateProcess(process.hProcess, 0);
-            WaitForSingleObject(process.hProcess, 10000);
-        } else {
-            GetExitCodeProcess(process.hProcess, &code);
-        }
+        GetExitCodeProcess(process.hProcess, &code);
         CloseHandle(process.hThread);
         CloseHandle(process.hProcess);
         return code;

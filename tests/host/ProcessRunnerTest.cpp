@@ -5,6 +5,7 @@
 #include <windows.h>
 #include <shellapi.h>
 
+#include <filesystem>
 #include <functional>
 
 #include "core/ErrorCodes.h"
@@ -106,9 +107,8 @@ TEST_F(WrapperTimeOut, EachWrapperReportsTheTimeOut) {
     control_.answer({{"exit", 0}, {"delayMs", 20000}});
     zeltest::LogCapture log;
     zeltest::TempDir work;
-    char previous[MAX_PATH] = {};
-    GetCurrentDirectoryA(MAX_PATH, previous);
-    SetCurrentDirectoryA(work.path().c_str());
+    const std::filesystem::path previous = std::filesystem::current_path();
+    std::filesystem::current_path(work.path());
     const char* device = "PCI\\VEN_0001&DEV_0002";
     const std::pair<std::function<bool()>, const char*> cases[] = {
         {[&] { return zel::DevconWrapper().enable(device, 0.3); }, "INFO     enable device time exceeds timeout: 0.30\n"},
@@ -123,7 +123,7 @@ TEST_F(WrapperTimeOut, EachWrapperReportsTheTimeOut) {
         EXPECT_FALSE(call()) << line;
         EXPECT_TRUE(log.contains(line)) << line << log.text();
     }
-    SetCurrentDirectoryA(previous);
+    std::filesystem::current_path(previous);
     EXPECT_FALSE(zeltest::fileExists(work.file("diskpart_clean.txt"))) << "deleted after a time-out too";
     EXPECT_EQ(zel::terminateChildProcesses("devcon_amd64.exe"), 0) << "already ended by the wrapper";
     EXPECT_EQ(zel::terminateChildProcesses("pssuspend64.exe"), 2) << "pssuspend is left running";

@@ -18,7 +18,7 @@ TEST(CrashDumpName, FolderYearAndBufferLimit) {
 TEST(CommandPrompts, ExactNamesAfterTheFirstEntry) {
     const std::vector<zel::ProcessEntry> processes = {
         {0, "cmd.exe"},  // the first entry never counts, whatever its name
-        {4, "System"}, {100, "cmd.exe"}, {104, "CMD.EXE"}, {108, "Cmd.exe"},
+        {4, "System"},     {100, "cmd.exe"},  {104, "CMD.EXE"}, {108, "Cmd.exe"},
         {112, "cmd.exe "}, {116, "xcmd.exe"}, {118, "cmd.com"}, {120, "cmd.exe"},
     };
     EXPECT_EQ(zel::commandPromptIds(processes), (std::vector<uint32_t>{100, 120}));

@@ -105,7 +105,8 @@ TEST_F(SmartEndToEnd, NvmeReadingsFollowTrafficAcrossRuns) {
     ASSERT_EQ(run("-a rw -d 1 --rw write --size 1m").exitCode, 0u);
     zel::WinReg::writeText(kKey, "pwrcycle_retry_cnt", "2");
     auto second = runExpecting("-a smart -d 1 --prev-smart-bin first.bin --init-smart-bin first.bin "
-                               "--out-bin second.bin --out-csv health.csv --out-log table.txt", 0);
+                               "--out-bin second.bin --out-csv health.csv --out-log table.txt",
+                               0);
     EXPECT_NE(reg("last_success"), firstSuccess);
     EXPECT_EQ(reg("pwrcycle_retry_cnt") + "," + reg("ugsd_retry_cnt"), "-1,-1") << "both retry counters reset";
     EXPECT_FALSE(contains(second.output, "although this check failed")) << second.output;
@@ -140,8 +141,8 @@ TEST_F(SmartEndToEnd, SataAndBridgeDisksReadTheSmartSector) {
         expectIn(file("s.ini"), {"[smart]\n5=7\n12=0\n241=0\n"});
         ASSERT_EQ(run("-a rw -d " + d + " --rw write --size 16").exitCode, 0u);
         runExpecting("-a smart -d " + d + " --prev-smart-bin s.bin --out-log t.txt", 0);
-        expectRows(file("t.txt"), {R"(\n- +0xF1\[3:0\] +16 +0 +Sectors written\n)",
-                                   R"(\n  0x05 +7 +7 +Reallocated sectors\n)"});
+        expectRows(file("t.txt"),
+                   {R"(\n- +0xF1\[3:0\] +16 +0 +Sectors written\n)", R"(\n  0x05 +7 +7 +Reallocated sectors\n)"});
     }
 }
 
@@ -168,11 +169,9 @@ TEST_F(SmartEndToEnd, FailedStepsWarnAndSetTheirCodes) {
     const std::string none = "[global]\ntest_sections =\n";  // so that no limit fails first
     const uint32_t kAnyFailure = 1;
     const char worn[] = R"([{"id": 5, "current": 10, "threshold": 10, "raw": 90}])";
-    const struct {
-        std::string host, config, args;  // no host: the route host
-        uint32_t code;
-        std::vector<std::string> lines;  // in the output or the debug log
-    } cases[] = {
+    // The host (none: the route host), the configuration, the arguments, the
+    // code, and the lines in the output or the debug log.
+    const std::tuple<std::string, std::string, std::string, uint32_t, std::vector<std::string>> cases[] = {
         {"", none, "-d 5", 0x20000100, {"WARNING  Failed to read SMART data, LID=0"}},  // no SAT
         {"", "[global]\ntest_sections = h\n[h]\nprotocol = ata\nattr_amount = 1\n", "-d 1", 0x20000101,
          {"Assigned section is not for NVMe"}},
@@ -182,7 +181,6 @@ TEST_F(SmartEndToEnd, FailedStepsWarnAndSetTheirCodes) {
          {"Failed to output SMART data, LID=2, to "}},
         {"", none, "-d 1 --lid 0xEE", 0x20000100, {"Failed to read SMART data, LID=238"}},
         {"", none, "-d 1 --lid 300", 0x20000004, {"--lid is not a valid number: \"300\""}},
-        {"", none, "--smart-config SMART.ini", 0x20000004, {"Miss some options (diskid/disksn/diskpattern)!"}},
         {"", none, "-d 0 --lid 2", 0, {"lid and lpsize apply to NVMe disks only"}},
         {sataHost(worn), none, "-d 0", 0x20000103, {"The device has detected a threshold exceeded condition."}},
         {sataHost(worn), "[global]\ntest_sections = t\n[t]\nprotocol = ata\nskip_2cf4 = 1\nattr_amount = 0\n",
@@ -192,14 +190,14 @@ TEST_F(SmartEndToEnd, FailedStepsWarnAndSetTheirCodes) {
         {kJMicronHost, none, "-d 1 --lid 2 --debug", 0x20000100,
          {"Failed to read SMART data, LID=2", "command phase failed: SCSI status 2, sense key 5h, ASC 20h"}},
     };
-    for (const auto& c : cases) {
-        useHost(c.host.empty() ? zeltest::routeHost() : c.host);
-        config(c.config);
+    for (const auto& [host, ini, args, code, lines] : cases) {
+        useHost(host.empty() ? zeltest::routeHost() : host);
+        config(ini);
         std::remove(dir_.file("run.log").c_str());
-        auto result = run("-a smart " + c.args);
-        if (c.code != kAnyFailure) EXPECT_EQ(result.exitCode, c.code) << c.args << "\n" << result.output;
-        EXPECT_EQ(result.exitCode != 0, c.code != 0) << c.args << "\n" << result.output;
-        expectIn(result.output + file("run.log"), c.lines, c.args + "\n");
+        auto result = run("-a smart " + args);
+        if (code != kAnyFailure) { EXPECT_EQ(result.exitCode, code) << args << "\n" << result.output; }
+        EXPECT_EQ(result.exitCode != 0, code != 0) << args << "\n" << result.output;
+        expectIn(result.output + file("run.log"), lines, args + "\n");
     }
 }
 
@@ -208,28 +206,25 @@ TEST_F(SmartEndToEnd, LogPageOffsetReadsTheSameBytesOnEveryRoute) {
     // no offset field, so the offset must not fall back to byte 0 there.
     const std::string page = R"("nvmeLogPages": {"0xC0": {"size": 8192,
         "bytes": {"0": "00 01 02 03 04 05 06 07", "4096": "5A A5"}}})";
-    const struct {
-        int disk, offset;
-        uint32_t code;
-    } cases[] = {{1, 4, 0}, {2, 4, 0}, {3, 4, 0}, {3, 4096, 0}, {1, 4096, 0x20000100}, {2, 4096, 0x20000100}};
-    for (const auto& c : cases) {
-        const bool low = c.offset == 4;
-        useHost(zeltest::routeHost(page, c.disk));
+    const std::tuple<int, int, uint32_t> cases[] =
+        {{1, 4, 0}, {2, 4, 0}, {3, 4, 0}, {3, 4096, 0}, {1, 4096, 0x20000100}, {2, 4096, 0x20000100}};
+    for (const auto& [disk, offset, code] : cases) {
+        const bool low = offset == 4;
+        SCOPED_TRACE("disk " + std::to_string(disk) + " offset " + std::to_string(offset));
+        useHost(zeltest::routeHost(page, disk));
         config("[global]\ntest_sections = v\n[v]\nprotocol = nvme\nlog_page = 0xC0\nlog_page_offset = " +
-               std::to_string(c.offset) + "\nlog_page_size = " + (low ? "4" : "512") + "\nattr_amount = 1\n" +
-               (low ? "attr_id_1 = 3:0\nattr_limit_1 = val==0x07060504\n"
-                    : c.code ? "attr_id_1 = 1:0\n" : "attr_id_1 = 1:0\nattr_limit_1 = val==0xA55A\n"));
+               std::to_string(offset) + "\nlog_page_size = " + (low ? "4" : "512") + "\nattr_amount = 1\n" +
+               (low    ? "attr_id_1 = 3:0\nattr_limit_1 = val==0x07060504\n"
+                : code ? "attr_id_1 = 1:0\n"
+                       : "attr_id_1 = 1:0\nattr_limit_1 = val==0xA55A\n"));
         std::remove(dir_.file("run.log").c_str());
-        auto result = run("-a smart -d " + std::to_string(c.disk) + " --out-bin page.bin --debug");
-        const std::string where = "disk " + std::to_string(c.disk) + " offset " + std::to_string(c.offset);
-        EXPECT_EQ(result.exitCode, c.code) << where << "\n" << result.output;
-        EXPECT_EQ(contains(file("run.log"), "OPC=2,"), c.code == 0) << where << "\n" << file("run.log");
-        if (c.code == 0)
-            EXPECT_EQ(zeltest::readFile(dir_.file("page.bin")).size(), low ? 4u : 512u) << where;
+        auto result = runExpecting("-a smart -d " + std::to_string(disk) + " --out-bin page.bin --debug", code);
+        EXPECT_EQ(contains(file("run.log"), "OPC=2,"), code == 0) << file("run.log");
+        if (code == 0)
+            EXPECT_EQ(zeltest::readFile(dir_.file("page.bin")).size(), low ? 4u : 512u);
         else
-            EXPECT_TRUE(contains(result.output, "Log page 0xC0: offset 4096 plus 512 bytes is more than the 4096 "
-                                                "bytes this route reads from byte 0, not sent."))
-                << where << "\n" << result.output;
+            expectIn(result.output, {"Log page 0xC0: offset 4096 plus 512 bytes is more than the 4096 bytes this "
+                                     "route reads from byte 0, not sent."});
     }
 }
 
