@@ -37,11 +37,8 @@ TEST_F(EndToEnd, HelpPrintsUsageAndSkipsLoggingSetUp) {
 // No action, an action without its options, a value that cannot be read or
 // a file option naming a device: one warning, before any disk or file is touched.
 TEST_F(EndToEnd, WrongArgumentsEndTheRunWithOneWarning) {
-    struct Case {
-        const char* args;
-        const char* line;
-        const char* also;  // what follows the warning
-    } cases[] = {
+    // The arguments, the warning and what follows it.
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"-a PWR", "[ZelCli] No action found!", "Usage:"},
         {"", "[ZelCli] No action found!", "Usage:"},
         {"--action \"\"", "[ZelCli] No action found!", "Usage:"},
@@ -62,13 +59,13 @@ TEST_F(EndToEnd, WrongArgumentsEndTheRunWithOneWarning) {
         {"-a smart -d 1 --out-bin a.bin,\\\\.\\E:",
          "[ZelCli] --out-bin names a device, not a file: \"a.bin,\\\\.\\E:\"", ""},
     };
-    for (const Case& c : cases) {
-        auto run = runLogged(c.args);
-        EXPECT_EQ(run.exitCode, 0x20000004u) << c.args;
-        const size_t warning = run.output.find(std::string("WARNING  ") + c.line);
-        EXPECT_NE(warning, std::string::npos) << c.args << "\n" << run.output;
-        EXPECT_TRUE(contains(run.output.substr(std::min(warning, run.output.size())), c.also)) << c.args;
-        EXPECT_FALSE(contains(run.output, "Disk Information")) << c.args;
+    for (const auto& [args, line, also] : cases) {
+        auto run = runLogged(args);
+        EXPECT_EQ(run.exitCode, 0x20000004u) << args;
+        const size_t warning = run.output.find(std::string("WARNING  ") + line);
+        EXPECT_NE(warning, std::string::npos) << args << "\n" << run.output;
+        EXPECT_TRUE(contains(run.output.substr(std::min(warning, run.output.size())), also)) << args;
+        EXPECT_FALSE(contains(run.output, "Disk Information")) << args;
     }
     const std::string text = log();  // of several runs
     std::regex line(R"((^|\n)\d{4}-\d\d-\d\d \d\d:\d\d:\d\d,\d{3} WARNING  \[ZelCli\] No action found!\r?\n)");

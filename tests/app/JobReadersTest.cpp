@@ -28,10 +28,7 @@ zel::WorkloadJob workload(const Values& v) { return read<zel::WorkloadJob>(zel::
 // A reader applies the table's default: leaving an option out reads as
 // giving the table's default text.
 TEST(JobReaders, DefaultsComeFromTheTable) {
-    struct Case {
-        const char* option;
-        std::string (*field)(const Values&);
-    } cases[] = {
+    const std::pair<const char*, std::string (*)(const Values&)> cases[] = {
         {"bs", [](const Values& v) { return std::to_string(rw(v).blockBytes); }},
         {"qd", [](const Values& v) { return std::to_string(rw(v).queueDepth); }},
         {"iotype", [](const Values& v) { return std::to_string(int(rw(v).ioType)); }},
@@ -47,10 +44,10 @@ TEST(JobReaders, DefaultsComeFromTheTable) {
         {"pwronto", [](const Values& v) { return std::to_string(power(v).onTimeoutSeconds); }},
         {"sleepdelay", [](const Values& v) { return std::to_string(power(v).sleepDelaySeconds); }},
     };
-    for (const Case& c : cases) {
-        const zel::OptionRow* row = zel::findOption(c.option);
-        ASSERT_TRUE(row && !row->defaultValue.empty()) << c.option;
-        EXPECT_EQ(c.field({}), c.field({{c.option, row->defaultValue}})) << c.option;
+    for (const auto& [option, field] : cases) {
+        const zel::OptionRow* row = zel::findOption(option);
+        ASSERT_TRUE(row && !row->defaultValue.empty()) << option;
+        EXPECT_EQ(field({}), field({{option, row->defaultValue}})) << option;
     }
     EXPECT_EQ(rw({{"seed", "7"}}).seed, 7u);
     EXPECT_EQ(rw({}).seed, 0u) << "the clock seeds a run without --seed";
@@ -60,16 +57,13 @@ TEST(JobReaders, DefaultsComeFromTheTable) {
 }
 
 TEST(JobReaders, SizeIsPercentSectorsOrBytesByItsLastCharacter) {
-    struct Case {
-        const char* text;
-        zel::Coverage::Unit unit;
-        uint64_t value;
-    } cases[] = {{"50%", zel::Coverage::Unit::Percent, 50}, {"0%", zel::Coverage::Unit::Percent, 0},
-                 {"2048", zel::Coverage::Unit::Sectors, 2048}, {"0x10", zel::Coverage::Unit::Sectors, 16},
-                 {"1m", zel::Coverage::Unit::Bytes, 1 << 20}, {"10h", zel::Coverage::Unit::Bytes, 16}};
-    for (const Case& c : cases) {
-        const zel::Coverage size = rw({{"size", c.text}}).size;
-        EXPECT_EQ(std::make_pair(size.unit, size.value), std::make_pair(c.unit, c.value)) << c.text;
+    const std::tuple<const char*, zel::Coverage::Unit, uint64_t> cases[] =
+        {{"50%", zel::Coverage::Unit::Percent, 50},    {"0%", zel::Coverage::Unit::Percent, 0},
+         {"2048", zel::Coverage::Unit::Sectors, 2048}, {"0x10", zel::Coverage::Unit::Sectors, 16},
+         {"1m", zel::Coverage::Unit::Bytes, 1 << 20},  {"10h", zel::Coverage::Unit::Bytes, 16}};
+    for (const auto& [text, unit, value] : cases) {
+        const zel::Coverage size = rw({{"size", text}}).size;
+        EXPECT_EQ(std::make_pair(size.unit, size.value), std::make_pair(unit, value)) << text;
     }
 }
 
@@ -80,11 +74,7 @@ TEST(JobReaders, FirstUnreadableValueIsReported) {
     const Reader cmdReader = [](const Values& v) { zel::CmdJob j; return zel::readCmdJob(args(v), &j); };
     const Reader smartReader = [](const Values& v) { zel::SmartJob j; return zel::readSmartJob(args(v), &j); };
     const Reader powerReader = [](const Values& v) { zel::PowerJob j; return zel::readPowerJob(args(v), &j); };
-    struct Case {
-        Reader reader;
-        Values values;
-        const char* option;
-    } cases[] = {
+    const std::tuple<Reader, Values, const char*> cases[] = {
         {rwReader, {{"diskid", "3abc"}, {"rw", "read"}}, "diskid"},
         {rwReader, {{"start", "12q"}, {"bs", "x"}}, "start"},
         {rwReader, {{"size", "abc%"}}, "size"},
@@ -96,15 +86,15 @@ TEST(JobReaders, FirstUnreadableValueIsReported) {
         {powerReader, {{"pwrid", "0x3"}}, "pwrid"},
         {powerReader, {{"pwronto", "abc"}}, "pwronto"},
     };
-    for (const Case& c : cases) {
-        auto problem = c.reader(c.values);
-        ASSERT_TRUE(problem) << c.option;
-        EXPECT_EQ(problem->option, c.option);
+    for (const auto& [reader, values, option] : cases) {
+        auto problem = reader(values);
+        ASSERT_TRUE(problem) << option;
+        EXPECT_EQ(problem->option, option);
     }
     EXPECT_EQ(zel::describe(*cmdReader({{"command", "0x1EC"}})), "[ZelCli] --command is not a valid number: \"0x1EC\"");
 }
 
-// Through ZelCli.exe: EndToEnd.RefusedValuesEndTheRunFirst and
+// Through ZelCli.exe: EndToEnd.WrongArgumentsEndTheRunWithOneWarning and
 // ResultFiles.TooLongPathsAndWideIdsAreRefusedFirst; here the precedence.
 TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
     for (const char* path : {"\\\\.\\PhysicalDrive1", "\\\\.\\E:", "//./PhysicalDrive0", "\\\\?\\PhysicalDrive2",
@@ -117,11 +107,8 @@ TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
     using Kind = zel::OptionProblem::Kind;
     const std::string longName(300, 'n');
     const std::string roomless(250, 'd');  // a log folder that leaves a default name no room
-    struct Case {
-        Values values;
-        const char* option;  // nullptr: accepted
-        Kind kind;
-    } cases[] = {
+    // The values, the option refused (nullptr: none) and why.
+    const std::tuple<Values, const char*, Kind> cases[] = {
         {{{"diskid", ""}}, "diskid", Kind::NotANumber},
         {{{"diskid", "3"}, {"did", "65535"}, {"vid", "0"}}, nullptr, Kind::NotANumber},
         {{{"did", "65536"}, {"diskid", "x"}}, "diskid", Kind::NotANumber},
@@ -138,13 +125,13 @@ TEST(CommandLineChecks, DevicePathsAndEntryNumbersAreRefused) {
         {{{"logdir", roomless}, {"exist", ""}}, nullptr, Kind::NotANumber},
         {{{"commfile", "c.json"}, {"info", ""}, {"init", ""}}, nullptr, Kind::NotANumber},
     };
-    for (const Case& c : cases) {
-        auto problem = zel::findCommandLineProblem(args(c.values));
-        ASSERT_EQ(problem.has_value(), c.option != nullptr) << (problem ? problem->option : std::string(c.option));
+    for (const auto& [values, option, kind] : cases) {
+        auto problem = zel::findCommandLineProblem(args(values));
+        ASSERT_EQ(problem.has_value(), option != nullptr) << (problem ? problem->option : std::string(option));
         if (!problem) continue;
-        EXPECT_EQ(problem->option, c.option);
-        EXPECT_EQ(problem->kind, c.kind) << c.option;
-        if (c.kind == Kind::PathTooLong) {
+        EXPECT_EQ(problem->option, option);
+        EXPECT_EQ(problem->kind, kind) << option;
+        if (kind == Kind::PathTooLong) {
             EXPECT_GT(problem->length, 254u) << zel::describe(*problem);
         }
     }

@@ -19,11 +19,9 @@ TEST(BmpHeader, EveryByteOfALargeSizeLandsInPlace) {
 }
 
 TEST(BmpHeader, RowsPadToFourBytes) {
-    struct Case {
-        int32_t width;
-        uint32_t stride;
-    } cases[] = {{0, 0}, {1, 4}, {2, 8}, {3, 12}, {4, 12}, {5, 16}, {1023, 3072}, {1024, 3072}, {1366, 4100}};
-    for (const Case& c : cases) EXPECT_EQ(zel::bmpStride(c.width), c.stride) << "width " << c.width;
+    const std::pair<int32_t, uint32_t> cases[] = {{0, 0},  {1, 4},       {2, 8},       {3, 12},     {4, 12},
+                                                  {5, 16}, {1023, 3072}, {1024, 3072}, {1366, 4100}};
+    for (const auto& [width, stride] : cases) EXPECT_EQ(zel::bmpStride(width), stride) << "width " << width;
 }
 
 }  // namespace

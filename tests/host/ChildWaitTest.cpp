@@ -6,16 +6,19 @@
 
 namespace {
 
-// A child whose pipe content, end and clock the test scripts: it ends
-// after `runningPolls` exit-code reads; `lateOutput` enters the pipe only
-// once the end has been seen, as output that arrives after the last poll.
-class ScriptedChild : public zel::ChildChannel {
+// A child's pipe content and end: it ends after `runningPolls` exit-code
+// reads; `lateOutput` enters the pipe only once the end has been seen, as
+// output that arrives after the last poll.
+struct Script {
+    std::string pipe, lateOutput;
+    int runningPolls;
+    uint32_t exitValue;
+    zel::ErrorCode exitError;
+};
+
+class ScriptedChild : public zel::ChildChannel, public Script {
 public:
-    std::string pipe;
-    std::string lateOutput;
-    int runningPolls = 0;
-    uint32_t exitValue = 0;
-    zel::ErrorCode exitError = 0;
+    explicit ScriptedChild(const Script& script) : Script(script) {}
     std::vector<uint32_t> readSizes;
     int exitReads = 0;
 
@@ -53,10 +56,7 @@ std::string bytes(size_t count) {
 TEST(ChildWait, ReadsPollsAndTimeOuts) {
     const struct {
         const char* what;
-        std::string pipe, lateOutput;
-        int runningPolls;
-        uint32_t exitValue;
-        zel::ErrorCode exitError;
+        Script script;
         uint64_t stepMs;
         double timeout;
         uint32_t code;
@@ -64,20 +64,15 @@ TEST(ChildWait, ReadsPollsAndTimeOuts) {
         int exitReads;       // -1: not checked
         double elapsed;      // -1: not checked
     } cases[] = {
-        {"large output in chunks", bytes(10000), "", 5, 3, 0, 0, 0, 3, bytes(10000), -1, -1},
-        {"one final read", "", bytes(5000), 0, 0, 0, 0, 0, 0, bytes(4095), -1, -1},
-        {"no time-out, an hour a poll", "", "", 2000, 7, 0, 3600 * 1000, 0, 7, "", 2001, -1},
-        {"time-out past 1.0 s", "partial", "", 1 << 30, 0, 0, 100, 1.0, 0x20000018, "partial", 10, 1.2},
-        {"unreadable exit code", "", "", 0, 0, 6 /* ERROR_INVALID_HANDLE */, 0, 5, 6, "", -1, -1},
+        {"large output in chunks", {bytes(10000), "", 5, 3, 0}, 0, 0, 3, bytes(10000), -1, -1},
+        {"one final read", {"", bytes(5000), 0, 0, 0}, 0, 0, 0, bytes(4095), -1, -1},
+        {"no time-out, an hour a poll", {"", "", 2000, 7, 0}, 3600 * 1000, 0, 7, "", 2001, -1},
+        {"time-out past 1.0 s", {"partial", "", 1 << 30, 0, 0}, 100, 1.0, 0x20000018, "partial", 10, 1.2},
+        {"unreadable exit code", {"", "", 0, 0, 6 /* ERROR_INVALID_HANDLE */}, 0, 5, 6, "", -1, -1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        ScriptedChild child;
-        child.pipe = c.pipe;
-        child.lateOutput = c.lateOutput;
-        child.runningPolls = c.runningPolls;
-        child.exitValue = c.exitValue;
-        child.exitError = c.exitError;
+        ScriptedChild child(c.script);
         uint64_t now = 1000;
         std::string output = "kept|";
         const auto result = zel::waitForChild(child, c.timeout, &output, [&] { return (now += c.stepMs) - c.stepMs; });

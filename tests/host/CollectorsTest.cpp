@@ -10,19 +10,20 @@
 
 namespace {
 
+// Each of `lines` is a whole line of what `print` logs, right after its level tag.
 template <class Print>
-std::string logged(Print print) {
+void expectLines(Print print, std::initializer_list<std::string> lines) {
     zeltest::LogCapture capture;
     print();
-    return capture.text();
-}
-
-bool hasLine(const std::string& log, const std::string& line) {
-    for (size_t at = log.find(line); at != std::string::npos; at = log.find(line, at + 1)) {
-        const char next = log[at + line.size()];
-        if ((next == '\r' || next == '\n') && at >= 1 && log[at - 1] == ' ') return true;
+    const std::string log = capture.text();
+    for (const std::string& line : lines) {
+        bool found = false;
+        for (size_t at = log.find(line); at != std::string::npos && !found; at = log.find(line, at + 1)) {
+            const char next = log[at + line.size()];
+            found = (next == '\r' || next == '\n') && at >= 1 && log[at - 1] == ' ';
+        }
+        EXPECT_TRUE(found) << line << "\n" << log;
     }
-    return false;
 }
 
 // The blocks' headings and order are checked through ZelCli.exe --info
@@ -35,10 +36,9 @@ TEST(Collectors, OsBlockFromTheRegistry) {
     EXPECT_EQ(_stricmp(collector.info().systemRoot.c_str(), windows), 0);
     EXPECT_GT(collector.info().buildNumber, 0);
     EXPECT_EQ(collector.info().type, "x64");
-    const std::string log = logged([&] { collector.print(); });
-    EXPECT_TRUE(hasLine(log, "  SystemRoot: " + collector.info().systemRoot));
-    EXPECT_TRUE(hasLine(log, "  BuildNumber: " + std::to_string(collector.info().buildNumber)));
-    EXPECT_TRUE(hasLine(log, "  Type: x64"));
+    expectLines([&] { collector.print(); },
+                {"  SystemRoot: " + collector.info().systemRoot,
+                 "  BuildNumber: " + std::to_string(collector.info().buildNumber), "  Type: x64"});
 }
 
 TEST(Collectors, PlatformBlockPrintsAmdAsUnknown) {
@@ -46,14 +46,11 @@ TEST(Collectors, PlatformBlockPrintsAmdAsUnknown) {
     std::strcpy(info.baseBoardManufacturer, "Board Maker");
     std::strcpy(info.biosVersion, "1.2.3");
     info.processorType = zel::kProcessorAmd;
-    std::string log = logged([&] { zel::PlatformInfoCollector(info).print(); });
-    EXPECT_TRUE(hasLine(log, "  BaseBoardManufacturer: Board Maker"));
-    EXPECT_TRUE(hasLine(log, "  BIOSVersion: 1.2.3"));
-    EXPECT_TRUE(hasLine(log, "  BaseBoardProduct: "));
-    EXPECT_TRUE(hasLine(log, "  Processor Type: Unknown"));
+    expectLines([&] { zel::PlatformInfoCollector(info).print(); },
+                {"  BaseBoardManufacturer: Board Maker", "  BIOSVersion: 1.2.3",
+                 "  BaseBoardProduct: ", "  Processor Type: Unknown"});
     info.processorType = zel::kProcessorIntel;
-    log = logged([&] { zel::PlatformInfoCollector(info).print(); });
-    EXPECT_TRUE(hasLine(log, "  Processor Type: INTEL"));
+    expectLines([&] { zel::PlatformInfoCollector(info).print(); }, {"  Processor Type: INTEL"});
 
     // Whatever the host holds, collecting fills only bounded, terminated fields.
     zel::PlatformInfoCollector host;

@@ -23,8 +23,7 @@ TEST(ConsoleCloseButton, LastWindowOfEachPromptLosesItsCloseItemForGood) {
 // Wine keeps a console's window in conhost.exe and refuses other processes'
 // system menus, so here the commands can only be seen to run and answer.
 TEST(ConsoleCloseButton, GlobalCommandsAnswerZeroWithAPromptOpen) {
-    STARTUPINFOA startup{};
-    startup.cb = sizeof(startup);
+    STARTUPINFOA startup{sizeof(startup)};
     PROCESS_INFORMATION prompt{};
     char commandLine[] = "cmd.exe /k";
     ASSERT_TRUE(CreateProcessA(nullptr, commandLine, nullptr, nullptr, FALSE, CREATE_NEW_CONSOLE, nullptr, nullptr,

@@ -27,6 +27,18 @@ std::vector<std::string> dumpsIn(const std::string& folder) {
     return names;
 }
 
+// The one dump in the folder, which the output announced by its full path.
+std::string announcedDump(const std::string& output, const std::string& folder) {
+    std::smatch line;
+    const std::vector<std::string> dumps = dumpsIn(folder);
+    EXPECT_TRUE(std::regex_search(output, line, kAnnounced)) << output;
+    EXPECT_EQ(dumps.size(), 1u) << output;
+    if (line.empty() || dumps.size() != 1) return "";
+    EXPECT_EQ(_stricmp(line[1].str().c_str(), (std::filesystem::path(folder) / dumps[0]).string().c_str()), 0)
+        << line[1];
+    return dumps[0];
+}
+
 // The crashing program runs from a fresh folder, so its dump lands there.
 class CrashDumper : public testing::Test {
 protected:
@@ -56,8 +68,7 @@ protected:
         SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
         HANDLE out = CreateFileA(dir.file("out.txt").c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS,
                                  FILE_ATTRIBUTE_NORMAL, nullptr);
-        STARTUPINFOA startup{};
-        startup.cb = sizeof(startup);
+        STARTUPINFOA startup{sizeof(startup)};
         startup.dwFlags = STARTF_USESTDHANDLES;
         startup.hStdOutput = startup.hStdError = out;
         PROCESS_INFORMATION process{};
@@ -74,13 +85,10 @@ protected:
         if (thread) CloseHandle(thread);
         for (int i = 0; i < 300 && WaitForSingleObject(process.hProcess, 50) == WAIT_TIMEOUT; ++i)
             if (zeltest::readFile(dir.file("out.txt")).find("*** Exception ***") != std::string::npos) break;
+        if (WaitForSingleObject(process.hProcess, 0) == WAIT_TIMEOUT) TerminateProcess(process.hProcess, 0);
+        WaitForSingleObject(process.hProcess, 10000);
         DWORD code = 0;
-        if (WaitForSingleObject(process.hProcess, 0) == WAIT_TIMEOUT) {
-            TerminateProcess(process.hProcess, 0);
-            WaitForSingleObject(process.hProcess, 10000);
-        } else {
-            GetExitCodeProcess(process.hProcess, &code);
-        }
+        GetExitCodeProcess(process.hProcess, &code);
         CloseHandle(process.hThread);
         CloseHandle(process.hProcess);
         return code;
@@ -97,35 +105,21 @@ TEST_F(CrashDumper, WritesAFullMinidumpBesideTheExecutableAndPassesTheCrashOn) {
     GetLocalTime(&after);
     EXPECT_EQ(run.exitCode, 0xC0000005u) << "Windows' own handling ends the process";
 
-    std::smatch line;
-    ASSERT_TRUE(std::regex_search(run.output, line, kAnnounced)) << run.output;
-    const std::string printed = line[1];
-    const std::vector<std::string> dumps = dumpsIn(dir_.path());
-    ASSERT_EQ(dumps.size(), 1u) << run.output;
-    EXPECT_EQ(_stricmp(printed.c_str(), dir_.file(dumps[0]).c_str()), 0) << printed;
-
+    const std::string dump = announcedDump(run.output, dir_.path());
     std::smatch name;
-    ASSERT_TRUE(std::regex_match(dumps[0], name, std::regex(R"(ZelCliCrashDump__(\d{8}_\d{6})\.dmp)"))) << dumps[0];
+    ASSERT_TRUE(std::regex_match(dump, name, std::regex(R"(ZelCliCrashDump__(\d{8}_\d{6})\.dmp)"))) << dump;
     EXPECT_GE(name[1].str(), stamp(before));
     EXPECT_LE(name[1].str(), stamp(after));
 
-    std::ifstream dump(dir_.file(dumps[0]), std::ios::binary);
-    char signature[4] = {};
-    dump.read(signature, 4);
-    EXPECT_EQ(std::string(signature, 4), "MDMP");
-    EXPECT_GT(std::filesystem::file_size(dir_.file(dumps[0])), 1u << 20) << "full memory, not a stack-only dump";
+    const std::string bytes = zeltest::readFile(dir_.file(dump));
+    EXPECT_EQ(bytes.substr(0, 4), "MDMP");
+    EXPECT_GT(bytes.size(), 1u << 20) << "full memory, not a stack-only dump";
 }
 
 // ZelCli.exe installs the dumper in debug mode only.
 TEST_F(CrashDumper, ZelCliAnnouncesItsDumpInDebugModeOnly) {
     crashZelCli(dir_, "--debug");
-    std::smatch line;
-    const std::string out = zeltest::readFile(dir_.file("out.txt"));
-    ASSERT_TRUE(std::regex_search(out, line, kAnnounced)) << out;
-    const std::vector<std::string> dumps = dumpsIn(dir_.path());
-    ASSERT_EQ(dumps.size(), 1u);
-    EXPECT_EQ(_stricmp(line[1].str().c_str(), dir_.file(dumps[0]).c_str()), 0) << line[1];
-
+    announcedDump(zeltest::readFile(dir_.file("out.txt")), dir_.path());
     zeltest::TempDir quiet;
     EXPECT_EQ(crashZelCli(quiet, ""), 0xC0000005u) << "without --debug Windows' handling ends the run at once";
     EXPECT_EQ(zeltest::readFile(quiet.file("out.txt")).find("*** Exception ***"), std::string::npos);

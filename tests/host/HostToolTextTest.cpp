@@ -4,8 +4,6 @@
 #include "host/CommandLineQuoting.h"
 #include "host/DriverPackageList.h"
 
-namespace {
-
 // How hostile values are quoted is checked by reading them back with the
 // Windows parser (ProcessRunnerTest.cpp).
 TEST(CommandLineQuoting, PlainValuesGoBareOthersQuoted) {
@@ -15,10 +13,8 @@ TEST(CommandLineQuoting, PlainValuesGoBareOthersQuoted) {
     EXPECT_EQ(zel::argumentText("a\"b"), "\"a\\\"b\"");
     EXPECT_EQ(zel::argumentText("line\nbreak"), "\"line\nbreak\"");
     EXPECT_EQ(zel::argumentText(""), "\"\"");
-    EXPECT_TRUE(zel::looksLikeSwitch("-r"));
-    EXPECT_TRUE(zel::looksLikeSwitch("/force"));
-    EXPECT_FALSE(zel::looksLikeSwitch("x-r"));
-    EXPECT_FALSE(zel::looksLikeSwitch(""));
+    const std::pair<const char*, bool> switches[] = {{"-r", true}, {"/force", true}, {"x-r", false}, {"", false}};
+    for (const auto& [value, isSwitch] : switches) EXPECT_EQ(zel::looksLikeSwitch(value), isSwitch) << value;
 }
 
 TEST(DriverPackageList, TheLineBeforeEachKeywordLine) {
@@ -37,5 +33,3 @@ TEST(DriverPackageList, TheLineBeforeEachKeywordLine) {
     EXPECT_TRUE(zel::packagesMatching("Zeltron\r\n", "Zeltron").empty());
     EXPECT_TRUE(zel::packagesMatching("oem1.inf\nZeltron", "Zeltron").empty());
 }
-
-}  // namespace

@@ -5,6 +5,7 @@
 #include <windows.h>
 #include <shellapi.h>
 
+#include <filesystem>
 #include <functional>
 
 #include "core/ErrorCodes.h"
@@ -28,20 +29,11 @@ protected:
     void TearDown() override {
         SetEnvironmentVariableA("ZELCLI_TOOLS_CONTROL", nullptr);
         // Nothing a test left running survives it.
-        zel::terminateChildProcesses("devcon_amd64.exe");
-        zel::terminateChildProcesses("pssuspend64.exe");
-        zel::terminateChildProcesses("diskpart.exe");
+        for (const char* name : {"devcon_amd64.exe", "pssuspend64.exe", "diskpart.exe"})
+            zel::terminateChildProcesses(name);
     }
     static std::string tool() {
         return zel::quotedArgument(zeltest::binaryFolder() + "\\vhost-tools\\devcon_amd64.exe");
-    }
-    static std::string devcon(const std::string& args) { return tool() + " " + args; }
-    static zel::RunRequest request(const std::string& args, double timeout = 0) {
-        zel::RunRequest r;
-        r.commandLine = devcon(args);
-        r.timeoutSeconds = timeout;
-        r.captureOutput = true;
-        return r;
     }
     static DWORD exitCodeOf(DWORD pid) {
         HANDLE process = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, pid);
@@ -64,7 +56,7 @@ TEST_F(ProcessRunnerTest, TimeOutLeavesTheChildRunningUntilTheHelperEndsIt) {
     control_.answer({{"exit", 0}, {"delayMs", 20000}});
     zel::ProcessRunner runner;
     zel::RunResult result;
-    EXPECT_FALSE(runner.run(request("slow", 0.3), &result));
+    EXPECT_FALSE(runner.run({tool() + " slow", 0.3, true}, &result));
     EXPECT_EQ(result.code, 0x20000018u);
     EXPECT_EQ(exitCodeOf(runner.processId()), STILL_ACTIVE);
     EXPECT_EQ(zel::terminateChildProcesses("DEVCON_AMD64.EXE"), 1);
@@ -73,9 +65,7 @@ TEST_F(ProcessRunnerTest, TimeOutLeavesTheChildRunningUntilTheHelperEndsIt) {
 }
 
 TEST_F(ProcessRunnerTest, StartFailureSetsTheLastError) {
-    zel::RunRequest missing;
-    missing.commandLine = "\"C:\\no\\such\\tool.exe\" x";
-    missing.captureOutput = true;
+    const zel::RunRequest missing{"\"C:\\no\\such\\tool.exe\" x", 0, true};
     zel::ProcessRunner runner;
     EXPECT_FALSE(runner.start(missing));
     EXPECT_NE(zel::lastError(), 0u);
@@ -117,9 +107,8 @@ TEST_F(WrapperTimeOut, EachWrapperReportsTheTimeOut) {
     control_.answer({{"exit", 0}, {"delayMs", 20000}});
     zeltest::LogCapture log;
     zeltest::TempDir work;
-    char previous[MAX_PATH] = {};
-    GetCurrentDirectoryA(MAX_PATH, previous);
-    SetCurrentDirectoryA(work.path().c_str());
+    const std::filesystem::path previous = std::filesystem::current_path();
+    std::filesystem::current_path(work.path());
     const char* device = "PCI\\VEN_0001&DEV_0002";
     const std::pair<std::function<bool()>, const char*> cases[] = {
         {[&] { return zel::DevconWrapper().enable(device, 0.3); }, "INFO     enable device time exceeds timeout: 0.30\n"},
@@ -134,7 +123,7 @@ TEST_F(WrapperTimeOut, EachWrapperReportsTheTimeOut) {
         EXPECT_FALSE(call()) << line;
         EXPECT_TRUE(log.contains(line)) << line << log.text();
     }
-    SetCurrentDirectoryA(previous);
+    std::filesystem::current_path(previous);
     EXPECT_FALSE(zeltest::fileExists(work.file("diskpart_clean.txt"))) << "deleted after a time-out too";
     EXPECT_EQ(zel::terminateChildProcesses("devcon_amd64.exe"), 0) << "already ended by the wrapper";
     EXPECT_EQ(zel::terminateChildProcesses("pssuspend64.exe"), 2) << "pssuspend is left running";

@@ -3,40 +3,25 @@
 #include "host/CommandPrompts.h"
 #include "host/CrashDumpName.h"
 
-namespace {
-
-using zel::DumpTime;
-
 // The usual name beside the executable is checked on a crash (CrashDumperTest.cpp).
-TEST(CrashDumpName, OnlyABackslashEndsTheFolderAndTheYearIsSpacePadded) {
-    const DumpTime time{2024, 3, 7, 9, 5, 1};
+// Only a backslash ends the folder, the year is space-padded, and the whole
+// name is cut to the name buffer.
+TEST(CrashDumpName, FolderYearAndBufferLimit) {
+    const zel::DumpTime time{2024, 3, 7, 9, 5, 1};
     EXPECT_EQ(zel::crashDumpFileName("ZelCli.exe", time), "\\ZelCliCrashDump__20240307_090501.dmp");
     EXPECT_EQ(zel::crashDumpFileName("C:/tools/ZelCli.exe", time), "\\ZelCliCrashDump__20240307_090501.dmp");
     EXPECT_EQ(zel::crashDumpFileName("D:\\x", {987, 1, 2, 0, 0, 0}), "D:\\ZelCliCrashDump__ 9870102_000000.dmp");
-}
-
-TEST(CrashDumpName, CutToTheNameBuffer) {
-    const std::string folder(1100, 'f');
-    const std::string name = zel::crashDumpFileName(folder + "\\ZelCli.exe", {2024, 1, 1, 0, 0, 0});
-    EXPECT_EQ(name, std::string(1023, 'f'));
+    EXPECT_EQ(zel::crashDumpFileName(std::string(1100, 'f') + "\\ZelCli.exe", time), std::string(1023, 'f'));
 }
 
 // The enumeration that feeds this runs against a stand-in prompt (ConsoleCloseButtonTest.cpp).
 TEST(CommandPrompts, ExactNamesAfterTheFirstEntry) {
     const std::vector<zel::ProcessEntry> processes = {
         {0, "cmd.exe"},  // the first entry never counts, whatever its name
-        {4, "System"},
-        {100, "cmd.exe"},
-        {104, "CMD.EXE"},
-        {108, "Cmd.exe"},
-        {112, "cmd.exe "},
-        {116, "xcmd.exe"},
-        {118, "cmd.com"},
-        {120, "cmd.exe"},
+        {4, "System"},     {100, "cmd.exe"},  {104, "CMD.EXE"}, {108, "Cmd.exe"},
+        {112, "cmd.exe "}, {116, "xcmd.exe"}, {118, "cmd.com"}, {120, "cmd.exe"},
     };
     EXPECT_EQ(zel::commandPromptIds(processes), (std::vector<uint32_t>{100, 120}));
     EXPECT_TRUE(zel::commandPromptIds({}).empty());
     EXPECT_TRUE(zel::commandPromptIds({{7, "cmd.exe"}}).empty());
 }
-
-}  // namespace

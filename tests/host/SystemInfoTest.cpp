@@ -2,8 +2,6 @@
 
 #include "host/SystemInfo.h"
 
-namespace {
-
 TEST(SystemInfo, ProcessorTypeFromUpperCasedName) {
     EXPECT_EQ(zel::processorTypeFromName("Intel(R) Core(TM) i7-8700 CPU @ 3.20GHz"), zel::kProcessorIntel);
     EXPECT_EQ(zel::processorTypeFromName("genuine intel processor"), zel::kProcessorIntel);
@@ -12,5 +10,3 @@ TEST(SystemInfo, ProcessorTypeFromUpperCasedName) {
     EXPECT_EQ(zel::processorTypeFromName("Apple M2"), zel::kProcessorUnknown);
     EXPECT_EQ(zel::processorTypeFromName(""), zel::kProcessorUnknown);
 }
-
-}  // namespace

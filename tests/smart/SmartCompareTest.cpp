@@ -34,11 +34,7 @@ const zel::RegistryLookup kNoRegistry = [](const std::string&) { return std::opt
 // changed, none for an all-0xFF reference), "#N", empty cells for readings
 // not given, the conflict list in attribute order, and one table per page.
 TEST(SmartCompare, TablesAndConflictLists) {
-    const struct {
-        zel::SmartLayout layout;
-        SmartReadings readings;
-        const char* table;
-    } cases[] = {
+    const std::tuple<zel::SmartLayout, SmartReadings, const char*> cases[] = {
         {sataLayout(),
          {{{11, 0, 0, 0, 0, 0}, {2, 1}, {10}}, SmartReading{{11, 0, 0, 0, 0, 0}, {3, 1}, {10}},
           SmartReading{{0, 0, 0, 0, 0, 0}, {}, {30}}},
@@ -61,10 +57,10 @@ TEST(SmartCompare, TablesAndConflictLists) {
          "SMART Value Conflicts:\n"
          "  -Offset: [C0]4:4, Limit: diff==0 || #2!=7\n"},
     };
-    for (const auto& c : cases) {
-        const zel::SmartVerdicts verdicts = zel::judgeReadings(c.layout, c.readings, kNoRegistry, 0);
-        EXPECT_EQ(zel::renderSmartTable(c.layout, verdicts, 16), c.table);
-        EXPECT_EQ(verdicts.noConflict(), std::string(c.table).find("Conflicts") == std::string::npos);
+    for (const auto& [layout, readings, table] : cases) {
+        const zel::SmartVerdicts verdicts = zel::judgeReadings(layout, readings, kNoRegistry, 0);
+        EXPECT_EQ(zel::renderSmartTable(layout, verdicts, 16), table);
+        EXPECT_EQ(verdicts.noConflict(), std::string(table).find("Conflicts") == std::string::npos);
     }
 }
 

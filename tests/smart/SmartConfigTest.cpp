@@ -44,12 +44,8 @@ using Lines = std::vector<std::string>;
 // then trimmed; an empty selector is no slot.
 TEST(SmartConfig, SectionsSlotsAndRefusals) {
     const std::string longLimit = std::string(250, '1') + std::string(10, ' ') + "tail";
-    const struct {
-        bool nvme;
-        std::string text;
-        Lines expected;
-        const char* warning;  // with kSmartParse as the last error
-    } cases[] = {
+    // NVMe or SATA, the file, the parse, and the warning with kSmartParse as the last error.
+    const std::tuple<bool, std::string, Lines, const char*> cases[] = {
         {false,
          "[global]\nnumber_base = 16\ntest_sections = first , second\n[first]\nprotocol=ata\nattr_amount=4\n"
          "attr_id_1 = 5\nattr_desc_1 =  Reallocated sectors\nattr_limit_1 = val<=10\nattr_id_01 = 7\n"
@@ -82,12 +78,12 @@ TEST(SmartConfig, SectionsSlotsAndRefusals) {
          "log_page=3\n[c]\nprotocol=nvme\nattr_amount=1\nattr_id_1=2",
          {"failed", "page 0 from 0 size 0 offset 0", "1|0:[1,2)|||n|0"}, "attr_amount is not found"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [nvme, text, expected, warning] : cases) {
         zeltest::LogCapture log;
         zel::setLastError(0);
-        EXPECT_EQ(parse(c.nvme, c.text), c.expected) << c.text;
-        if (!c.warning) continue;
-        EXPECT_EQ(zel::lastError(), zel::err::kSmartParse) << c.text;
-        EXPECT_TRUE(log.contains(std::string("WARNING  ") + c.warning)) << c.text << "\n" << log.text();
+        EXPECT_EQ(parse(nvme, text), expected) << text;
+        if (!warning) continue;
+        EXPECT_EQ(zel::lastError(), zel::err::kSmartParse) << text;
+        EXPECT_TRUE(log.contains(std::string("WARNING  ") + warning)) << text << "\n" << log.text();
     }
 }

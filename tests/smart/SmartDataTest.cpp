@@ -51,22 +51,18 @@ TEST(SmartData, NvmePages) {
     config.logPages = {{0, 2, 512, 0}, {2, 0xC0, 16, 0}, {3, 2, 512, 0}};
     config.attributes = {{{}, {1, 3}}, {{}, {0x10, 0x11}}, {{}, {14, 20}}, {{}, {0, 1}}};
 
-    const struct {
-        int32_t lid;
-        size_t size;
-        bool ok;
-        SmartReading reading;
-    } cases[] = {
+    // The log page, the bytes given, whether they read, and the reading.
+    const std::tuple<int32_t, size_t, bool, SmartReading> cases[] = {
         {2, 512, true, {{1, 2}, {0x10}, {}, {}}},
         {0xC0, 20, true, {{}, {}, {14, 15, 16, 17, 18, 19}, {}}},
         {0xC0, 19, false, {{}, {}, {}, {}}},
         {2, 2, false, {{}, {}, {}, {}}},
         {7, 512, true, {{}, {}, {}, {}}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [lid, size, ok, expected] : cases) {
         SmartReading reading;
-        EXPECT_EQ(zel::parseNvmeData(config, c.lid, page.data(), c.size, &reading), c.ok) << c.lid;
-        EXPECT_EQ(reading, c.reading) << c.lid << " " << c.size;
+        EXPECT_EQ(zel::parseNvmeData(config, lid, page.data(), size, &reading), ok) << lid;
+        EXPECT_EQ(reading, expected) << lid << " " << size;
     }
 
     // A bin file gives its first bytes as the page; a shorter one does not read.

@@ -30,12 +30,8 @@ std::string apply(uint8_t code, const std::string& limit, const Registry& regist
 
 // The counters read from the registry; the key itself is read end to end.
 TEST(SpecialLimit, RetryCountersAndTheReference) {
-    const struct {
-        uint8_t code;
-        Registry registry;
-        zel::SmartBytes reference;
-        const char* result;
-    } cases[] = {
+    // The code, the registry, the reference reading and the answer.
+    const std::tuple<uint8_t, Registry, zel::SmartBytes, const char*> cases[] = {
         {zel::kSpecialGsd, {{"gsd_retry_cnt", "1"}, {"pwrcycle_retry_cnt", "7"}}, {4}, "1|diff<=2"},
         {zel::kSpecialGsd, {{"pwrcycle_retry_cnt", "7"}}, {4}, "1|diff==0"},
         {zel::kSpecialGsd, {{"gsd_retry_cnt", "-1"}}, {4}, "1|diff==0"},
@@ -49,7 +45,8 @@ TEST(SpecialLimit, RetryCountersAndTheReference) {
         {zel::kSpecialPowerCycle, {{"pwrcycle_retry_cnt", "2"}}, {0xFF, 0xFF, 0xFF}, "0|val<9"},
         {zel::kSpecialTempC, {{"pwrcycle_retry_cnt", "2"}}, {4}, "1|val<9"}, {9, {}, {4}, "1|val<9"},
     };
-    for (const auto& c : cases) EXPECT_EQ(apply(c.code, "val<9", c.registry, {5}, c.reference), c.result) << +c.code;
+    for (const auto& [code, registry, reference, result] : cases)
+        EXPECT_EQ(apply(code, "val<9", registry, {5}, reference), result) << +code;
 }
 
 // Period 0: brackets around the hours since last_success (2 h 10 min and
@@ -58,12 +55,9 @@ TEST(SpecialLimit, RetryCountersAndTheReference) {
 // hour +-5% since the last stored time.
 TEST(SpecialLimit, PowerOnHours) {
     const std::string off = "|Power On Hours increases after ";
-    const struct {
-        const char* period;
-        int64_t secondsAgo;  // since last_success (period 0) or last_pwr_on_hr; 0: absent
-        uint8_t current;     // the reference is 4
-        std::string result;
-    } cases[] = {
+    // The period, the seconds since last_success (period 0) or last_pwr_on_hr
+    // (0: absent), the current value (the reference is 4) and the answer.
+    const std::tuple<const char*, int64_t, uint8_t, std::string> cases[] = {
         {"0", 2 * 3600 + 1799, 5, "1|diff>=1 && diff<=3"}, {"0", 2 * 3600 + 1800, 5, "1|diff>=2 && diff<=3"},
         {"0", 2 * 3600 + 3420, 5, "1|diff>=2 && diff<=3"}, {"0", 2 * 3600 + 3421, 5, "1|diff>=2 && diff<=4"},
         {"0", 600, 5, "1|diff>=0 && diff<=1"},             {"0", 3540, 5, "1|diff>=0 && diff<=2"},
@@ -74,20 +68,16 @@ TEST(SpecialLimit, PowerOnHours) {
         {"60", 3000, 4, "1|val<9"},                        {"60", 0, 5, "1|val<9|stored"},
         {"60", -5, 5, "1|val<9"},
     };
-    for (const auto& c : cases) {
-        Registry registry{{"monitor_period", c.period}};
-        if (c.secondsAgo) registry[c.period[0] == '0' ? "last_success" : "last_pwr_on_hr"] = ago(c.secondsAgo);
-        EXPECT_EQ(apply(zel::kSpecialPowerOnHours, "val<9", registry, {c.current}), c.result) << c.secondsAgo;
+    for (const auto& [period, secondsAgo, current, result] : cases) {
+        Registry registry{{"monitor_period", period}};
+        if (secondsAgo) registry[period[0] == '0' ? "last_success" : "last_pwr_on_hr"] = ago(secondsAgo);
+        EXPECT_EQ(apply(zel::kSpecialPowerOnHours, "val<9", registry, {current}), result) << secondsAgo;
     }
 }
 
 TEST(SpecialLimit, ByTimeScalesRightHandSidesByElapsedPeriods) {
     const Registry threeHours{{"monitor_period", "3600"}, {"last_success", ago(3 * 3600)}};
-    const struct {
-        Registry registry;
-        const char* limit;
-        const char* result;
-    } cases[] = {
+    const std::tuple<Registry, const char*, const char*> cases[] = {
         {threeHours, "diff<=10 && diff>=2", "1|diff<=30 && diff>=6"},
         {threeHours, " diff <= 10 || val > 1", "1|diff<=30 || val>3"},
         {threeHours, "diff<=2*5-(1)", "1|diff<=27"},
@@ -96,5 +86,6 @@ TEST(SpecialLimit, ByTimeScalesRightHandSidesByElapsedPeriods) {
         {{{"monitor_period", "0.5"}, {"last_success", ago(2)}}, "diff<-5", "1|diff<-20"},
         {{{"monitor_period", "0"}, {"last_success", ago(3600)}}, "diff<=1", "1|diff<=9223372036854775807"},
     };
-    for (const auto& c : cases) EXPECT_EQ(apply(zel::kSpecialByTime, c.limit, c.registry), c.result) << c.limit;
+    for (const auto& [registry, limit, result] : cases)
+        EXPECT_EQ(apply(zel::kSpecialByTime, limit, registry), result) << limit;
 }
