@@ -31,6 +31,20 @@ struct TransferRunner::Slot {
     uint64_t submittedMs = 0;    // for the per-request time-out
 };
 
+// The slots of a queued run and what is known of it so far.
+struct TransferRunner::Queue {
+    std::unique_ptr<std::vector<Slot>> owned;
+    std::vector<Slot*> idle;
+    size_t inFlight = 0;
+    bool ok = true;
+    ErrorCode failure = 0;
+
+    void fail(ErrorCode code) {
+        if (ok) failure = code;
+        ok = false;
+    }
+};
+
 TransferRunner::TransferRunner(DiskIo& io, const RunSettings& settings) : io_(io), settings_(settings) {}
 
 bool TransferRunner::run(TransferPlan& plan, RunReport* report) {
@@ -125,83 +139,74 @@ DWORD TransferRunner::waitMs(const std::vector<Slot>& slots) const {
 
 // Transfers that outlived the time-out are cancelled; their packets still
 // come (as aborted) and free their slots. The first one fails the run.
-void TransferRunner::cancelExpired(std::vector<Slot>& slots, RunReport* report, bool* ok) {
+void TransferRunner::cancelExpired(Queue& queue, RunReport* report) {
     const uint64_t now = GetTickCount64();
-    for (Slot& slot : slots) {
+    for (Slot& slot : *queue.owned) {
         if (!slot.busy || slot.cancelled || now - slot.submittedMs < settings_.requestTimeoutMs) continue;
         io_.cancel(&slot.overlapped);
         slot.cancelled = true;
-        if (!*ok) continue;
-        *ok = false;
+        if (!queue.ok) continue;
         report->stoppedAt = slot.transfer.lba;
         keepFailedRead(slot.transfer, dataOf(slot), settings_.expected, report);
-        setLastError(ERROR_SEM_TIMEOUT);
+        queue.fail(ERROR_SEM_TIMEOUT);
     }
 }
 
 bool TransferRunner::runQueued(TransferPlan& plan, RunReport* report) {
     CompletionPort* port = io_.completionPort();
     if (!port) return false;
-    const size_t bytes = size_t{settings_.maxSectors} * io_.sectorSize();
     static_assert(std::is_standard_layout<Slot>::value, "a packet's OVERLAPPED names its slot");
-    // Owned here, given up only when the port fails (see below).
-    auto owned = std::make_unique<std::vector<Slot>>(settings_.queueDepth);
-    std::vector<Slot>& slots = *owned;
-    std::vector<Slot*> idle;
-    for (Slot& slot : slots) {
-        if (!settings_.write) slot.buffer = AlignedBuffer(bytes);
-        idle.push_back(&slot);
+    Queue queue;
+    queue.owned = std::make_unique<std::vector<Slot>>(settings_.queueDepth);
+    for (Slot& slot : *queue.owned) {
+        if (!settings_.write) slot.buffer = AlignedBuffer(size_t{settings_.maxSectors} * io_.sectorSize());
+        queue.idle.push_back(&slot);
     }
-    std::vector<OVERLAPPED_ENTRY> packets(std::min<size_t>(slots.size(), kPacketsPerCollect));
-    bool ok = true;
-    ErrorCode failure = 0;
-    size_t inFlight = 0;
-    Transfer transfer;
+    std::vector<OVERLAPPED_ENTRY> packets(std::min<size_t>(queue.idle.size(), kPacketsPerCollect));
     for (;;) {
-        while (ok && !idle.empty() && !reachedTimeLimit() && plan.next(&transfer)) {
-            showProgress(plan, transfer);
-            Slot* slot = idle.back();
-            if (!submit(*slot, transfer, report)) {
-                ok = false;
-                failure = lastError();
-                break;
-            }
-            idle.pop_back();
-            ++inFlight;
-        }
-        if (inFlight == 0) break;
+        fill(plan, queue, report);
+        if (queue.inFlight == 0) break;
         ULONG got = 0;
-        if (!port->collect(packets.data(), static_cast<ULONG>(packets.size()), waitMs(slots), &got)) {
-            // A port that fails leaves transfers in flight with no way to learn
-            // their end: they are cancelled and their slots and buffers are
-            // never freed, since the device may still write into them.
-            if (ok) failure = lastError();
-            for (Slot& slot : slots)
-                if (slot.busy) io_.cancel(&slot.overlapped);
-            (void)owned.release();
-            ok = false;
+        if (!port->collect(packets.data(), static_cast<ULONG>(packets.size()), waitMs(*queue.owned), &got)) {
+            abandon(queue);
             break;
         }
-        if (got == 0) {
-            cancelExpired(slots, report, &ok);
-            if (!ok && !failure) failure = lastError();
-            continue;
-        }
-        const uint64_t ended = stamp();
-        for (ULONG i = 0; i < got; ++i) {
-            Slot& slot = *reinterpret_cast<Slot*>(packets[i].lpOverlapped);
-            slot.busy = false;
-            idle.push_back(&slot);
-            --inFlight;
-            if (settings_.captureLatency) report->latency.record(ended - slot.submittedTick);
-            if (ok && !complete(slot, report)) {
-                ok = false;
-                failure = lastError();
-            }
-        }
+        if (got == 0) cancelExpired(queue, report);
+        const uint64_t ended = got ? stamp() : 0;
+        for (ULONG i = 0; i < got; ++i) completed(*reinterpret_cast<Slot*>(packets[i].lpOverlapped), ended, queue, report);
     }
-    if (failure) setLastError(failure);
-    return ok;
+    if (queue.failure) setLastError(queue.failure);
+    return queue.ok;
+}
+
+// Submits from the plan until every slot is busy, unless the run failed.
+void TransferRunner::fill(TransferPlan& plan, Queue& queue, RunReport* report) {
+    Transfer transfer;
+    while (queue.ok && !queue.idle.empty() && !reachedTimeLimit() && plan.next(&transfer)) {
+        showProgress(plan, transfer);
+        if (!submit(*queue.idle.back(), transfer, report)) return queue.fail(lastError());
+        queue.idle.pop_back();
+        ++queue.inFlight;
+    }
+}
+
+void TransferRunner::completed(Slot& slot, uint64_t endedTick, Queue& queue, RunReport* report) {
+    slot.busy = false;
+    queue.idle.push_back(&slot);
+    --queue.inFlight;
+    if (settings_.captureLatency) report->latency.record(endedTick - slot.submittedTick);
+    if (queue.ok && !complete(slot, report)) queue.fail(lastError());
+}
+
+// A port that fails leaves transfers in flight with no way to learn their
+// end: they are cancelled, and their slots and buffers are never freed,
+// since the device may still write into them.
+void TransferRunner::abandon(Queue& queue) {
+    queue.fail(lastError());
+    for (Slot& slot : *queue.owned)
+        if (slot.busy) io_.cancel(&slot.overlapped);
+    (void)queue.owned.release();
+    queue.inFlight = 0;
 }
 
 bool TransferRunner::check(const Transfer& transfer, uint8_t* data, RunReport* report) {

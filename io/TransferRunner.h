@@ -63,12 +63,16 @@ public:
 
 private:
     struct Slot;
+    struct Queue;
     bool runOneByOne(TransferPlan& plan, RunReport* report);
     bool runQueued(TransferPlan& plan, RunReport* report);
     bool submit(Slot& slot, const Transfer& transfer, RunReport* report);
     bool complete(Slot& slot, RunReport* report);
     DWORD waitMs(const std::vector<Slot>& slots) const;
-    void cancelExpired(std::vector<Slot>& slots, RunReport* report, bool* ok);
+    void fill(TransferPlan& plan, Queue& queue, RunReport* report);
+    void completed(Slot& slot, uint64_t endedTick, Queue& queue, RunReport* report);
+    void cancelExpired(Queue& queue, RunReport* report);
+    void abandon(Queue& queue);
     uint8_t* dataOf(Slot& slot) const;
     uint64_t stamp() const;
     bool transferNow(const Transfer& transfer, uint8_t* buffer);

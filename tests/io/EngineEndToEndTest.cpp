@@ -45,6 +45,16 @@ TEST_F(EngineEndToEnd, QueuesAboveSixtyFourKeepEveryTransfer) {
     }
 }
 
+// The second read of a deterministic trim compare is a transfer of its own
+// on the handle tied to the port; its completion must not reach the queue.
+TEST_F(EngineEndToEnd, DeterministicTrimCompareAtDepth) {
+    useHost(ioHost("", R"(, "trim": {"readsZeros": false, "deterministic": true})"));
+    runExpecting("-a rw -d 2 --rw write --size 512", 0);
+    runExpecting("-a rw -d 2 --rw trim --size 512", 0);
+    auto read = runExpecting("-a rw -d 2 --rw read --pattern trim --size 512 --bs 4k --qd 8", 0);
+    EXPECT_TRUE(contains(read.output, "QD8 seq read")) << read.output;
+}
+
 // The host delays every transfer by 2 ms: no latency figure may be below
 // that, whatever the queue depth; the count is what the plan made.
 TEST_F(EngineEndToEnd, LatencyFiguresNeverUnderstateTheDrivesDelay) {
