@@ -140,6 +140,14 @@ zel_vs_fio() {
   extra_us=$((large_us - tiny_us))
 }
 
+# run_us <option ...>: runs ZelCli.exe once; prints the run's own time in µs
+# (its figures line: first transfer to last, no process start-up).
+run_us() {
+  zel_us "$@" >/dev/null
+  awk '/ I\/Os, [0-9]+ bytes in / { for (i = 1; i <= NF; i++) if ($i == "in" && $(i + 2) == "s") s = $(i + 1) }
+    END { if (s == "") exit 1; printf "%.0f\n", s * 1e6 }' "$vhost/last.log"
+}
+
 # floor_us <I/Os>: one run of bench/IocpFloor.cpp (QD32 4 KiB random reads
 # through a bare completion-port loop on disk 0); its own elapsed µs.
 floor_us() {
@@ -160,8 +168,8 @@ section_engine() {
   echo
   echo "| workload | ZelCli I/Os | ZelCli µs/I/O | ZelCli IOPS | fio µs/I/O | fio IOPS | cost ratio | goal | verdict |"
   echo "|---|---:|---:|---:|---:|---:|---:|---|---|"
-  # engine_row <label> <timed I/Os> [goal: most cost ratio] [QD32 µs/I/O: the
-  # row runs without the capture and its verdict is the capture's cost]
+  # engine_row <label> <timed I/Os> [goal: most cost ratio] [µs/I/O with the
+  # capture: the row runs without it and its verdict is the capture's cost]
   engine_row() {
     awk -F';' -v label="$1" -v n="$2" -v goal="${3:-}" -v with="${4:-}" -v us="$extra_us" '{
       zel = us / n; iops = $8 + $49; fio = 1e6 / iops; ratio = zel / fio; text = ""; verdict = ""
@@ -169,7 +177,7 @@ section_engine() {
         share = 100 * (with - zel) / with; text = "capture ≤ 5 %"
         verdict = sprintf("%s (capture %.1f %%)", share <= 5 ? "met" : "**missed**", share)
       } else if (goal != "") {
-        text = "≤ " goal; verdict = ratio <= goal ? "met" : sprintf("**missed** by %.1f×", ratio / goal)
+        text = "≤ " goal; verdict = ratio <= goal ? "met" : ratio < 2 * goal ? sprintf("**missed** (%.0f %% over)", 100 * (ratio / goal - 1)) : sprintf("**missed** by %.1f×", ratio / goal)
       }
       printf "| %s | %d | %.3f | %.0f | %.3f | %d | %.2f | %s | %s |\n", label, n, zel, 1e6 / zel, fio, iops, ratio, text, verdict
     }' <<<"$fio_line"
@@ -182,10 +190,17 @@ section_engine() {
   engine_row "4 KiB random read, QD32" $((rand - 32)) 2
   local startup32=$tiny_us
   qd32_us=$(awk -v us="$extra_us" -v n=$((rand - 32)) 'BEGIN { printf "%.6f", us / n }') fio32=$fio_line
-  ZELCLI_LATENCY=off zel_vs_fio "$d0 --rw randread --align 4k --qd 32 --totalloop 32" \
-    "$d0 --rw randread --align 4k --qd 32 --totalloop $rand"
-  fio_line=$fio32
-  engine_row "4 KiB random read, QD32, latency capture off" $((rand - 32)) "" "$qd32_us"
+  # A few per cent drown in the start-up's variation, so the capture's cost
+  # comes from the runs' own time (their figures line), with and without it
+  # in turn, best of five each.
+  local with=0 without=0
+  for ((r = 0; r < 5; r++)); do
+    t=$(run_us $d0 --rw randread --align 4k --qd 32 --totalloop $rand); with=$((with && with < t ? with : t))
+    t=$(ZELCLI_LATENCY=off run_us $d0 --rw randread --align 4k --qd 32 --totalloop $rand); without=$((without && without < t ? without : t))
+  done
+  extra_us=$without fio_line=$fio32
+  engine_row "4 KiB random read, QD32, latency capture off (time within the run)" $rand "" \
+    "$(awk -v us=$with -v n=$rand 'BEGIN { printf "%.6f", us / n }')"
   for qd in 128 256; do
     zel_vs_fio "$d0 --rw randread --align 4k --qd $qd --totalloop $qd" \
       "$d0 --rw randread --align 4k --qd $qd --totalloop $rand" $null --rw=randread --iodepth=$qd
