@@ -144,7 +144,7 @@ zel_vs_fio() {
 # (its figures line: first transfer to last, no process start-up).
 run_us() {
   zel_us "$@" >/dev/null
-  awk '/ I\/Os, [0-9]+ bytes in / { for (i = 1; i <= NF; i++) if ($i == "in" && $(i + 2) == "s") s = $(i + 1) }
+  awk '/ I\/Os, [0-9]+ bytes in / { sub(/\r$/, ""); for (i = 1; i <= NF; i++) if ($i == "in" && $(i + 2) == "s") s = $(i + 1) }
     END { if (s == "") exit 1; printf "%.0f\n", s * 1e6 }' "$vhost/last.log"
 }
 
