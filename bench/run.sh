@@ -141,7 +141,7 @@ zel_vs_fio() {
 }
 
 # run_us <option ...>: runs ZelCli.exe once; prints the run's own time in µs
-# (its figures line: first transfer to last, no process start-up).
+# (its figures line: the worker's transfer loop, no process start-up).
 run_us() {
   zel_us "$@" >/dev/null
   awk '/ I\/Os, [0-9]+ bytes in / { sub(/\r$/, ""); for (i = 1; i <= NF; i++) if ($i == "in" && $(i + 2) == "s") s = $(i + 1) }
