@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cstdlib>
 #include <iostream>
 
 #include "app/ActionFactory.h"
@@ -37,6 +38,9 @@ void setProcessSwitches(const ParseResult& args) {
         switches.powerSwitchType = switchvalue::kSataGpioPowerSwitch;
     if (args.has("protocol") && args.text("protocol") == "zelnvme")
         switches.nvmeProtocol = switchvalue::kForcedNvmeMiniport;
+    // Benchmarks only: what the per-transfer latency costs.
+    const char* latency = std::getenv("ZELCLI_LATENCY");
+    if (latency && std::string(latency) == "off") switches.latencyCapture = false;
 }
 
 void printHelp(const cxxopts::Options& options) { std::cout << options.help() << std::flush; }

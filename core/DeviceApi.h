@@ -59,6 +59,15 @@ public:
     virtual BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) = 0;
     virtual BOOL flushFileBuffers(HANDLE handle) = 0;
 
+    // I/O completion ports. createIoCompletionPort ties a handle opened for
+    // overlapped I/O to a new port (port null) or to an existing one; every
+    // request on that handle then posts a packet to the port when it ends,
+    // also one that ended at once, unless the low bit of its OVERLAPPED's
+    // event is set. closeHandle closes a port.
+    virtual HANDLE createIoCompletionPort(HANDLE file, HANDLE port, ULONG_PTR key, DWORD threads) = 0;
+    virtual BOOL getQueuedCompletionStatusEx(HANDLE port, OVERLAPPED_ENTRY* entries, ULONG count, ULONG* removed,
+                                             DWORD timeoutMs) = 0;
+
     // Files and folders on drive letters. Behind the seam because the file
     // modes of rw write to the disk under test's volumes, which a virtual
     // host keeps in its state folder.

@@ -24,6 +24,9 @@ struct ProcessSwitches {
     uint32_t nvmeProtocol = 0;
     // Set by --prechk: a missing port-I/O driver is no longer forgiven.
     bool precheck = false;
+    // Per-transfer latency of the rw engine; off only to measure what the
+    // capture costs (ZELCLI_LATENCY=off, docs/performance.md).
+    bool latencyCapture = true;
     // Start of the run, for elapsed times.
     uint64_t startMilliseconds = 0;
 };

@@ -37,6 +37,15 @@ BOOL Win32DeviceApi::cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) { return 
 
 BOOL Win32DeviceApi::flushFileBuffers(HANDLE handle) { return ::FlushFileBuffers(handle); }
 
+HANDLE Win32DeviceApi::createIoCompletionPort(HANDLE file, HANDLE port, ULONG_PTR key, DWORD threads) {
+    return ::CreateIoCompletionPort(file, port, key, threads);
+}
+
+BOOL Win32DeviceApi::getQueuedCompletionStatusEx(HANDLE port, OVERLAPPED_ENTRY* entries, ULONG count,
+                                                 ULONG* removed, DWORD timeoutMs) {
+    return ::GetQueuedCompletionStatusEx(port, entries, count, removed, timeoutMs, FALSE);
+}
+
 BOOL Win32DeviceApi::createDirectory(const char* path) { return ::CreateDirectoryA(path, nullptr); }
 
 BOOL Win32DeviceApi::deleteFile(const char* path) { return ::DeleteFileA(path); }

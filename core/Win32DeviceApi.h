@@ -18,6 +18,9 @@ public:
     BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
     BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) override;
     BOOL flushFileBuffers(HANDLE handle) override;
+    HANDLE createIoCompletionPort(HANDLE file, HANDLE port, ULONG_PTR key, DWORD threads) override;
+    BOOL getQueuedCompletionStatusEx(HANDLE port, OVERLAPPED_ENTRY* entries, ULONG count, ULONG* removed,
+                                     DWORD timeoutMs) override;
     BOOL createDirectory(const char* path) override;
     BOOL deleteFile(const char* path) override;
     bool findFiles(const char* folder, std::vector<FoundFile>* found) override;

@@ -51,7 +51,8 @@ bool DiskIo::start(bool write, const Transfer& transfer, uint8_t* buffer, OVERLA
 }
 
 bool DiskIo::finish(OVERLAPPED* overlapped, DWORD timeoutMs) {
-    if (timeoutMs && WaitForSingleObject(overlapped->hEvent, timeoutMs) == WAIT_TIMEOUT) {
+    const HANDLE event = reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(overlapped->hEvent) & ~uintptr_t{1});
+    if (timeoutMs && WaitForSingleObject(event, timeoutMs) == WAIT_TIMEOUT) {
         deviceApi().cancelIoEx(handle(), overlapped);
         DWORD ignored = 0;
         deviceApi().getOverlappedResult(handle(), overlapped, &ignored, TRUE);
@@ -63,14 +64,33 @@ bool DiskIo::finish(OVERLAPPED* overlapped, DWORD timeoutMs) {
     return true;
 }
 
+bool DiskIo::outcome(OVERLAPPED* overlapped) {
+    DWORD done = 0;
+    return deviceApi().getOverlappedResult(handle(), overlapped, &done, FALSE) ? true : fail();
+}
+
+CompletionPort* DiskIo::completionPort() {
+    if (!port_) {
+        auto made = std::make_unique<CompletionPort>(handle());
+        if (!made->valid()) return nullptr;
+        port_ = std::move(made);
+    }
+    return port_.get();
+}
+
+bool DiskIo::cancel(OVERLAPPED* overlapped) { return deviceApi().cancelIoEx(handle(), overlapped) != FALSE; }
+
 bool DiskIo::transfer(bool write, const Transfer& transfer, uint8_t* buffer) {
     const uint64_t offset = transfer.lba * sectorSize();
     const DWORD bytes = transfer.sectors * sectorSize();
     if (isOverlapped()) {
+        const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
         OVERLAPPED overlapped{};
-        overlapped.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        // The low bit keeps this transfer's packet off the handle's
+        // completion port, whose loop knows nothing of it.
+        overlapped.hEvent = reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(event) | 1);
         const bool ok = start(write, transfer, buffer, &overlapped) && finish(&overlapped, 0);
-        CloseHandle(overlapped.hEvent);
+        CloseHandle(event);
         return ok;
     }
     LARGE_INTEGER distance;
@@ -130,6 +150,22 @@ bool DiskIo::trim(const std::vector<Transfer>& ranges) {
 }
 
 bool DiskIo::flush() { return deviceApi().flushFileBuffers(handle()) ? true : fail(); }
+
+CompletionPort::CompletionPort(HANDLE file) {
+    port_ = deviceApi().createIoCompletionPort(file, nullptr, 0, 1);
+    if (!port_) takeSystemLastError();
+}
+
+CompletionPort::~CompletionPort() {
+    if (port_) deviceApi().closeHandle(port_);
+}
+
+bool CompletionPort::collect(OVERLAPPED_ENTRY* packets, ULONG count, DWORD timeoutMs, ULONG* got) {
+    *got = 0;
+    if (deviceApi().getQueuedCompletionStatusEx(port_, packets, count, got, timeoutMs)) return true;
+    *got = 0;
+    return GetLastError() == WAIT_TIMEOUT ? true : fail();
+}
 
 AlignedBuffer::AlignedBuffer(size_t bytes) : size_(bytes) {
     if (bytes) data_ = static_cast<uint8_t*>(_aligned_malloc(bytes, 4096));

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "core/DriveOpener.h"
@@ -18,6 +19,26 @@ constexpr DWORD kNoBuffering = 0x20000000;
 constexpr DWORD kWriteThrough = 0x80000000;
 constexpr DWORD kOverlapped = 0x40000000;
 }  // namespace openflag
+
+// The completion port of one overlapped handle: its transfers end as
+// packets collected in batches. Closed with the object, before the handle.
+class CompletionPort {
+public:
+    explicit CompletionPort(HANDLE file);
+    ~CompletionPort();
+    CompletionPort(const CompletionPort&) = delete;
+    CompletionPort& operator=(const CompletionPort&) = delete;
+
+    // False with the last error when the handle could not be tied to a port.
+    bool valid() const { return port_ != nullptr; }
+    // Up to count packets; waits up to timeoutMs (INFINITE: for ever) for
+    // the first. *got is 0 after a time-out; false with the last error when
+    // the port failed.
+    bool collect(OVERLAPPED_ENTRY* packets, ULONG count, DWORD timeoutMs, ULONG* got);
+
+private:
+    HANDLE port_ = nullptr;
+};
 
 // One handle to a physical disk and the single transfers the engines are
 // made of. Every failure returns false with the last error set.
@@ -48,11 +69,18 @@ public:
     // Waits for a started transfer; timeoutMs 0 waits for ever. A transfer
     // that outlives its time is cancelled and fails with ERROR_SEM_TIMEOUT.
     bool finish(OVERLAPPED* overlapped, DWORD timeoutMs);
+    // The outcome of a transfer whose completion packet came: false with its error.
+    bool outcome(OVERLAPPED* overlapped);
+    bool cancel(OVERLAPPED* overlapped);
+    // The handle's completion port, made on first use: Windows ties a handle
+    // to one port for its whole life. Null with the last error when it fails.
+    CompletionPort* completionPort();
 
 private:
     const DiskBase& disk_;
     SharedHandle handle_;
     DWORD flags_ = 0;
+    std::unique_ptr<CompletionPort> port_;
 };
 
 // A transfer buffer aligned for unbuffered I/O.

@@ -8,6 +8,7 @@
 #include "core/ErrorCodes.h"
 #include "core/IniFile.h"
 #include "core/Logger.h"
+#include "core/ProcessSwitches.h"
 #include "core/TextFormat.h"
 #include "disk/DiskList.h"
 #include "disk/DiskTypes.h"
@@ -60,6 +61,11 @@ uint32_t IoWorker::run() {
     DiskBase* disk = DiskList::instance().get(true).findDisk(DiskSelector::byNumber(params_.diskNumber));
     const bool ok = disk ? runMode(*disk) : fail(err::kDiskNotFound);
     const char* name = modeName(modeOf(params_));
+    if (transfers_) {
+        const ErrorCode code = lastError();
+        logInfo("%s", figuresLine(params_.threadIndex, figures()).c_str());
+        setLastError(code);
+    }
     if (ok) {
         logInfo("[T%d] SUCCESS: %s to disk %d", params_.threadIndex, name, params_.diskNumber);
     } else {
@@ -70,6 +76,18 @@ uint32_t IoWorker::run() {
     params_.lastError = ok ? 0 : lastError();
     writeIni();
     return params_.lastError;
+}
+
+RunFigures IoWorker::figures() const {
+    return runFigures(latency_, transfers_, bytesMoved_, elapsedSeconds_, ticksPerSecond_);
+}
+
+void IoWorker::absorb(const RunReport& report, uint32_t sectorSize) {
+    latency_.merge(report.latency);
+    transfers_ += report.transfers;
+    bytesMoved_ += report.sectors * sectorSize;
+    elapsedSeconds_ += report.elapsedSeconds;
+    if (report.ticksPerSecond > 0) ticksPerSecond_ = report.ticksPerSecond;
 }
 
 void IoWorker::logStart() const {
@@ -141,6 +159,7 @@ RunSettings IoWorker::settingsFor(bool write, uint32_t maxSectors) const {
     settings.source = data_.data();
     settings.requestTimeoutMs = requestTimeoutMs_;
     settings.label = modeName(modeOf(params_));
+    settings.captureLatency = processSwitches().latencyCapture;
     return settings;
 }
 
@@ -158,6 +177,7 @@ bool IoWorker::runTransfers(DiskIo& io, TransferPlan& plan, bool write) {
     const RunSettings settings = settingsFor(write, largestTransfer(io.sectorSize()));
     RunReport report;
     const bool ok = TransferRunner(io, settings).run(plan, &report);
+    absorb(report, io.sectorSize());
     params_.endLba = report.stoppedAt;
     return ok;
 }
@@ -227,6 +247,7 @@ bool IoWorker::runSequentialRead(DiskIo& io, DiskBase& disk) {
     SequentialPlan plan(params_.startLba, params_.endLba, sizer(io.sectorSize()));
     RunReport report;
     const bool ok = TransferRunner(io, settings).run(plan, &report);
+    absorb(report, io.sectorSize());
     params_.endLba = report.stoppedAt;
     // A CRC read error is reported like a miscompare, on purpose: both mean the
     // sectors did not come back as written.
@@ -265,6 +286,7 @@ bool IoWorker::runRandom(DiskIo& io, bool write) {
     settings.timeLimitSeconds = params_.totalTime;
     RunReport report;
     const bool ok = TransferRunner(io, settings).run(plan, &report);
+    absorb(report, sector);
     params_.endLba = ok ? params_.endLba : report.stoppedAt;
     params_.totalLoops = static_cast<uint32_t>(report.transfers);
     params_.totalTime = report.seconds;

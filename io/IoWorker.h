@@ -6,6 +6,7 @@
 
 #include "io/Pattern.h"
 #include "io/RwJob.h"
+#include "io/RunFigures.h"
 #include "io/TransferRunner.h"
 
 namespace zel {
@@ -60,6 +61,8 @@ public:
     const IoWorkerParams& params() const { return params_; }
     uint64_t iops() const { return iops_; }
     double speed() const { return speed_; }
+    // Throughput and latency of every transfer the worker made.
+    RunFigures figures() const;
 
 private:
     bool runMode(DiskBase& disk);
@@ -76,6 +79,7 @@ private:
     bool prepareWriteData(uint32_t sectorSize);
     bool prepareExpected(DiskBase& disk, uint32_t sectorSize, CompareMode* mode);
     void reportMiscompare(const RunReport& report) const;
+    void absorb(const RunReport& report, uint32_t sectorSize);
     void logStart() const;
     void writeIni() const;
     DWORD openFlags() const;
@@ -89,6 +93,11 @@ private:
     uint32_t loopsDone_ = 0;
     uint64_t iops_ = 0;
     double speed_ = 0;
+    LatencyHistogram latency_;
+    uint64_t transfers_ = 0;
+    uint64_t bytesMoved_ = 0;
+    double elapsedSeconds_ = 0;
+    double ticksPerSecond_ = 0;
 };
 
 }  // namespace zel

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "io/DiskIo.h"
+#include "io/LatencyHistogram.h"
 #include "io/TransferPlan.h"
 
 namespace zel {
@@ -25,6 +26,7 @@ struct RunSettings {
     double timeLimitSeconds = 0;  // 0: the plan decides
     uint32_t requestTimeoutMs = 0;  // 0: wait for ever
     const char* label = "";
+    bool captureLatency = true;
 };
 
 struct RunReport {
@@ -33,7 +35,12 @@ struct RunReport {
     uint64_t stoppedAt = 0;
     uint64_t transfers = 0;
     uint64_t sectors = 0;
-    double seconds = 0;
+    double seconds = 0;  // by the millisecond tick, for the INI keys
+    // Submit to completion of every transfer, in cycle ticks, with the rate
+    // that converts them and the run's time by the steady clock.
+    LatencyHistogram latency;
+    double ticksPerSecond = 0;
+    double elapsedSeconds = 0;
     // A read that miscompared or failed: the transfer, its buffer as the read
     // left it, and what it was compared with (empty when nothing was: no
     // expected image, or a failed read before the second read of a
@@ -44,9 +51,11 @@ struct RunReport {
 };
 
 // Runs a plan on a disk: keeps up to queueDepth transfers in flight on an
-// overlapped handle (a buffer is reused only after its transfer completed),
-// compares reads, reports progress on the console. False with the last
-// error (0x20000130 on a miscompare).
+// overlapped handle, collecting their completions in batches from the
+// handle's completion port (a buffer is reused only after its transfer
+// completed, in whatever order they complete), compares reads, measures
+// each transfer's latency, reports progress on the console. False with the
+// last error (0x20000130 on a miscompare).
 class TransferRunner {
 public:
     TransferRunner(DiskIo& io, const RunSettings& settings);
@@ -54,8 +63,18 @@ public:
 
 private:
     struct Slot;
+    struct Queue;
     bool runOneByOne(TransferPlan& plan, RunReport* report);
     bool runQueued(TransferPlan& plan, RunReport* report);
+    bool submit(Slot& slot, const Transfer& transfer, RunReport* report);
+    bool complete(Slot& slot, RunReport* report);
+    DWORD waitMs(const std::vector<Slot>& slots) const;
+    void fill(TransferPlan& plan, Queue& queue, RunReport* report);
+    void completed(Slot& slot, uint64_t endedTick, Queue& queue, RunReport* report);
+    void cancelExpired(Queue& queue, RunReport* report);
+    void abandon(Queue& queue);
+    uint8_t* dataOf(Slot& slot) const;
+    uint64_t stamp() const;
     bool transferNow(const Transfer& transfer, uint8_t* buffer);
     bool check(const Transfer& transfer, uint8_t* data, RunReport* report);
     void keepFailedRead(const Transfer& transfer, const uint8_t* data, const uint8_t* expected,

@@ -195,6 +195,7 @@ HANDLE VirtualHost::createFile(const char* path, DWORD access, DWORD share, DWOR
 BOOL VirtualHost::closeHandle(HANDLE handle) {
     const LastErrorOnSuccess keep;
     std::lock_guard<std::recursive_mutex> guard(lock_);
+    if (ports_.erase(handle)) return keep(::CloseHandle(handle));
     if (!find(handle)) {
         volumeFiles_.erase(handle);
         return passThrough_.closeHandle(handle);
@@ -213,7 +214,9 @@ BOOL VirtualHost::finish(BOOL ok, DWORD bytes, DWORD* done, OVERLAPPED* overlapp
     if (overlapped) {
         overlapped->Internal = error;
         overlapped->InternalHigh = bytes;
-        if (overlapped->hEvent) ::SetEvent(overlapped->hEvent);
+        // The low bit of the event only asks for no completion packet.
+        const auto event = reinterpret_cast<uintptr_t>(overlapped->hEvent) & ~uintptr_t{1};
+        if (event) ::SetEvent(reinterpret_cast<HANDLE>(event));
     }
     if (!ok) ::SetLastError(error);
     return ok;

@@ -10,6 +10,7 @@
 
 #include "core/DeviceApi.h"
 #include "core/Win32DeviceApi.h"
+#include "vhost/CompletionQueue.h"
 #include "vhost/HostDescription.h"
 #include "vhost/HostState.h"
 #include "vhost/PlatformPower.h"
@@ -91,6 +92,9 @@ public:
     BOOL getOverlappedResult(HANDLE handle, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
     BOOL cancelIoEx(HANDLE handle, OVERLAPPED* overlapped) override;
     BOOL flushFileBuffers(HANDLE handle) override;
+    HANDLE createIoCompletionPort(HANDLE file, HANDLE port, ULONG_PTR key, DWORD threads) override;
+    BOOL getQueuedCompletionStatusEx(HANDLE port, OVERLAPPED_ENTRY* entries, ULONG count, ULONG* removed,
+                                     DWORD timeoutMs) override;
     BOOL createDirectory(const char* path) override;
     BOOL deleteFile(const char* path) override;
     bool findFiles(const char* folder, std::vector<FoundFile>* found) override;
@@ -130,6 +134,11 @@ public:
     size_t openHandleCount();
 
 protected:
+    // The completion port a drive handle is tied to, and the key its packets carry.
+    struct PortBinding {
+        std::shared_ptr<CompletionQueue> port;
+        ULONG_PTR key = 0;
+    };
     struct OpenHandle {
         enum class Kind { Drive, Port, Volume } kind = Kind::Drive;
         int disk = -1;  // drives
@@ -139,6 +148,7 @@ protected:
         uint64_t position = 0;
         bool overlappedIo = false;  // opened with FILE_FLAG_OVERLAPPED
         bool writeThrough = false;  // FILE_FLAG_WRITE_THROUGH: writes with forced unit access
+        PortBinding binding;        // drives tied to a completion port
     };
 
     OpenHandle* find(HANDLE handle);
@@ -194,6 +204,7 @@ private:
     struct InFlight {
         HANDLE handle = nullptr;
         IoRequest request;
+        PortBinding binding;
     };
     using InFlightMap = std::map<OVERLAPPED*, InFlight>;
     bool owns(HANDLE handle);
@@ -201,9 +212,11 @@ private:
     DWORD refusal(const OpenHandle& entry, VirtualDisk* target, const IoRequest& request);
     DWORD moveData(const IoRequest& request);
     BOOL transfer(HANDLE handle, uint8_t* buffer, DWORD size, DWORD* done, OVERLAPPED* overlapped, bool write);
-    BOOL queue(HANDLE handle, const IoRequest& request, OVERLAPPED* overlapped);
+    BOOL queue(const OpenHandle& entry, HANDLE handle, const IoRequest& request, OVERLAPPED* overlapped);
     void completeQueued(OVERLAPPED* overlapped);
     void completeLocked(InFlightMap::iterator request, DWORD error, DWORD bytes);
+    // Posts the packet of a request that ended, unless its event opts out.
+    static void post(const PortBinding& binding, OVERLAPPED* overlapped, DWORD bytes);
     // Aborts the requests of a handle (all handles when null) that have not
     // started moving data; true when the handle had any in flight.
     bool cancelRequests(HANDLE handle, OVERLAPPED* only);
@@ -258,6 +271,8 @@ private:
     std::condition_variable ioDone_;
     InFlightMap inFlight_;
     std::unique_ptr<TimedQueue> timer_;
+    // Completion ports (VirtualHostIo.cpp), under lock_.
+    std::map<HANDLE, std::shared_ptr<CompletionQueue>> ports_;
 };
 
 // Builds a virtual host from a description file; null with an ERROR line

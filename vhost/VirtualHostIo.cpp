@@ -16,6 +16,13 @@ constexpr auto kSynchronousTimeout = std::chrono::milliseconds(100);
 uint64_t requestId(OVERLAPPED* overlapped) { return reinterpret_cast<uintptr_t>(overlapped); }
 OVERLAPPED* overlappedOf(uint64_t id) { return reinterpret_cast<OVERLAPPED*>(static_cast<uintptr_t>(id)); }
 
+// An event whose low bit is set asks for no completion packet; the event
+// itself is the handle without that bit.
+bool wantsPacket(const OVERLAPPED* overlapped) { return (reinterpret_cast<uintptr_t>(overlapped->hEvent) & 1) == 0; }
+HANDLE eventOf(const OVERLAPPED* overlapped) {
+    return reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(overlapped->hEvent) & ~uintptr_t{1});
+}
+
 }  // namespace
 
 bool VirtualHost::owns(HANDLE handle) {
@@ -82,11 +89,13 @@ BOOL VirtualHost::transfer(HANDLE handle, uint8_t* buffer, DWORD size, DWORD* do
         // Without latency a request completes at once, as Windows lets it:
         // TRUE with the event set, no trip through the timer's thread.
         const bool immediate = !request.hangs && request.latency.count() == 0;
-        if (overlapped && entry->overlappedIo && !immediate) return queue(handle, request, overlapped);
+        if (overlapped && entry->overlappedIo && !immediate) return queue(*entry, handle, request, overlapped);
         if (overlapped && entry->overlappedIo) {
             const DWORD error = moveData(request);
             if (error != ERROR_SUCCESS) return finish(failWith(error), 0, done, overlapped);
-            return finish(TRUE, size, done, overlapped);
+            finish(TRUE, size, done, overlapped);
+            post(entry->binding, overlapped, size);
+            return TRUE;
         }
     }
     if (request.hangs) {
@@ -104,13 +113,13 @@ BOOL VirtualHost::transfer(HANDLE handle, uint8_t* buffer, DWORD size, DWORD* do
 
 // As Windows does: Internal reads STATUS_PENDING and the event is reset
 // until the request completes.
-BOOL VirtualHost::queue(HANDLE handle, const IoRequest& request, OVERLAPPED* overlapped) {
+BOOL VirtualHost::queue(const OpenHandle& entry, HANDLE handle, const IoRequest& request, OVERLAPPED* overlapped) {
     std::lock_guard<std::mutex> io(ioLock_);
     if (inFlight_.count(overlapped)) return failWith(ERROR_INVALID_PARAMETER);  // one request per OVERLAPPED
     overlapped->Internal = kStatusPending;
     overlapped->InternalHigh = 0;
-    if (overlapped->hEvent) ::ResetEvent(overlapped->hEvent);
-    inFlight_[overlapped] = InFlight{handle, request};
+    if (eventOf(overlapped)) ::ResetEvent(eventOf(overlapped));
+    inFlight_[overlapped] = InFlight{handle, request, entry.binding};
     if (!request.hangs) {
         if (!timer_) timer_ = std::make_unique<TimedQueue>([this](uint64_t id) { completeQueued(overlappedOf(id)); });
         timer_->add(requestId(overlapped), TimedQueue::Clock::now() + request.latency);
@@ -145,11 +154,61 @@ void VirtualHost::completeQueued(OVERLAPPED* overlapped) {
 // event is the last thing touched.
 void VirtualHost::completeLocked(InFlightMap::iterator request, DWORD error, DWORD bytes) {
     OVERLAPPED* overlapped = request->first;
-    const HANDLE event = overlapped->hEvent;
+    const HANDLE event = eventOf(overlapped);
+    const PortBinding binding = request->second.binding;
     inFlight_.erase(request);
     overlapped->InternalHigh = bytes;
     overlapped->Internal = error;
+    post(binding, overlapped, bytes);
     if (event) ::SetEvent(event);
+}
+
+void VirtualHost::post(const PortBinding& binding, OVERLAPPED* overlapped, DWORD bytes) {
+    if (!binding.port || !wantsPacket(overlapped)) return;
+    OVERLAPPED_ENTRY packet{};
+    packet.lpCompletionKey = binding.key;
+    packet.lpOverlapped = overlapped;
+    packet.Internal = overlapped->Internal;
+    packet.dwNumberOfBytesTransferred = bytes;
+    binding.port->post(packet);
+}
+
+// Ties a drive handle to a port; only drive handles carry overlapped
+// requests on this host. A handle is tied once, as on Windows.
+HANDLE VirtualHost::createIoCompletionPort(HANDLE file, HANDLE port, ULONG_PTR key, DWORD threads) {
+    const LastErrorOnSuccess keep;
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    if (file == INVALID_HANDLE_VALUE && !port) {
+        const HANDLE token = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        if (!token) return nullptr;
+        ports_[token] = std::make_shared<CompletionQueue>();
+        return keep(token);
+    }
+    OpenHandle* entry = find(file);
+    if (!entry) return passThrough_.createIoCompletionPort(file, port, key, threads);
+    if (!port) port = createIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, threads);
+    auto found = ports_.find(port);
+    if (found == ports_.end() || entry->kind != OpenHandle::Kind::Drive || !entry->overlappedIo ||
+        entry->binding.port) {
+        ::SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    entry->binding = PortBinding{found->second, key};
+    return keep(port);
+}
+
+BOOL VirtualHost::getQueuedCompletionStatusEx(HANDLE port, OVERLAPPED_ENTRY* entries, ULONG count, ULONG* removed,
+                                              DWORD timeoutMs) {
+    std::shared_ptr<CompletionQueue> queue;
+    {
+        std::lock_guard<std::recursive_mutex> guard(lock_);
+        auto found = ports_.find(port);
+        if (found == ports_.end())
+            return passThrough_.getQueuedCompletionStatusEx(port, entries, count, removed, timeoutMs);
+        queue = found->second;
+    }
+    *removed = count ? queue->take(entries, count, timeoutMs) : 0;
+    return *removed ? TRUE : failWith(WAIT_TIMEOUT);
 }
 
 bool VirtualHost::cancelRequests(HANDLE handle, OVERLAPPED* only) {
