@@ -187,6 +187,8 @@ TEST_F(PowerEndToEnd, MeasureWritesTheIniAndTheVoltageFollowsVol) {
 }
 
 TEST_F(PowerEndToEnd, SwitchProblemsHaveTheirCodes) {
+    EXPECT_TRUE(contains(runExpecting("-a pwr -d 0 --pwrid 2 --pwrctrl xyz", 0x20000003u).output,
+                         "[PowerRun] Power control \"xyz\" not supported!"));
     runExpecting("-a pwr -d 0 --pwrid 1 --pwrctrl off", 0x20000113u);  // an NVMe drive is no switch
     runExpecting("-a pwr -d 0 --pwrmodel Nothing --pwrctrl off", 0x20000113u);
     // The PCIe board does not power disk 0. A board that takes the command is
@@ -195,7 +197,8 @@ TEST_F(PowerEndToEnd, SwitchProblemsHaveTheirCodes) {
     runExpecting("-a pwr -d 0 --pwrid 3 --pwrctrl off --pwroffto 0.5", 0x20000111u);
     EXPECT_TRUE(contains(info(), "Serial number: PNVME1")) << "the cut rail was switched on again";
     runExpecting("-a pwr -d 0 --pwrid 2 --pwrctrl off", 0);
-    runExpecting("-a pwr --disksn PSATA0 --pwrid 3 --pwrctrl on --pwronto 0.5", 0x20000112u);
+    EXPECT_TRUE(contains(runExpecting("-a pwr --disksn PSATA0 --pwrid 3 --pwrctrl on --pwronto 0.5", 0x20000112u).output,
+                         "[PowerRun] The DUT (--disksn \"PSATA0\") did not appear after power on"));
     runExpecting("-a pwr --disksn PSATA0 --pwrid 2 --pwrctrl on --pwronto 0.5", 0);
     useHost(powerHost(R"(, "failCommands": true)"));
     runExpecting("-a pwr -d 1 --pwrid 3 --pwrctrl off", 0x20000110u);
@@ -204,7 +207,9 @@ TEST_F(PowerEndToEnd, SwitchProblemsHaveTheirCodes) {
 
 TEST_F(PowerEndToEnd, DutThatDoesNotComeBackIsRetriedThenReported) {
     useHost(powerHost("", R"(, "powerOnDelayMs": 60000)"));
-    runExpecting("-a pwr -d 1 --pwrid 3 --pwrctrl ugsd --pwroffto 5 --pwronto 0.5 --pwrcycle-retrycnt 2", 0x20000112u);
+    auto run = runExpecting("-a pwr -d 1 --pwrid 3 --pwrctrl ugsd --pwroffto 5 --pwronto 0.5 --pwrcycle-retrycnt 2",
+                            0x20000112u);
+    EXPECT_TRUE(contains(run.output, "] Disk1 is not back, retry power cycle flow (2/2)")) << run.output;
     // No counters for a DUT that is gone.
     expectRegs({{kDutKey, "attempts", "3"}, {kDutKey, "result", std::to_string(0x20000112u)},
                 {kSmartKey, "ugsd_retry_cnt", "<absent>"}});
