@@ -112,6 +112,14 @@ std::optional<OptionProblem> pathLengthProblem(const ParseResult& args) {
     return std::nullopt;
 }
 
+// Every word no option took, each quoted, so that an empty one shows too.
+std::optional<OptionProblem> strayWordProblem(const ParseResult& args) {
+    if (args.strayWords().empty()) return std::nullopt;
+    std::string words;
+    for (const std::string& word : args.strayWords()) words += (words.empty() ? "\"" : " \"") + word + "\"";
+    return OptionProblem{OptionProblem::Kind::StrayWords, "", words};
+}
+
 }  // namespace
 
 bool isFileOption(const std::string& name) {
@@ -120,6 +128,7 @@ bool isFileOption(const std::string& name) {
 }
 
 std::optional<OptionProblem> findCommandLineProblem(const ParseResult& args) {
+    if (auto problem = strayWordProblem(args)) return problem;
     for (const auto& [option, value] : args.values()) {
         if (!isFileOption(option)) continue;
         if (auto problem = deviceProblem(option, value)) return problem;

@@ -6,9 +6,11 @@
 #include <iostream>
 
 #include "app/ActionFactory.h"
+#include "app/BuildVersion.h"
 #include "app/CommandLineChecks.h"
 #include "app/GlobalCommands.h"
 #include "app/OptionTable.h"
+#include "app/OptionUsage.h"
 #include "app/SeamSelection.h"
 #include "core/ActionResultJson.h"
 #include "core/Clock.h"
@@ -43,7 +45,31 @@ void setProcessSwitches(const ParseResult& args) {
     if (latency && std::string(latency) == "off") switches.latencyCapture = false;
 }
 
-void printHelp(const cxxopts::Options& options) { std::cout << options.help() << std::flush; }
+void printHelp(const cxxopts::Options& options) { std::cout << helpText(options) << std::flush; }
+
+ErrorCode printUsage(const std::string& action) {
+    const std::string text = usageText(action);
+    if (text.empty()) {
+        logWarning("[ZelCli] --usage takes an action name (%s), not \"%s\"", usageActionNames().c_str(),
+                   action.c_str());
+        setLastError(err::kWrongArguments);
+        return err::kWrongArguments;
+    }
+    std::cout << text << std::flush;
+    return 0;
+}
+
+bool printsOnly(const ParseResult& args) { return args.has("version") || args.has("usage"); }
+
+// --version and --usage print to standard output and end the run.
+std::optional<ErrorCode> runPrintingCommands(const ParseResult& args) {
+    if (args.has("version")) {
+        std::cout << "ZelCli.exe " << toolVersion() << " (revision " << sourceRevision() << ")" << std::endl;
+        return 0;
+    }
+    if (args.has("usage")) return printUsage(args.text("usage"));
+    return std::nullopt;
+}
 
 }  // namespace
 
@@ -87,10 +113,13 @@ ErrorCode dispatchAction(ActionBase* action, const std::string& name, const Pars
 namespace {
 
 // A refused value is reported before anything else happens; when it is the
-// log file's own place, or a path too long to write, on the console only.
-bool logFilesFor(const std::optional<OptionProblem>& problem) {
-    if (!problem) return true;
-    return problem->kind != OptionProblem::Kind::PathTooLong && problem->option != "logfile" &&
+// log file's own place, a path too long to write or a stray word (which may
+// have been meant as a file name), on the console only. A run that only
+// prints opens no log file either.
+bool logFilesFor(const ParseResult& args, const std::optional<OptionProblem>& problem) {
+    if (!problem) return !printsOnly(args);
+    using Kind = OptionProblem::Kind;
+    return problem->kind != Kind::PathTooLong && problem->kind != Kind::StrayWords && problem->option != "logfile" &&
            problem->option != "logdir";
 }
 
@@ -103,11 +132,12 @@ ErrorCode runSteps(int argc, const char* const* argv) {
         return 0;
     }
     const std::optional<OptionProblem> problem = findCommandLineProblem(args);
-    setUpLogging(args, logFilesFor(problem));
+    setUpLogging(args, logFilesFor(args, problem));
     if (problem) {
         reportOptionProblem(*problem);
         return err::kWrongArguments;
     }
+    if (auto code = runPrintingCommands(args)) return *code;
     setProcessSwitches(args);
     selectDeviceApi();
     if (args.has("close_winio")) return closeWinIo();

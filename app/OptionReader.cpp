@@ -24,6 +24,8 @@ std::string describe(const OptionProblem& problem) {
     case OptionProblem::Kind::PathTooLong:
         return formatText("[ZelCli] --%s gives a result file path of %zu characters, more than %zu: \"%s\"", option,
                           problem.length, kMaxResultPathLength, value);
+    case OptionProblem::Kind::StrayWords:
+        return formatText("[ZelCli] Words that no option takes: %s", value);
     case OptionProblem::Kind::NotANumber:
         break;
     }

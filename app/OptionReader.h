@@ -12,10 +12,10 @@ namespace zel {
 
 // A value on the command line that its reader refuses.
 struct OptionProblem {
-    enum class Kind { NotANumber, NamesDevice, OutOfRange, PathTooLong };
+    enum class Kind { NotANumber, NamesDevice, OutOfRange, PathTooLong, StrayWords };
     Kind kind = Kind::NotANumber;
     std::string option;
-    std::string value;  // for PathTooLong the full path
+    std::string value;  // for PathTooLong the full path, for StrayWords the words, quoted
     size_t length = 0;  // PathTooLong: characters of the full path
 };
 

@@ -1,5 +1,7 @@
 #include "app/OptionTable.h"
 
+#include <set>
+
 #include "core/ResultFileNames.h"
 #include "core/TextFormat.h"
 #include "io/RwJob.h"
@@ -13,6 +15,9 @@ using K = OptionKind;
 using F = CmdField;
 
 const unsigned kByAnyAction = kByPwr | kByRw | kByCmd | kByWkld | kBySmart;
+
+// Hidden rows are declared in a group of their own that help does not print.
+const char kHiddenGroup[] = "hidden";
 
 const char* const kPwrctrlHelp =
     "Power control\n"
@@ -49,6 +54,8 @@ public:
     Rows& byDefault(const std::string& text) { return set([&](OptionRow& r) { r.defaultValue = text; }); }
     Rows& cmd(CmdField field) { return set([&](OptionRow& r) { r.cmdField = field; }); }
     Rows& group(const char* name) { return set([&](OptionRow& r) { r.group = name; }); }
+    Rows& unit(const char* name) { return set([&](OptionRow& r) { r.unit = name; }); }
+    Rows& hidden() { return set([&](OptionRow& r) { r.hidden = true; }); }
 
     std::vector<OptionRow> take() { return std::move(rows_); }
 
@@ -114,37 +121,44 @@ void addPowerOptions(Rows& t) {
     const PowerJob job;
     t.value("pwrctrl", K::Text, "on/off/measure/vol/gsd/ugsd/cpu/coldboot/reboot/s3/s4/d3hot", kPwrctrlHelp, kByPwr);
     t.value("vol", K::Text, "vol-condition", "Condition of voltage to be changed (EX: <3.6)", kByPwr);
-    t.value("pwroffdelay", K::Amount, "delay", "Delay time after power off", kByPwr);
+    t.value("pwroffdelay", K::Amount, "delay", "Delay time after power off", kByPwr).unit("seconds");
     t.value("pwroffto", K::Amount, "timeout", "Timeout for retrying power disk off", kByPwr)
+        .unit("seconds")
         .byDefault(amountText(job.offTimeoutSeconds));
-    t.value("pwrondelay", K::Amount, "delay", "Delay time after power on", kByPwr);
+    t.value("pwrondelay", K::Amount, "delay", "Delay time after power on", kByPwr).unit("seconds");
     t.value("pwronto", K::Amount, "timeout", "Timeout waiting for disk come back after power on", kByPwr)
+        .unit("seconds")
         .byDefault(amountText(job.onTimeoutSeconds));
-    t.value("sleepdelay", K::Number, "delay", "Delay time of S3/S4", kByPwr).byDefault(amountText(job.sleepDelaySeconds));
+    t.value("sleepdelay", K::Number, "delay", "Delay time of S3/S4", kByPwr)
+        .unit("seconds")
+        .byDefault(amountText(job.sleepDelaySeconds));
     t.value("shortcycle", K::Number, "count", "Short cycle count", kByPwr);
-    t.value("shortcycleintv", K::Number, "interval", "Short cycle power on/off interval in milliseconds", kByPwr);
+    t.value("shortcycleintv", K::Number, "interval", "Short cycle power on/off interval in milliseconds", kByPwr)
+        .unit("milliseconds");
     t.value("pwrtype", K::Text, "type", "Type of power switch", kByEntry | kByPwr);
     t.value("pwrcycle-retrycnt", K::Number, "count", "Max count to retry power cycle flow if disk is not back", kByPwr);
-    t.value("pwrcmddelay", K::Amount, "delay", "Delay time after power off/on command", kByPwr);
+    t.value("pwrcmddelay", K::Amount, "delay", "Delay time after power off/on command", kByPwr).unit("seconds");
     t.flag("chk-hmb", "Check if HMB is enabled after power on", kByPwr);
 }
 
 void addIoOptions(Rows& t) {
     t.value("iotype", K::Text, "lba/file", "IO type", kByRw).byDefault("lba");
     t.value("rw", K::Text, "read/write/precondition/randwrite", "Read/Write mode", kByRw);
-    t.value("start", K::Number, "", "Start LBA (unit: sector). default: 0", kByRw);
+    t.value("start", K::Number, "", "Start LBA (unit: sector). default: 0", kByRw).unit("sectors");
     t.value("size", K::Number, "", "Count of LBA (unit: sector) or test coverage (0 for random [1%~100%], default: 100%)",
             kByRw)
+        .unit("sectors; bytes with k/m/g; % of the disk")
         .byDefault("100%");
     t.value("bs", K::Number, "", "Block size (unit: bytes). 0 for rand (from size per LBA to 1MB); default: 128KiB", kByRw)
+        .unit("bytes")
         .byDefault(std::to_string(kDefaultBlockBytes));
     // kept exactly: scripts match this text
     t.value("pattern", K::Text, "rand/fixed/zero", "Rread/Write pattern", kByRw).byDefault("fixed");
     // kept exactly: scripts match this text
     t.value("metadata", K::Text, "", "Metatdata of data to be written", kByRw);
     t.value("totalloop", K::Number, "", "Total loops of random r/w", kByRw);
-    t.value("totaltime", K::Amount, "seconds", "Total time of random r/w", kByRw);
-    t.value("totalio", K::Number, "bytes", "Total IO amount of random r/w", kByRw);
+    t.value("totaltime", K::Amount, "seconds", "Total time of random r/w", kByRw).unit("seconds");
+    t.value("totalio", K::Number, "bytes", "Total IO amount of random r/w", kByRw).unit("bytes");
     t.value("qd", K::Number, "", "Queue depth", kByRw).byDefault("1");
     // kept exactly: scripts match this text (a flag although it names a number)
     t.flag("thread", "Thread number", kByRw);
@@ -157,17 +171,17 @@ void addIoOptions(Rows& t) {
     t.value("seed", K::Number, "", "Seed of random read/write", kByRw);
     t.flag("dma", "Call by Write/Read DMA Ext command for SATA device; FUA write for NVMe", kByRw);
     // kept exactly: scripts match this text
-    t.value("align", K::Number, "", "LAB alignment (unit: bytes); default non-aligned", kByRw);
-    t.value("section", K::Number, "", "Section size in sector for gap w/r", kByRw);
-    t.value("gap", K::Number, "", "Gap size in sector for gap w/r", kByRw);
+    t.value("align", K::Number, "", "LAB alignment (unit: bytes); default non-aligned", kByRw).unit("bytes");
+    t.value("section", K::Number, "", "Section size in sector for gap w/r", kByRw).unit("sectors");
+    t.value("gap", K::Number, "", "Gap size in sector for gap w/r", kByRw).unit("sectors");
 }
 
 void addCommandOptions(Rows& t) {
     t.value("protocol", K::Text, "ata/scsi/nvme", "Command protocol", kByEntry | kByCmd).cmd(F::Protocol);
     t.value("io", K::Text, "in/out/none", "IO direction", kByCmd).cmd(F::Io);
-    t.value("timeout", K::Amount, "", "Command timeout (in seconds)", kByRw | kByCmd).cmd(F::Timeout);
+    t.value("timeout", K::Amount, "", "Command timeout (in seconds)", kByRw | kByCmd).cmd(F::Timeout).unit("seconds");
     t.value("data", K::Text, "", "Output data of command", kByCmd).cmd(F::Data);
-    t.value("datalen", K::Number, "", "Input length of data of command", kByCmd).cmd(F::DataLen);
+    t.value("datalen", K::Number, "", "Input length of data of command", kByCmd).cmd(F::DataLen).unit("bytes");
     t.value("feature", K::Number, "", "Feature of ATA command", kByCmd).cmd(F::Feature);
     t.value("lba", K::Number, "", "LBA of ATA command", kByCmd).cmd(F::Lba);
     t.value("device", K::Number, "", "Device Header of ATA command", kByCmd).cmd(F::Device);
@@ -187,9 +201,9 @@ void addCommandOptions(Rows& t) {
     t.flag("flush", "Send FLUSH command", kByCmd).cmd(F::Flush);
     t.flag("identify", "Send IDENTIFY command", kByCmd).cmd(F::Identify);
     t.value("dumptype", K::Text, "zero/rand/lba/identify/smart/logpage/identifyns", "Dump type", kByCmd).cmd(F::DumpType);
-    t.value("dumpsize", K::Number, "", "Dump size, default sector size", kByCmd).cmd(F::DumpSize);
+    t.value("dumpsize", K::Number, "", "Dump size, default sector size", kByCmd).cmd(F::DumpSize).unit("bytes");
     t.value("lid", K::List, "", "Log page ID", kByCmd | kBySmart).cmd(F::Lid);
-    t.value("lpsize", K::List, "", "Log page size", kByCmd | kBySmart).cmd(F::LpSize);
+    t.value("lpsize", K::List, "", "Log page size", kByCmd | kBySmart).cmd(F::LpSize).unit("bytes");
 }
 
 void addHostOptions(Rows& t) {
@@ -205,6 +219,14 @@ void addHostOptions(Rows& t) {
     t.flag("analyze", "Analyze workload file", kByWkld);
 }
 
+// Added after the declared table and left out of help, which stays as
+// scripts know it.
+void addToolOptions(Rows& t) {
+    t.flag("version", "Print the tool's version and source revision", kByEntry).hidden();
+    t.value("usage", K::Text, "ACTION", "Print the options an action reads, with their units and defaults", kByEntry)
+        .hidden();
+}
+
 std::vector<OptionRow> makeTable() {
     Rows rows;
     addFrameOptions(rows);
@@ -212,12 +234,14 @@ std::vector<OptionRow> makeTable() {
     addIoOptions(rows);
     addCommandOptions(rows);
     addHostOptions(rows);
+    addToolOptions(rows);
     return rows.take();
 }
 
+const std::pair<const char*, unsigned> kActions[] = {
+    {"pwr", kByPwr}, {"rw", kByRw}, {"cmd", kByCmd}, {"wkld", kByWkld}, {"smart", kBySmart}};
+
 unsigned readerOfAction(const std::string& action) {
-    static const std::pair<const char*, unsigned> kActions[] = {
-        {"pwr", kByPwr}, {"rw", kByRw}, {"cmd", kByCmd}, {"wkld", kByWkld}, {"smart", kBySmart}};
     for (const auto& [name, reader] : kActions)
         if (action == name) return reader;
     return 0;
@@ -225,10 +249,11 @@ unsigned readerOfAction(const std::string& action) {
 
 void declare(cxxopts::Options& options, const OptionRow& row) {
     const std::string spec = row.shortName.empty() ? row.name : row.shortName + "," + row.name;
+    const std::string group = row.hidden ? kHiddenGroup : row.group;
     if (row.kind == OptionKind::Flag)
-        options.add_options(row.group)(spec, row.description);
+        options.add_options(group)(spec, row.description);
     else
-        options.add_options(row.group)(spec, row.description, cxxopts::value<std::string>(), row.label);
+        options.add_options(group)(spec, row.description, cxxopts::value<std::string>(), row.label);
 }
 
 }  // namespace
@@ -242,6 +267,12 @@ const OptionRow* findOption(const std::string& name) {
     for (const OptionRow& row : optionTable())
         if (row.name == name) return &row;
     return nullptr;
+}
+
+std::vector<std::string> actionNames() {
+    std::vector<std::string> names;
+    for (const auto& action : kActions) names.push_back(action.first);
+    return names;
 }
 
 std::vector<std::string> optionsOfAction(const std::string& action) {
@@ -258,11 +289,18 @@ std::unique_ptr<cxxopts::Options> makeOptions() {
     return options;
 }
 
+std::string helpText(const cxxopts::Options& options) {
+    std::set<std::string> groups;  // in the order cxxopts keeps them
+    for (const OptionRow& row : optionTable())
+        if (!row.hidden) groups.insert(row.group);
+    return options.help(std::vector<std::string>(groups.begin(), groups.end()));
+}
+
 ParseResult parseCommandLine(cxxopts::Options& options, int argc, const char* const* argv) {
     cxxopts::ParseResult parsed = options.parse(argc, argv);
     std::vector<std::pair<std::string, std::string>> values;
     for (const cxxopts::KeyValue& kv : parsed.arguments()) values.emplace_back(kv.key(), kv.value());
-    return ParseResult(std::move(values));
+    return ParseResult(std::move(values), parsed.unmatched());
 }
 
 }  // namespace zel

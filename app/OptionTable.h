@@ -47,6 +47,8 @@ struct OptionRow {
     std::string defaultValue;  // "" where the option has none
     unsigned readers = 0;      // ReadBy bits
     std::optional<CmdField> cmdField;  // the cmd engine's name for it
+    std::string unit;          // what a number counts ("sectors", "bytes", "seconds"); "" for none
+    bool hidden = false;       // parsed, but not listed by --help
 };
 
 // Every option, in help order.
@@ -57,10 +59,17 @@ const OptionRow* findOption(const std::string& name);
 // help order; empty for another name.
 std::vector<std::string> optionsOfAction(const std::string& action);
 
+// The names of the actions that read options, in the order above.
+std::vector<std::string> actionNames();
+
 // Every option of the table declared on one options object.
 std::unique_ptr<cxxopts::Options> makeOptions();
 
-// Parses argv; parser exceptions propagate to the caller unhandled.
+// The --help text: every row but the hidden ones, in help order.
+std::string helpText(const cxxopts::Options& options);
+
+// Parses argv; parser exceptions propagate to the caller unhandled. Words
+// that no option takes are kept for the entry to refuse.
 ParseResult parseCommandLine(cxxopts::Options& options, int argc, const char* const* argv);
 
 }  // namespace zel

@@ -57,7 +57,7 @@ ErrorCode checkRange(const RwJob& job, const RwSetup& setup, uint32_t sector) {
         return err::kRangeTooSmall;
     }
     if (uint64_t{setup.blockSectors} * sector > UINT32_MAX) {
-        logWarning("Block size %llu bytes (after alignment) is more than one transfer carries",
+        logWarning("--bs of %llu bytes (after --align) is more than one transfer carries (4 GiB)",
                    static_cast<unsigned long long>(uint64_t{setup.blockSectors} * sector));
         return err::kWrongArguments;
     }

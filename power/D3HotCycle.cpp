@@ -34,7 +34,8 @@ bool setPowerState(const PcieInfo& pci, uint32_t pmcsr, uint32_t state, const ch
     uint32_t readBack = 0;
     if (!driver.readPciConfig(pci.bus, pci.device, pci.function, offset, &readBack)) return false;
     if (powerState(readBack) == state) return true;
-    logWarning("PCI power state D%u, expected %s", powerState(readBack), name);
+    logWarning("PCI %02X:%02X.%X power state D%u, expected %s", pci.bus, pci.device, pci.function,
+               powerState(readBack), name);
     return false;
 }
 

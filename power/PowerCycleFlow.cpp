@@ -38,7 +38,8 @@ ErrorCode PowerCycleFlow::run(bool graceful) {
         ++attempts_;
         const ErrorCode code = attempt(graceful);
         if (code != err::kPowerOnTimeout || attempts_ > job_.retryCount) return code;
-        logWarning("[%s] Disk is not back, retry power cycle flow (%u/%u)", name(), attempts_, job_.retryCount);
+        logWarning("[%s] Disk%d is not back, retry power cycle flow (%u/%u)", name(), dutNumber_, attempts_,
+                   job_.retryCount);
     }
 }
 
@@ -133,7 +134,7 @@ bool PowerCycleFlow::dutIsBack() {
 // driver once the controller is back.
 ErrorCode PowerCycleFlow::checkHmb() {
     if (!dut_.protocol() || dut_.diskKind() != diskkind::kNvme) {
-        logWarning("[%s] HMB can be checked on NVMe disks only", name());
+        logWarning("[%s] --chk-hmb: Disk%d is not an NVMe disk; HMB can be checked on NVMe disks only", name(), dutNumber_);
         setLastError(err::kFunctionNotSupported);
         return err::kFunctionNotSupported;
     }
@@ -143,7 +144,7 @@ ErrorCode PowerCycleFlow::checkHmb() {
     command.direction = nvmedir::kNone;
     command.diskNumber = static_cast<uint32_t>(dutNumber_);
     if (!dut_.protocol()->sendCommand(command.diskNumber, nullptr, 0, &command)) {
-        logWarning("[%s] Cannot read the HMB feature %s", name(), errorText(lastError()).c_str());
+        logWarning("[%s] Cannot read the HMB feature of Disk%d %s", name(), dutNumber_, errorText(lastError()).c_str());
         setLastError(err::kPowerCycleFlow);
         return err::kPowerCycleFlow;
     }

@@ -25,6 +25,16 @@
 namespace zel {
 namespace {
 
+// The disk options a run gave, as typed: what a missing DUT was looked up by.
+std::string selectorText(const DiskSelector& disk) {
+    std::string text = disk.id >= 0 ? formatText("--diskid %d", disk.id) : "";
+    const std::pair<const char*, const std::string*> texts[] = {
+        {"--diskmodel", &disk.model}, {"--disksn", &disk.serial}, {"--diskpattern", &disk.pattern}};
+    for (const auto& [option, value] : texts)
+        if (!value->empty()) text += (text.empty() ? "" : " ") + formatText("%s \"%s\"", option, value->c_str());
+    return text;
+}
+
 ErrorCode fail(ErrorCode code) {
     setLastError(code);
     return code;
@@ -79,7 +89,7 @@ ErrorCode checkSwitched(const PowerJob& job, PowerSwitch& power, const DiskBase*
     }
     if (on && !dut) {
         if (waitFor(job.onTimeoutSeconds, [&] { return selectorFindsDisk(job.disk); })) return 0;
-        logWarning("[PowerRun] The DUT did not appear after power on");
+        logWarning("[PowerRun] The DUT (%s) did not appear after power on", selectorText(job.disk).c_str());
         return fail(err::kPowerOnTimeout);
     }
     return 0;
@@ -185,7 +195,7 @@ ErrorCode runPower(const PowerJob& job, DiskBase& dut) {
     }
     switch (job.control) {
         case PowerControl::Unknown:
-            logWarning("[PowerRun] Power control not supported!");
+            logWarning("[PowerRun] Power control \"%s\" not supported!", job.controlName.c_str());
             return fail(err::kNotSupported);
         case PowerControl::On:
         case PowerControl::Off:

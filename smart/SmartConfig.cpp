@@ -67,7 +67,8 @@ bool readSections(const ConfigReader& reader, const char* protocol, const char* 
         const int32_t amount = reader.number(section, "attr_amount", -1);
         if (amount == -1) return fail("attr_amount is not found");
         onSection(section);
-        if (amount > kMaxSlots) logWarning("attr_amount %d: only slots 1 to %d are read", amount, kMaxSlots);
+        if (amount > kMaxSlots)
+            logWarning("[%s] attr_amount %d: only slots 1 to %d are read", section.c_str(), amount, kMaxSlots);
         for (int32_t n = 1; n <= amount && n <= kMaxSlots; ++n) {
             // An empty selector reads like an absent key through the profile calls.
             const std::string selector = reader.textOr(section, formatText("%s%d", "attr_id_", n));

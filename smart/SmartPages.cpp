@@ -34,7 +34,7 @@ SmartPagePlan planSataPages(const std::vector<uint32_t>& logIds, const std::vect
     SmartPagePlan plan;
     plan.pages.push_back(SmartPage{0, 512, 0});
     if (!logIds.empty() || !sizes.empty())
-        plan.warnings.push_back("lid and lpsize apply to NVMe disks only; reading the SMART data sector");
+        plan.warnings.push_back("--lid and --lpsize apply to NVMe disks only; reading the SMART data sector");
     return plan;
 }
 

@@ -158,13 +158,15 @@ TEST_F(PowerEndToEnd, OffHidesTheDutOnBringsItBackAndSwitchProblemsHaveTheirCode
     const std::string off = info();
     EXPECT_FALSE(contains(off, "Serial number: PSATA0"));
     EXPECT_TRUE(contains(off, "Serial number: PNVME1")) << "another board's disk keeps its power";
-    run("-a pwr --disksn PSATA0 --pwrid 3 --pwrctrl on --pwronto 0.5", 0x20000112u);  // not its board
+    run("-a pwr --disksn PSATA0 --pwrid 3 --pwrctrl on --pwronto 0.5", 0x20000112u,  // not its board
+        {"[PowerRun] The DUT (--disksn \"PSATA0\") did not appear after power on"});
     run("-a pwr --disksn PSATA0 --pwrmodel Reader --pwrctrl on", 0);
     EXPECT_TRUE(contains(info(), "Serial number: PSATA0"));
     EXPECT_EQ(boardLog(), "disk 2 SataHX410V2 off F1 41 FF FF 00 00 00 00 00 00 00 00 00 00 00 00\n"
                           "disk 3 PcieHX410V2 on C0 52 01 00 00 00 00 00 00 00 00 08 00 00 00 00\n"
                           "disk 2 SataHX410V2 on F1 41 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n");
     expectFields(counters(0), {{"powerCycles", 1}, {"unsafeShutdowns", 1}});
+    run("-a pwr -d 0 --pwrid 2 --pwrctrl xyz", 0x20000003u, {"[PowerRun] Power control \"xyz\" not supported!"});
     run("-a pwr -d 0 --pwrid 1 --pwrctrl off", 0x20000113u);  // an NVMe drive is no switch
     run("-a pwr -d 0 --pwrmodel Nothing --pwrctrl off", 0x20000113u);
     // The PCIe board does not power disk 0.
@@ -178,7 +180,8 @@ TEST_F(PowerEndToEnd, OffHidesTheDutOnBringsItBackAndSwitchProblemsHaveTheirCode
 
 TEST_F(PowerEndToEnd, DutThatDoesNotComeBackIsRetriedThenReported) {
     useHost(powerHost("", R"(, "powerOnDelayMs": 60000)"));
-    run("-a pwr -d 1 --pwrid 3 --pwrctrl ugsd --pwroffto 5 --pwronto 0.5 --pwrcycle-retrycnt 2", 0x20000112u);
+    run("-a pwr -d 1 --pwrid 3 --pwrctrl ugsd --pwroffto 5 --pwronto 0.5 --pwrcycle-retrycnt 2", 0x20000112u,
+        {"] Disk1 is not back, retry power cycle flow (2/2)"});
     // No counters for a DUT that is gone.
     expectRegs({{kDutKey, "attempts", "3"}, {kDutKey, "result", std::to_string(0x20000112u)},
                 {kSmartKey, "ugsd_retry_cnt", "<absent>"}});

@@ -181,7 +181,7 @@ TEST_F(SmartEndToEnd, FailedStepsWarnAndSetTheirCodes) {
          {"Failed to output SMART data, LID=2, to "}},
         {"", none, "-d 1 --lid 0xEE", 0x20000100, {"Failed to read SMART data, LID=238"}},
         {"", none, "-d 1 --lid 300", 0x20000004, {"--lid is not a valid number: \"300\""}},
-        {"", none, "-d 0 --lid 2", 0, {"lid and lpsize apply to NVMe disks only"}},
+        {"", none, "-d 0 --lid 2", 0, {"--lid and --lpsize apply to NVMe disks only"}},
         {sataHost(worn), none, "-d 0", 0x20000103, {"The device has detected a threshold exceeded condition."}},
         {sataHost(worn), "[global]\ntest_sections = t\n[t]\nprotocol = ata\nskip_2cf4 = 1\nattr_amount = 0\n",
          "-d 0", 0, {}},
