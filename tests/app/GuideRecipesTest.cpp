@@ -1,11 +1,11 @@
 // The user's guide runs as written. Every ```console recipe=NAME block of
-// docs/guide.md is run, in the guide's order, in one working folder that
-// stands for the guide's C:\zel: a fresh copy of the example virtual host,
-// its SMART examples and the files of the guide's ```LANG file=NAME blocks.
-// After each command the output must hold the lines the guide shows, in
-// order, each within one line ("…" stands for text that varies; a leading
-// time stamp is not compared). A command whose code the guide does not echo
-// must succeed.
+// docs/guide.md, then of docs/exit-codes.md, is run in the pages' order in
+// one working folder that stands for the guide's C:\zel: a fresh copy of
+// the example virtual host, its SMART examples and the files of the pages'
+// ```LANG file=NAME blocks. After each command the output must hold the
+// lines the page shows, in order, each within one line ("…" stands for text
+// that varies; a leading time stamp is not compared). A command whose code
+// the page does not echo must succeed.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -147,8 +147,9 @@ bool registersTask(const std::string& command) { return contains(command, "--sta
 }  // namespace
 
 TEST_F(GuideRecipes, EveryRecipeRunsAsWritten) {
-    const Guide guide = readGuide(zeltest::readFile(ZEL_GUIDE_DOC));
-    ASSERT_GE(guide.recipes.size(), 7u) << "the cookbook's recipes are read";
+    const std::string docs = std::string(ZEL_DOCS) + "\\";
+    const Guide guide = readGuide(zeltest::readFile(docs + "guide.md") + zeltest::readFile(docs + "exit-codes.md"));
+    ASSERT_GE(guide.recipes.size(), 8u) << "the cookbook's recipes are read";
     for (const GuideFile& file : guide.files)
         write(file.name, file.name.find(".bat") != std::string::npos
                              ? std::regex_replace(file.text, std::regex("\n"), "\r\n") : file.text);
