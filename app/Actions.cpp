@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "app/ActionRecords.h"
 #include "app/JobReaders.h"
 #include "core/Logger.h"
 #include "io/CmdRun.h"
@@ -37,14 +38,24 @@ bool ActionRw::init(const zel::ParseResult& options) {
     return acceptJob(zel::readRwJob(options, now, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionRw::execute(const zel::ParseResult&) { return zel::runRw(job_, *disk_); }
+zel::ErrorCode ActionRw::execute(const zel::ParseResult&) {
+    ran_ = true;
+    return zel::runRw(job_, *disk_, &record_);
+}
+
+zel::Json ActionRw::record() const { return ran_ ? zel::rwRecordJson(record_) : zel::Json(nullptr); }
 
 bool ActionCommand::init(const zel::ParseResult& options) {
     if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);
     return acceptJob(zel::readCmdJob(options, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionCommand::execute(const zel::ParseResult&) { return zel::runCmd(job_, *disk_); }
+zel::ErrorCode ActionCommand::execute(const zel::ParseResult&) {
+    ran_ = true;
+    return zel::runCmd(job_, *disk_, &record_);
+}
+
+zel::Json ActionCommand::record() const { return ran_ ? zel::cmdRecordJson(record_) : zel::Json(nullptr); }
 
 bool ActionWorkload::init(const zel::ParseResult& options) {
     if (!options.has("diskid") || !options.has("path")) return missOptions("Miss some options (diskid / path)!");

@@ -2,6 +2,8 @@
 
 #include "app/ActionBase.h"
 #include "io/CmdJob.h"
+#include "io/CmdRecord.h"
+#include "io/RwRecord.h"
 #include "io/RwJob.h"
 #include "io/WorkloadJob.h"
 #include "power/PowerJob.h"
@@ -25,8 +27,13 @@ public:
     bool init(const zel::ParseResult& options) override;
     zel::ErrorCode execute(const zel::ParseResult& options) override;
 
+protected:
+    zel::Json record() const override;
+
 private:
     zel::RwJob job_;
+    zel::RwRunRecord record_;
+    bool ran_ = false;
 };
 
 // Raw ATA, SCSI and NVMe commands and dumps ("cmd").
@@ -36,8 +43,13 @@ public:
     bool init(const zel::ParseResult& options) override;
     zel::ErrorCode execute(const zel::ParseResult& options) override;
 
+protected:
+    zel::Json record() const override;
+
 private:
     zel::CmdJob job_;
+    zel::CmdRunRecord record_;
+    bool ran_ = false;
 };
 
 // Workload file analysis and replay ("wkld").
