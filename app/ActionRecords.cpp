@@ -1,5 +1,6 @@
 #include "app/ActionRecords.h"
 
+#include "core/RunRecord.h"
 #include "core/TextFormat.h"
 #include "io/IoWorker.h"
 
@@ -64,6 +65,32 @@ Json pairsJson(const TextPairs& pairs) {
     return object;
 }
 
+Json timeJson(uint64_t at) { return at ? Json(isoTimeText(at)) : Json(nullptr); }
+
+Json secondsBetween(uint64_t from, uint64_t to) {
+    return from && to >= from ? Json(static_cast<double>(to - from) / 1000.0) : Json(nullptr);
+}
+
+Json timelineJson(const PowerTimeline& t) {
+    return Json{{"off_sent", timeJson(t.offSentAt)},
+                {"gone_after_s", secondsBetween(t.offSentAt, t.goneAt)},
+                {"on_sent", timeJson(t.onSentAt)},
+                {"back_after_s", secondsBetween(t.onSentAt, t.backAt)}};
+}
+
+Json countersJson(const std::optional<SmartCountersAfterFlow>& counters) {
+    if (!counters) return nullptr;
+    Json written = {{"pwrcycle_retry", counters->pwrcycleRetry}};
+    if (counters->gsdRetry) written["gsd_retry"] = *counters->gsdRetry;
+    if (counters->ugsdRetry) written["ugsd_retry"] = *counters->ugsdRetry;
+    return written;
+}
+
+Json measurementJson(const std::optional<PowerMeasurement>& m) {
+    if (!m) return nullptr;
+    return Json{{"voltage_mv", m->millivolts}, {"current_ma", m->milliamps}, {"power_mw", m->milliwatts}};
+}
+
 }  // namespace
 
 Json rwRecordJson(const RwRunRecord& record) {
@@ -78,6 +105,20 @@ Json cmdRecordJson(const CmdRunRecord& record) {
                 {"answer", record.sent ? pairsJson(record.answer) : Json(nullptr)},
                 {"result", resultJson(record.result)},
                 {"problem", record.problem}};
+}
+
+Json pwrRecordJson(const PowerRunRecord& record) {
+    return Json{{"control", record.control},
+                {"board", record.board.empty() ? Json(nullptr)
+                                               : Json{{"class", record.board}, {"disk_number", record.boardNumber}}},
+                {"graceful", record.graceful},
+                {"attempts", record.attempts},
+                {"short_cycles", record.shortCycles},
+                {"dut_number_after", record.dutNumberAfter},
+                {"timeline", timelineJson(record.timeline)},
+                {"counters_written", countersJson(record.counters)},
+                {"measurement", measurementJson(record.measurement)},
+                {"result", resultJson(record.result)}};
 }
 
 }  // namespace zel

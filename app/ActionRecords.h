@@ -3,6 +3,7 @@
 #include "core/ActionResultJson.h"
 #include "io/CmdRecord.h"
 #include "io/RwRecord.h"
+#include "power/PowerRunRecord.h"
 
 namespace zel {
 
@@ -10,5 +11,6 @@ namespace zel {
 // filled in (docs/results.md lists every key).
 Json rwRecordJson(const RwRunRecord& record);
 Json cmdRecordJson(const CmdRunRecord& record);
+Json pwrRecordJson(const PowerRunRecord& record);
 
 }  // namespace zel

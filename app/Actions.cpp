@@ -28,8 +28,11 @@ bool ActionPowerSwitch::init(const zel::ParseResult& options) {
 }
 
 zel::ErrorCode ActionPowerSwitch::execute(const zel::ParseResult&) {
-    return disk_ ? zel::runPower(job_, *disk_) : zel::runPowerWithoutDut(job_);
+    ran_ = true;
+    return disk_ ? zel::runPower(job_, *disk_, &record_) : zel::runPowerWithoutDut(job_, &record_);
 }
+
+zel::Json ActionPowerSwitch::record() const { return ran_ ? zel::pwrRecordJson(record_) : zel::Json(nullptr); }
 
 bool ActionRw::init(const zel::ParseResult& options) {
     if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);

@@ -7,6 +7,7 @@
 #include "io/RwJob.h"
 #include "io/WorkloadJob.h"
 #include "power/PowerJob.h"
+#include "power/PowerRunRecord.h"
 #include "smart/SmartJob.h"
 
 // Power control of the disk under test ("pwr").
@@ -16,8 +17,13 @@ public:
     bool init(const zel::ParseResult& options) override;
     zel::ErrorCode execute(const zel::ParseResult& options) override;
 
+protected:
+    zel::Json record() const override;
+
 private:
     zel::PowerJob job_;
+    zel::PowerRunRecord record_;
+    bool ran_ = false;
 };
 
 // Read/write/compare workloads by LBA ("rw").

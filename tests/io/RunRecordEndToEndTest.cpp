@@ -30,6 +30,16 @@ protected:
     }
 };
 
+// An NVMe DUT (disk 1) behind the PCIe power board on disk 3.
+std::string powerHost(const std::string& dutExtra = "") {
+    return R"({"disks": [
+  {"number": 1, "busType": 17, "model": "Pwr NVMe", "serial": "PNVME1", "sectorCount": 8192,
+   "driver": {"provider": "Microsoft"}, "scsiAddress": {"port": 1}, "pci": {"vendorId": "0x1AB2"})" + dutExtra + R"(},
+  {"number": 3, "busType": 7, "model": "HXPWR410 Virtual", "firmware": "2.10", "serial": "PB3", "sectorCount": 64,
+   "scsiAddress": {"port": 3}}],
+ "powerSwitches": [{"kind": "PcieHX410V2", "disk": 3, "powers": [1], "millivolts": 4001, "milliamps": 50}]})";
+}
+
 uint64_t histogramCount(const Json& worker) {
     uint64_t count = 0;
     for (const Json& bucket : worker["latency"]["histogram"]) count += bucket["count"].get<uint64_t>();
@@ -41,17 +51,17 @@ uint64_t histogramCount(const Json& worker) {
 // Successes and failures of rw, cmd and info each leave a record that the
 // schema accepts and that says what happened.
 TEST_F(RunRecordEndToEnd, EveryRunLeavesAValidRecordOfWhatItDid) {
-    const std::string corrupt = R"(, "faults": [{"kind": "corrupt", "lba": 100, "count": 8}])";
-    const std::string vanish = R"(, "faults": [{"kind": "vanish", "after": 3}])";
+    const std::string corrupt = ioHost(R"(, "faults": [{"kind": "corrupt", "lba": 100, "count": 8}])");
+    const std::string vanish = ioHost(R"(, "faults": [{"kind": "vanish", "after": 3}])");
     struct Case {
         const char* what;
-        std::string disk1;
+        std::string host;
         const char* args;
         uint32_t code;
         std::function<void(const Json&)> check;
         bool writeImageFirst = false;
     } cases[] = {
-        {"seq write at depth", "", "-a rw -d 1 --rw write --size 2048 --bs 4k --qd 4", 0,
+        {"seq write at depth", ioHost(), "-a rw -d 1 --rw write --size 2048 --bs 4k --qd 4", 0,
          [](const Json& r) {
              const Json& w = r["rw"]["workers"][0];
              EXPECT_EQ(r["command"]["name"], "rw");
@@ -75,18 +85,36 @@ TEST_F(RunRecordEndToEnd, EveryRunLeavesAValidRecordOfWhatItDid) {
          true},
         {"device gone", vanish, "-a rw -d 1 --rw read --size 2048 --bs 4k --qd 8", ERROR_DEVICE_NOT_CONNECTED,
          [](const Json& r) { EXPECT_EQ(r["rw"]["workers"][0]["result"]["code"], ERROR_DEVICE_NOT_CONNECTED); }},
-        {"ATA identify", "", "-a cmd -d 2 --command 0xEC --io in --datalen 512 --out-bin id.bin", 0,
+        {"ATA identify", ioHost(), "-a cmd -d 2 --command 0xEC --io in --datalen 512 --out-bin id.bin", 0,
          [](const Json& r) {
              EXPECT_EQ(r["cmd"]["request"]["command"], "0xEC");
              EXPECT_EQ(r["cmd"]["answer"]["data_length"], "512");
              EXPECT_TRUE(r["cmd"]["sent"]);
          }},
-        {"refused command", "", "-a cmd -d 0 --command 0xB4 --48bit --feature 0x14", 0x20000005,
+        {"refused command", ioHost(), "-a cmd -d 0 --command 0xB4 --48bit --feature 0x14", 0x20000005,
          [](const Json& r) {
              EXPECT_FALSE(r["cmd"]["sent"]);
              EXPECT_TRUE(contains(r["cmd"]["problem"].get<std::string>(), "is the OS drive"));
          }},
-        {"info", "", "--info", 0,
+        {"power cycle", powerHost(), "-a pwr -d 1 --pwrid 3 --pwrctrl ugsd --pwroffto 10 --pwronto 10", 0,
+         [](const Json& r) {
+             const Json& p = r["pwr"];
+             EXPECT_EQ(p["board"]["disk_number"], 3);
+             EXPECT_EQ(p["attempts"], 1);
+             EXPECT_FALSE(p["graceful"]);
+             EXPECT_FALSE(p["timeline"]["gone_after_s"].is_null());
+             EXPECT_FALSE(p["timeline"]["back_after_s"].is_null());
+             EXPECT_EQ(p["counters_written"]["pwrcycle_retry"], 0);
+         }},
+        {"DUT not back", powerHost(R"(, "powerOnDelayMs": 60000)"),
+         "-a pwr -d 1 --pwrid 3 --pwrctrl ugsd --pwroffto 5 --pwronto 0.5 --pwrcycle-retrycnt 1", 0x20000112,
+         [](const Json& r) {
+             const Json& p = r["pwr"];
+             EXPECT_EQ(p["attempts"], 2);
+             EXPECT_TRUE(p["timeline"]["back_after_s"].is_null());
+             EXPECT_TRUE(p["counters_written"].is_null()) << "no counters for a DUT that is gone";
+         }},
+        {"info", ioHost(), "--info", 0,
          [](const Json& r) {
              EXPECT_EQ(r["command"]["kind"], "global");
              ASSERT_EQ(r["info"]["disks"].size(), 4u);
@@ -96,7 +124,7 @@ TEST_F(RunRecordEndToEnd, EveryRunLeavesAValidRecordOfWhatItDid) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        useHost(ioHost(c.disk1));
+        useHost(c.host);
         if (c.writeImageFirst) {
             ASSERT_EQ(run("-a rw -d 1 --rw write --size 1024 --out-bin fixed.bin").exitCode, 0u);
         }
