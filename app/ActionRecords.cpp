@@ -121,4 +121,17 @@ Json pwrRecordJson(const PowerRunRecord& record) {
                 {"result", resultJson(record.result)}};
 }
 
+Json smartRecordJson(const SmartRunRecord& record) {
+    Json verdicts = Json::array();
+    for (const SmartAttributeVerdict& v : record.verdicts)
+        verdicts.push_back({{"id", v.id}, {"conflict", v.conflict}, {"skipped", v.skipped}, {"changed", v.changed}});
+    return Json{{"smart_info", record.smartInfo}, {"verdicts", verdicts}, {"result", resultJson(record.result)}};
+}
+
+Json wkldRecordJson(const WorkloadRunRecord& record) {
+    return Json{{"analyze_only", record.analyzeOnly},
+                {"workload_info", record.workloadInfo},
+                {"result", resultJson(record.result)}};
+}
+
 }  // namespace zel

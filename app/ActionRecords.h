@@ -3,7 +3,9 @@
 #include "core/ActionResultJson.h"
 #include "io/CmdRecord.h"
 #include "io/RwRecord.h"
+#include "io/WorkloadRecord.h"
 #include "power/PowerRunRecord.h"
+#include "smart/SmartRunRecord.h"
 
 namespace zel {
 
@@ -12,5 +14,7 @@ namespace zel {
 Json rwRecordJson(const RwRunRecord& record);
 Json cmdRecordJson(const CmdRunRecord& record);
 Json pwrRecordJson(const PowerRunRecord& record);
+Json smartRecordJson(const SmartRunRecord& record);
+Json wkldRecordJson(const WorkloadRunRecord& record);
 
 }  // namespace zel

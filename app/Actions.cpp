@@ -65,11 +65,21 @@ bool ActionWorkload::init(const zel::ParseResult& options) {
     return acceptJob(zel::readWorkloadJob(options, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionWorkload::execute(const zel::ParseResult&) { return zel::runWorkload(job_, *disk_); }
+zel::ErrorCode ActionWorkload::execute(const zel::ParseResult&) {
+    ran_ = true;
+    return zel::runWorkload(job_, *disk_, &record_);
+}
+
+zel::Json ActionWorkload::record() const { return ran_ ? zel::wkldRecordJson(record_) : zel::Json(nullptr); }
 
 bool ActionSmart::init(const zel::ParseResult& options) {
     if (!zel::hasDiskOption(options, false)) return missOptions("Miss some options (diskid/disksn/diskpattern)!");
     return acceptJob(zel::readSmartJob(options, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionSmart::execute(const zel::ParseResult&) { return zel::runSmart(job_, *disk_); }
+zel::ErrorCode ActionSmart::execute(const zel::ParseResult&) {
+    ran_ = true;
+    return zel::runSmart(job_, *disk_, &record_);
+}
+
+zel::Json ActionSmart::record() const { return ran_ ? zel::smartRecordJson(record_) : zel::Json(nullptr); }

@@ -4,11 +4,13 @@
 #include "io/CmdJob.h"
 #include "io/CmdRecord.h"
 #include "io/RwRecord.h"
+#include "io/WorkloadRecord.h"
 #include "io/RwJob.h"
 #include "io/WorkloadJob.h"
 #include "power/PowerJob.h"
 #include "power/PowerRunRecord.h"
 #include "smart/SmartJob.h"
+#include "smart/SmartRunRecord.h"
 
 // Power control of the disk under test ("pwr").
 class ActionPowerSwitch : public ActionBase {
@@ -65,8 +67,13 @@ public:
     bool init(const zel::ParseResult& options) override;
     zel::ErrorCode execute(const zel::ParseResult& options) override;
 
+protected:
+    zel::Json record() const override;
+
 private:
     zel::WorkloadJob job_;
+    zel::WorkloadRunRecord record_;
+    bool ran_ = false;
 };
 
 // SMART and NVMe log-page checks against INI limits ("smart").
@@ -76,6 +83,11 @@ public:
     bool init(const zel::ParseResult& options) override;
     zel::ErrorCode execute(const zel::ParseResult& options) override;
 
+protected:
+    zel::Json record() const override;
+
 private:
     zel::SmartJob job_;
+    zel::SmartRunRecord record_;
+    bool ran_ = false;
 };

@@ -40,6 +40,13 @@ std::string powerHost(const std::string& dutExtra = "") {
  "powerSwitches": [{"kind": "PcieHX410V2", "disk": 3, "powers": [1], "millivolts": 4001, "milliamps": 50}]})";
 }
 
+// The composite temperature (311 K on the virtual drive) over its limit;
+// data units written without one.
+const char kSmartConfig[] =
+    "[global]\ntest_sections = health\n[health]\nprotocol = nvme\nlog_page = 2\nlog_page_size = 512\n"
+    "attr_amount = 2\nattr_id_1 = 2:1\nattr_desc_1 = Temperature\nattr_limit_1 = val<=300\n"
+    "attr_id_2 = 55:48\nattr_desc_2 = Data units written\n";
+
 uint64_t histogramCount(const Json& worker) {
     uint64_t count = 0;
     for (const Json& bucket : worker["latency"]["histogram"]) count += bucket["count"].get<uint64_t>();
@@ -114,6 +121,16 @@ TEST_F(RunRecordEndToEnd, EveryRunLeavesAValidRecordOfWhatItDid) {
              EXPECT_TRUE(p["timeline"]["back_after_s"].is_null());
              EXPECT_TRUE(p["counters_written"].is_null()) << "no counters for a DUT that is gone";
          }},
+        {"limit conflict", ioHost(), "-a smart -d 1", 0x20000102,
+         [](const Json& r) {
+             const Json& v = r["smart"]["verdicts"];
+             ASSERT_EQ(v.size(), 2u);
+             EXPECT_TRUE(v[0]["conflict"]);
+             EXPECT_FALSE(v[1]["conflict"]);
+             EXPECT_EQ(r["smart"]["smart_info"]["result"], "conflict");
+         }},
+        {"workload analysis", ioHost(), "-a wkld -d 2 --path trace.txt --analyze", 0,
+         [](const Json& r) { EXPECT_EQ(r["wkld"]["workload_info"]["total_write_cmds"], 2); }},
         {"info", ioHost(), "--info", 0,
          [](const Json& r) {
              EXPECT_EQ(r["command"]["kind"], "global");
@@ -125,6 +142,8 @@ TEST_F(RunRecordEndToEnd, EveryRunLeavesAValidRecordOfWhatItDid) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         useHost(c.host);
+        std::ofstream(dir_->file("SMART.ini"), std::ios::binary) << kSmartConfig;
+        std::ofstream(dir_->file("trace.txt"), std::ios::binary) << "$write 0 8\n$write 100 16\n$flush\n";
         if (c.writeImageFirst) {
             ASSERT_EQ(run("-a rw -d 1 --rw write --size 1024 --out-bin fixed.bin").exitCode, 0u);
         }
