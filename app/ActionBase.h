@@ -5,6 +5,7 @@
 
 #include "app/OptionReader.h"
 #include "app/ParseResult.h"
+#include "core/ActionResultJson.h"
 #include "core/ErrorCodes.h"
 #include "core/Uncopyable.h"
 #include "disk/DiskSelector.h"
@@ -23,7 +24,15 @@ public:
     virtual bool init(const zel::ParseResult& options) = 0;
     virtual zel::ErrorCode execute(const zel::ParseResult& options) = 0;
 
+    // Puts the selected disk and the action's own part (under its name)
+    // into the run record; called after the run, whatever its result.
+    void addToRunRecord() const;
+
 protected:
+    // What the run did, as the action's part of the run record; null when
+    // the action has nothing to add.
+    virtual zel::Json record() const { return nullptr; }
+
     // Logs the "Miss some options" warning and sets the argument error.
     static bool missOptions(const char* message);
 

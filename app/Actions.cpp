@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "app/ActionRecords.h"
 #include "app/JobReaders.h"
 #include "core/Logger.h"
 #include "io/CmdRun.h"
@@ -27,8 +28,11 @@ bool ActionPowerSwitch::init(const zel::ParseResult& options) {
 }
 
 zel::ErrorCode ActionPowerSwitch::execute(const zel::ParseResult&) {
-    return disk_ ? zel::runPower(job_, *disk_) : zel::runPowerWithoutDut(job_);
+    ran_ = true;
+    return disk_ ? zel::runPower(job_, *disk_, &record_) : zel::runPowerWithoutDut(job_, &record_);
 }
+
+zel::Json ActionPowerSwitch::record() const { return ran_ ? zel::pwrRecordJson(record_) : zel::Json(nullptr); }
 
 bool ActionRw::init(const zel::ParseResult& options) {
     if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);
@@ -37,25 +41,45 @@ bool ActionRw::init(const zel::ParseResult& options) {
     return acceptJob(zel::readRwJob(options, now, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionRw::execute(const zel::ParseResult&) { return zel::runRw(job_, *disk_); }
+zel::ErrorCode ActionRw::execute(const zel::ParseResult&) {
+    ran_ = true;
+    return zel::runRw(job_, *disk_, &record_);
+}
+
+zel::Json ActionRw::record() const { return ran_ ? zel::rwRecordJson(record_) : zel::Json(nullptr); }
 
 bool ActionCommand::init(const zel::ParseResult& options) {
     if (!zel::hasDiskOption(options)) return missOptions(kMissDisk);
     return acceptJob(zel::readCmdJob(options, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionCommand::execute(const zel::ParseResult&) { return zel::runCmd(job_, *disk_); }
+zel::ErrorCode ActionCommand::execute(const zel::ParseResult&) {
+    ran_ = true;
+    return zel::runCmd(job_, *disk_, &record_);
+}
+
+zel::Json ActionCommand::record() const { return ran_ ? zel::cmdRecordJson(record_) : zel::Json(nullptr); }
 
 bool ActionWorkload::init(const zel::ParseResult& options) {
     if (!options.has("diskid") || !options.has("path")) return missOptions("Miss some options (diskid / path)!");
     return acceptJob(zel::readWorkloadJob(options, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionWorkload::execute(const zel::ParseResult&) { return zel::runWorkload(job_, *disk_); }
+zel::ErrorCode ActionWorkload::execute(const zel::ParseResult&) {
+    ran_ = true;
+    return zel::runWorkload(job_, *disk_, &record_);
+}
+
+zel::Json ActionWorkload::record() const { return ran_ ? zel::wkldRecordJson(record_) : zel::Json(nullptr); }
 
 bool ActionSmart::init(const zel::ParseResult& options) {
     if (!zel::hasDiskOption(options, false)) return missOptions("Miss some options (diskid/disksn/diskpattern)!");
     return acceptJob(zel::readSmartJob(options, &job_)) && selectDisk(job_.disk);
 }
 
-zel::ErrorCode ActionSmart::execute(const zel::ParseResult&) { return zel::runSmart(job_, *disk_); }
+zel::ErrorCode ActionSmart::execute(const zel::ParseResult&) {
+    ran_ = true;
+    return zel::runSmart(job_, *disk_, &record_);
+}
+
+zel::Json ActionSmart::record() const { return ran_ ? zel::smartRecordJson(record_) : zel::Json(nullptr); }

@@ -11,6 +11,7 @@
 #include "app/GlobalCommands.h"
 #include "app/OptionTable.h"
 #include "app/OptionUsage.h"
+#include "app/RunRecordFrame.h"
 #include "app/SeamSelection.h"
 #include "core/ActionResultJson.h"
 #include "core/Clock.h"
@@ -71,6 +72,10 @@ std::optional<ErrorCode> runPrintingCommands(const ParseResult& args) {
     return std::nullopt;
 }
 
+// init and execute with the forgiveness of a missing port-I/O driver.
+ErrorCode runAction(ActionBase* action, const std::string& name, const ParseResult& args, bool precheck,
+                    const cxxopts::Options& options);
+
 }  // namespace
 
 void setUpLogging(const ParseResult& args, bool withFiles) {
@@ -88,6 +93,16 @@ void setUpLogging(const ParseResult& args, bool withFiles) {
 
 ErrorCode dispatchAction(ActionBase* action, const std::string& name, const ParseResult& args, bool precheck,
                          const cxxopts::Options& options) {
+    recordRunCommand(name, false);
+    const ErrorCode code = runAction(action, name, args, precheck, options);
+    if (action) action->addToRunRecord();
+    return code;
+}
+
+namespace {
+
+ErrorCode runAction(ActionBase* action, const std::string& name, const ParseResult& args, bool precheck,
+                    const cxxopts::Options& options) {
     if (!action) {
         Logger::instance().warning("[ZelCli] No action found!");
         printHelp(options);
@@ -110,8 +125,6 @@ ErrorCode dispatchAction(ActionBase* action, const std::string& name, const Pars
     return 0;
 }
 
-namespace {
-
 // A refused value is reported before anything else happens; when it is the
 // log file's own place, a path too long to write or a stray word (which may
 // have been meant as a file name), on the console only. A run that only
@@ -123,16 +136,28 @@ bool logFilesFor(const ParseResult& args, const std::optional<OptionProblem>& pr
            problem->option != "logdir";
 }
 
-ErrorCode runSteps(int argc, const char* const* argv) {
+// What the steps leave for the end of the run: the code, and the parsed
+// options when the run record may be written (not after help, nor when
+// its own path, or the log folder it lands in, was refused).
+struct StepsOutcome {
+    ErrorCode code = 0;
+    ParseResult args;
+    bool recordable = false;
+};
+
+ErrorCode runSteps(int argc, const char* const* argv, StepsOutcome* outcome) {
     processSwitches().startMilliseconds = nowMilliseconds();
+    beginRunRecord(argc, argv, processSwitches().startMilliseconds);
     std::unique_ptr<cxxopts::Options> options = makeOptions();
-    const ParseResult args = parseCommandLine(*options, argc, argv);
+    outcome->args = parseCommandLine(*options, argc, argv);
+    const ParseResult& args = outcome->args;
     if (args.has("help")) {
         printHelp(*options);
         return 0;
     }
     const std::optional<OptionProblem> problem = findCommandLineProblem(args);
     setUpLogging(args, logFilesFor(args, problem));
+    outcome->recordable = logFilesFor(args, problem) && !(problem && problem->option == "out_json");
     if (problem) {
         reportOptionProblem(*problem);
         return err::kWrongArguments;
@@ -140,7 +165,10 @@ ErrorCode runSteps(int argc, const char* const* argv) {
     if (auto code = runPrintingCommands(args)) return *code;
     setProcessSwitches(args);
     selectDeviceApi();
-    if (args.has("close_winio")) return closeWinIo();
+    if (args.has("close_winio")) {
+        recordRunCommand("close_winio", true);
+        return closeWinIo();
+    }
     if (!args.has("init") && args.has("commfile"))
         DiskList::instance().useConfiguration(readDriveInfoList(ActionResultJson::instance(args.text("commfile")).document()));
 
@@ -155,9 +183,13 @@ ErrorCode runSteps(int argc, const char* const* argv) {
 }  // namespace
 
 // A run whose result file could not be written did not succeed, whatever
-// its steps returned (the failure was logged where it happened).
+// its steps returned (the failure was logged where it happened). The run
+// record, written last, carries the exit code the process ends with.
 ErrorCode runEntry(int argc, const char* const* argv) {
-    const ErrorCode code = runSteps(argc, argv);
+    StepsOutcome outcome;
+    const ErrorCode steps = runSteps(argc, argv, &outcome);
+    const ErrorCode code = steps == 0 ? resultFileFailure() : steps;
+    if (!outcome.recordable || finishRunRecord(outcome.args, code)) return code;
     return code == 0 ? resultFileFailure() : code;
 }
 

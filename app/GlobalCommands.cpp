@@ -7,11 +7,13 @@
 
 #include "app/JobReaders.h"
 #include "app/OptionReader.h"
+#include "app/RunRecordFrame.h"
 #include "core/ActionResultJson.h"
 #include "core/IniFile.h"
 #include "core/Logger.h"
 #include "core/Paths.h"
 #include "core/ProcessSwitches.h"
+#include "core/RunRecord.h"
 #include "core/ResultFileNames.h"
 #include "disk/DiskList.h"
 #include "disk/DiskReport.h"
@@ -37,8 +39,16 @@ DiskBase* selectedDisk(const ParseResult& args, bool fullBuild) {
     return DiskList::instance().get(fullBuild).findDisk(OptionReader(args).diskSelector());
 }
 
+// The info command's part of the run record: the disks it showed.
+void recordInfoDisks(const std::vector<const DiskBase*>& disks) {
+    Json list = Json::array();
+    for (const DiskBase* disk : disks) list.push_back(diskJson(*disk));
+    runRecord()["info"] = {{"disks", list}};
+}
+
 void showOneDisk(const ParseResult& args) {
     DiskBase* disk = selectedDisk(args, true);
+    recordInfoDisks(disk ? std::vector<const DiskBase*>{disk} : std::vector<const DiskBase*>{});
     if (!disk) {
         logError("[ZelCli] %s", errorText(err::kDiskNotFound).c_str());
         return;
@@ -60,6 +70,9 @@ void showHost(const ParseResult& args) {
     os.print();
     DiskList& list = DiskList::instance().get(true);
     list.print();
+    std::vector<const DiskBase*> shown;
+    for (const auto& disk : list.disks()) shown.push_back(disk.get());
+    recordInfoDisks(shown);
     if (args.has("out-ini")) list.writeIni(resolveOutputPath(args.text("out-ini", kDefaultOutputIni)));
     logInfo("%s", "");
 }
@@ -261,7 +274,9 @@ std::optional<ErrorCode> runGlobalCommands(const ParseResult& args) {
     for (const GlobalCommand& command : commandTable()) {
         if (!args.has(command.option)) continue;
         Outcome outcome = command.run(args);
-        if (outcome) return outcome;
+        if (!outcome) continue;
+        recordRunCommand(command.option, true);
+        return outcome;
     }
     return std::nullopt;
 }

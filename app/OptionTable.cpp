@@ -112,7 +112,7 @@ void addFrameOptions(Rows& t) {
         .byDefault(kDefaultOutputBin)
         .cmd(F::OutBin);
     t.value("out-csv", K::OutPath, "filepath", "Output to csv file", kBySmart);
-    t.value("out_json", K::HerePath, "filepath", "Output to json file", 0);
+    t.value("out_json", K::OutPath, "filepath", "Output to json file", all);
     t.value("in-bin", K::InPath, "filepath", "Input binary file to be compared or combined", kByRw | kByCmd).cmd(F::InBin);
     t.value("in-ini", K::InPath, "filepath", "Input ini file, usually including info to be compared", 0);
 }

@@ -135,6 +135,30 @@ std::string hexBytes(const uint8_t* bytes, size_t count) {
     return text;
 }
 
+std::vector<std::pair<std::string, std::string>> requestFields(const CmdPlan& plan) {
+    std::vector<std::pair<std::string, std::string>> fields;
+    fields.emplace_back("protocol", familyName(plan.family));
+    fields.emplace_back("action", plan.label);
+    fields.emplace_back("step", plan.step == CmdStep::Send ? "device" : "host");
+    if (plan.step == CmdStep::Send && plan.family == CmdFamily::Ata) {
+        fields.emplace_back("feature", formatText("0x%04X", plan.ata.feature));
+        fields.emplace_back("count", formatText("0x%04X", plan.ata.count));
+        fields.emplace_back("lba", formatText("0x%012llX", static_cast<unsigned long long>(plan.ata.lba)));
+        fields.emplace_back("device", formatText("0x%02X", plan.ata.device));
+        fields.emplace_back("command", formatText("0x%02X", plan.ata.command));
+        fields.emplace_back("flags", formatText("0x%02X", plan.ata.flags));
+    }
+    if (plan.step == CmdStep::Send && plan.family == CmdFamily::Scsi)
+        fields.emplace_back("cdb", hexBytes(plan.scsi.cdb, plan.scsi.cdbLength));
+    if (plan.step == CmdStep::Send && plan.family == CmdFamily::Nvme) {
+        fields.emplace_back("queue", plan.nvme.admin ? "admin" : "io");
+        fields.emplace_back("opcode", formatText("0x%02X", plan.nvme.command[0]));
+        fields.emplace_back("command", hexBytes(plan.nvme.command, 64));
+    }
+    fields.emplace_back("data_length", std::to_string(plan.dataLength));
+    return fields;
+}
+
 std::string requestLine(const CmdPlan& plan) {
     std::string line = formatText("[ActionCommand] Request: %s %s", familyName(plan.family), plan.label.c_str());
     if (plan.step != CmdStep::Send) return line;

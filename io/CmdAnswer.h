@@ -45,6 +45,10 @@ CmdProblem judgeAnswer(const CmdPlan& plan, const CmdAnswer& answer);
 // without telling.
 uint32_t bytesMoved(const CmdPlan& plan, const CmdAnswer& answer);
 
+// The request's fields as sent: the task file, the CDB or the NVMe command
+// dwords, the queue and the data length.
+std::vector<std::pair<std::string, std::string>> requestFields(const CmdPlan& plan);
+
 // Keys of the [cmd] section in writing order.
 std::vector<std::pair<std::string, std::string>> answerKeys(const CmdPlan& plan, const CmdAnswer& answer,
                                                             ErrorCode code);

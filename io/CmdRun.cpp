@@ -141,17 +141,33 @@ void writeIni(const CmdJob& job, const CmdPlan& plan, const CmdAnswer& answer, E
     for (const auto& [key, value] : answerKeys(plan, answer, code)) ini.writeText("cmd", key, value);
 }
 
+// Where the record goes when the caller wants none.
+CmdRunRecord& recordOrScratch(CmdRunRecord* record) {
+    static thread_local CmdRunRecord scratch;
+    return record ? *record : scratch;
+}
+
+ErrorCode finishRecord(CmdRunRecord& record, ErrorCode code, const std::string& line) {
+    record.result = code;
+    record.problem = line;
+    return code ? fail(code, line) : 0;
+}
+
 }  // namespace
 
-ErrorCode runCmd(const CmdJob& job, DiskBase& disk) {
+ErrorCode runCmd(const CmdJob& job, DiskBase& disk, CmdRunRecord* recordOut) {
+    CmdRunRecord& record = recordOrScratch(recordOut);
     std::vector<uint8_t> inBin;
     if (!loadInBin(job, &inBin))
-        return fail(err::kWrongArguments, "[ActionCommand] Cannot read --in-bin " + job.inBin);
+        return finishRecord(record, err::kWrongArguments, "[ActionCommand] Cannot read --in-bin " + job.inBin);
     const CmdTarget target{static_cast<ProtocolCode>(disk.protocolType()), static_cast<uint32_t>(disk.number()),
                            disk.logicalSectorSize() ? disk.logicalSectorSize() : 512, disk.sectorCount(),
                            disk.diskKind() == diskkind::kJMicronNvme, disk.isOsDrive()};
     CmdPlan plan;
-    if (auto problem = translateCmd(job, target, inBin, &plan)) return fail(problem->code, problem->line);
+    if (auto problem = translateCmd(job, target, inBin, &plan))
+        return finishRecord(record, problem->code, problem->line);
+    record.planned = true;
+    record.request = requestFields(plan);
 
     logDebug("%s", requestLine(plan).c_str());
     CmdAnswer answer;
@@ -166,8 +182,9 @@ ErrorCode runCmd(const CmdJob& job, DiskBase& disk) {
     if (bytes && !saveData(plan.dataPath, buffer.data(), bytes) && verdict.code == 0)
         verdict = {ERROR_CANNOT_MAKE, "[ActionCommand] Cannot write the data to " + plan.dataPath};
     writeIni(job, plan, answer, verdict.code);
-    if (verdict.code == 0) return 0;
-    return fail(verdict.code, verdict.line);
+    record.sent = true;
+    record.answer = answerKeys(plan, answer, verdict.code);
+    return finishRecord(record, verdict.code, verdict.line);
 }
 
 }  // namespace zel

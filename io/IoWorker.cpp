@@ -82,6 +82,19 @@ RunFigures IoWorker::figures() const {
     return runFigures(latency_, transfers_, bytesMoved_, elapsedSeconds_, ticksPerSecond_);
 }
 
+std::vector<LatencyBucket> IoWorker::latencyBuckets() const {
+    std::vector<LatencyBucket> buckets;
+    if (ticksPerSecond_ <= 0) return buckets;
+    const double microsPerTick = 1e6 / ticksPerSecond_;
+    const auto& counts = latency_.buckets();
+    for (size_t i = 0; i < counts.size(); ++i) {
+        if (!counts[i]) continue;
+        buckets.push_back({static_cast<double>(LatencyHistogram::lowerEdge(i)) * microsPerTick,
+                           static_cast<double>(LatencyHistogram::upperEdge(i)) * microsPerTick, counts[i]});
+    }
+    return buckets;
+}
+
 void IoWorker::absorb(const RunReport& report, uint32_t sectorSize) {
     latency_.merge(report.latency);
     transfers_ += report.transfers;
@@ -257,12 +270,15 @@ bool IoWorker::runSequentialRead(DiskIo& io, DiskBase& disk) {
 
 // Both files are written on every miscompare, so none of an earlier run
 // remains; one that stays empty gets a line saying why.
-void IoWorker::reportMiscompare(const RunReport& report) const {
+void IoWorker::reportMiscompare(const RunReport& report) {
     const ErrorCode code = lastError();
     logWarning("Data miscompare occurs at LBA %lld", static_cast<long long>(params_.endLba));
     const std::string folder = Logger::instance().directory();
     const std::string expectedName = formatText("miscompare-expected_%d.bin", params_.threadIndex);
     const std::string actualName = formatText("miscompare-actual_%d.bin", params_.threadIndex);
+    miscompared_ = true;
+    miscompareLba_ = params_.endLba;
+    dumpFiles_ = {folder + expectedName, folder + actualName};
     writeBinaryFile(folder + expectedName, report.expected.data(), report.expected.size());
     writeBinaryFile(folder + actualName, report.actual.data(), report.actual.size());
     if (code == ERROR_CRC && !report.actual.empty())

@@ -7,6 +7,7 @@
 #include "io/Pattern.h"
 #include "io/RwJob.h"
 #include "io/RunFigures.h"
+#include "io/RwRecord.h"
 #include "io/TransferRunner.h"
 
 namespace zel {
@@ -63,6 +64,13 @@ public:
     double speed() const { return speed_; }
     // Throughput and latency of every transfer the worker made.
     RunFigures figures() const;
+    // The latency histogram's non-empty buckets in microseconds (none when
+    // latency was not measured).
+    std::vector<LatencyBucket> latencyBuckets() const;
+    // Set when a read found other data than expected (or a CRC error).
+    bool miscompared() const { return miscompared_; }
+    uint64_t miscompareLba() const { return miscompareLba_; }
+    const std::vector<std::string>& dumpFiles() const { return dumpFiles_; }
 
 private:
     bool runMode(DiskBase& disk);
@@ -78,7 +86,7 @@ private:
     bool runVendorWriteTrim(DiskIo& io, DiskBase& disk);
     bool prepareWriteData(uint32_t sectorSize);
     bool prepareExpected(DiskBase& disk, uint32_t sectorSize, CompareMode* mode);
-    void reportMiscompare(const RunReport& report) const;
+    void reportMiscompare(const RunReport& report);
     void absorb(const RunReport& report, uint32_t sectorSize);
     void logStart() const;
     void writeIni() const;
@@ -98,6 +106,9 @@ private:
     uint64_t bytesMoved_ = 0;
     double elapsedSeconds_ = 0;
     double ticksPerSecond_ = 0;
+    bool miscompared_ = false;
+    uint64_t miscompareLba_ = 0;
+    std::vector<std::string> dumpFiles_;
 };
 
 }  // namespace zel

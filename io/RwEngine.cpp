@@ -164,9 +164,30 @@ ErrorCode runWorkers(std::vector<std::unique_ptr<IoWorker>>& workers, uint32_t s
     return 0;
 }
 
+RwWorkerRecord workerRecord(const IoWorker& worker, const LbaSlice& slice) {
+    const IoWorkerParams& p = worker.params();
+    RwWorkerRecord w;
+    w.thread = p.threadIndex;
+    w.mode = static_cast<RwMode>(p.mode);
+    w.pattern = static_cast<PatternKind>(p.pattern);
+    w.startLba = slice.start;
+    w.endLba = slice.end;
+    w.stoppedLba = p.endLba;
+    w.blockSectors = p.blockSectors;
+    w.queueDepth = p.queueDepth;
+    w.seed = p.seed;
+    w.figures = worker.figures();
+    w.histogram = worker.latencyBuckets();
+    w.result = p.lastError;
+    w.miscompared = worker.miscompared();
+    w.miscompareLba = worker.miscompareLba();
+    w.dumpFiles = worker.dumpFiles();
+    return w;
+}
+
 }  // namespace
 
-ErrorCode runRw(const RwJob& job, DiskBase& disk) {
+ErrorCode runRw(const RwJob& job, DiskBase& disk, RwRunRecord* record) {
     if (job.mode == RwMode::Unknown) return refuse("RW mode not supported!", err::kNotSupported);
     if (job.ioType == IoType::Unknown) return refuse("IO type not supported!", err::kNotSupported);
     const RwMode mode = effectiveMode(job.mode, job.ioType);
@@ -184,15 +205,22 @@ ErrorCode runRw(const RwJob& job, DiskBase& disk) {
                    static_cast<unsigned long long>(disk.sectorCount()));
         return finish(err::kLbaOutOfRange);
     }
+    if (record) {
+        record->sectorSize = sector;
+        record->fileLevel = fileLevel;
+    }
     if (fileLevel) return finish(runFileMode(job, mode, disk, fileSettings(job, disk, sector, random)));
     if (const ErrorCode refused = checkRange(job, setup, sector)) return finish(refused);
 
     const uint32_t timeoutMs = static_cast<uint32_t>(std::min(job.requestTimeoutSeconds * 1000.0, 4.0e9));
     std::vector<std::unique_ptr<IoWorker>> workers;
+    const std::vector<LbaSlice> slices = sliceRange(setup);
     uint32_t index = 1;
-    for (const LbaSlice& slice : sliceRange(setup))
+    for (const LbaSlice& slice : slices)
         workers.push_back(std::make_unique<IoWorker>(recordFor(job, disk, setup, slice, index++), timeoutMs));
-    return finish(runWorkers(workers, setup.threadCount));
+    const ErrorCode code = runWorkers(workers, setup.threadCount);
+    for (size_t i = 0; record && i < workers.size(); ++i) record->workers.push_back(workerRecord(*workers[i], slices[i]));
+    return finish(code);
 }
 
 }  // namespace zel

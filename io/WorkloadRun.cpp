@@ -31,7 +31,9 @@ bool saveWorkloadInfo(const Json& info, const std::string& commfile) {
 }
 }  // namespace
 
-ErrorCode runWorkload(const WorkloadJob& job, const DiskBase& disk) {
+namespace {
+
+ErrorCode runSteps(const WorkloadJob& job, const DiskBase& disk, WorkloadRunRecord* record) {
     std::ifstream file(job.path, std::ios::binary);  // no end-of-file at a Ctrl-Z byte
     if (!file) {
         logWarning("[Workload] Cannot open workload file \"%s\"", job.path.c_str());
@@ -41,8 +43,22 @@ ErrorCode runWorkload(const WorkloadJob& job, const DiskBase& disk) {
     WorkloadRunner runner(file);
     const bool done = job.analyzeOnly ? runner.analyze(disk.sectorCount()) : replayWorkload(runner, disk);
     const ErrorCode code = done ? err::kOk : lastError();
-    if (!runner.parsed() || saveWorkloadInfo(runner.workloadInfo(!job.analyzeOnly), job.commfile)) return code;
+    if (!runner.parsed()) return code;
+    const Json info = runner.workloadInfo(!job.analyzeOnly);
+    if (record) record->workloadInfo = info;
+    if (saveWorkloadInfo(info, job.commfile)) return code;
     return code ? code : lastError();
+}
+
+}  // namespace
+
+ErrorCode runWorkload(const WorkloadJob& job, const DiskBase& disk, WorkloadRunRecord* record) {
+    const ErrorCode code = runSteps(job, disk, record);
+    if (record) {
+        record->analyzeOnly = job.analyzeOnly;
+        record->result = code;
+    }
+    return code;
 }
 
 }  // namespace zel

@@ -2,6 +2,7 @@
 
 #include "core/ErrorCodes.h"
 #include "io/WorkloadJob.h"
+#include "io/WorkloadRecord.h"
 
 namespace zel {
 
@@ -9,6 +10,7 @@ class DiskBase;
 
 // The wkld action's run: analyses the workload file, or replays it on the
 // disk, and stores "workload_info" in the JSON result document.
-ErrorCode runWorkload(const WorkloadJob& job, const DiskBase& disk);
+// When given, record gets "workload_info" and the result.
+ErrorCode runWorkload(const WorkloadJob& job, const DiskBase& disk, WorkloadRunRecord* record = nullptr);
 
 }  // namespace zel

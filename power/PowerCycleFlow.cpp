@@ -64,6 +64,7 @@ ErrorCode PowerCycleFlow::attempt(bool graceful) {
         setLastError(err::kPowerCycleFlow);
         return err::kPowerCycleFlow;
     }
+    goneAt_ = nowMilliseconds();
     if (ErrorCode code = switchPower(true)) return code;
     onAt_ = nowMilliseconds();
     sleepSeconds(job_.commandDelaySeconds);
@@ -72,6 +73,7 @@ ErrorCode PowerCycleFlow::attempt(bool graceful) {
         setLastError(err::kPowerOnTimeout);
         return err::kPowerOnTimeout;
     }
+    backAt_ = nowMilliseconds();
     logInfo("[%s] Disk%d is back after %.2f s", name(), dutNumber_, secondsSince(onAt_));
     return job_.checkHmb ? checkHmb() : 0;
 }

@@ -28,6 +28,8 @@ public:
     int dutNumber() const { return dutNumber_; }
     uint64_t poweredOffAt() const { return offAt_; }
     uint64_t poweredOnAt() const { return onAt_; }
+    uint64_t goneAt() const { return goneAt_; }
+    uint64_t backAt() const { return backAt_; }
 
 protected:
     // Tells the drive its power goes: 0, or the code of the failure.
@@ -53,6 +55,8 @@ private:
     int dutNumber_ = -1;
     uint64_t offAt_ = 0;
     uint64_t onAt_ = 0;
+    uint64_t goneAt_ = 0;
+    uint64_t backAt_ = 0;
 };
 
 }  // namespace zel

@@ -95,11 +95,15 @@ ErrorCode checkSwitched(const PowerJob& job, PowerSwitch& power, const DiskBase*
     return 0;
 }
 
-ErrorCode switchOnOff(const PowerJob& job, PowerSwitch& power, const DiskBase* dut, bool on) {
+ErrorCode switchOnOff(const PowerJob& job, PowerSwitch& power, const DiskBase* dut, bool on, PowerRunRecord& record) {
     logInfo("[PowerRun] Power %s", on ? "on" : "off");
     if (!(on ? power.powerOn() : power.powerOff())) return fail(err::kPowerCommand);
+    (on ? record.timeline.onSentAt : record.timeline.offSentAt) = nowMilliseconds();
     sleepSeconds(job.commandDelaySeconds);
-    return checkSwitched(job, power, dut, on);
+    const ErrorCode code = checkSwitched(job, power, dut, on);
+    // checkSwitched waits for the DUT only when it knows it.
+    if (code == 0 && dut) (on ? record.timeline.backAt : record.timeline.goneAt) = nowMilliseconds();
+    return code;
 }
 
 bool measure(PowerSwitch& power, PowerMeasurement* m) {
@@ -108,9 +112,10 @@ bool measure(PowerSwitch& power, PowerMeasurement* m) {
     return true;
 }
 
-ErrorCode measureToIni(PowerSwitch& power, const std::string& outIni) {
+ErrorCode measureToIni(PowerSwitch& power, const std::string& outIni, PowerRunRecord& record) {
     PowerMeasurement m;
     if (!measure(power, &m)) return fail(err::kMeasurePower);
+    record.measurement = m;
     IniFile ini(resolveOutputPath(outIni));
     bool ok = ini.writeText("power", "voltage_mv", formatText("%.2f", m.millivolts));
     ok = ini.writeText("power", "current_ma", formatText("%.2f", m.milliamps)) && ok;
@@ -134,9 +139,18 @@ ErrorCode controlVoltage(PowerSwitch& power, const std::string& text) {
 
 const char* controlText(PowerControl control) { return control == PowerControl::Gsd ? "gsd" : "ugsd"; }
 
-ErrorCode runFlow(const PowerJob& job, DiskBase& dut, PowerSwitch& power) {
+void recordFlow(const PowerCycleFlow& flow, PowerRunRecord& record) {
+    record.attempts = flow.attempts();
+    record.dutNumberAfter = flow.dutNumber();
+    record.timeline = {flow.poweredOffAt(), flow.goneAt(), flow.poweredOnAt(), flow.backAt()};
+}
+
+ErrorCode runFlow(const PowerJob& job, DiskBase& dut, PowerSwitch& power, PowerRunRecord& rec) {
     std::unique_ptr<PowerCycleFlow> flow = createPowerCycleFlow(job, dut, power);
+    rec.graceful = job.control == PowerControl::Gsd;
+    rec.shortCycles = job.shortCycles;
     const ErrorCode code = flow->run(job.control == PowerControl::Gsd);
+    recordFlow(*flow, rec);
     FlowRecord record;
     record.control = controlText(job.control);
     record.dutNumber = flow->dutNumber();
@@ -149,21 +163,36 @@ ErrorCode runFlow(const PowerJob& job, DiskBase& dut, PowerSwitch& power) {
     const SmartCountersAfterFlow counters = smartCountersAfterFlow(job.control, flow->attempts(), job.shortCycles);
     if (!writeFlowRecords(record, code == 0 ? &counters : nullptr))
         logWarning("[PowerRun] Cannot write the power-cycle records %s", errorText(lastError()).c_str());
+    else if (code == 0)
+        rec.counters = counters;
     return code ? fail(code) : 0;
 }
 
-ErrorCode runWithSwitch(const PowerJob& job, DiskBase* dut) {
+ErrorCode runWithSwitch(const PowerJob& job, DiskBase* dut, PowerRunRecord& record) {
     std::unique_ptr<PowerSwitch> power = selectSwitch(job);
     if (!power) return lastError();
+    record.board = boardClassName(power->boardClass());
+    record.boardNumber = power->board().number();
     switch (job.control) {
-        case PowerControl::On: return switchOnOff(job, *power, dut, true);
-        case PowerControl::Off: return switchOnOff(job, *power, dut, false);
-        case PowerControl::Measure: return measureToIni(*power, job.outIni);
+        case PowerControl::On: return switchOnOff(job, *power, dut, true, record);
+        case PowerControl::Off: return switchOnOff(job, *power, dut, false, record);
+        case PowerControl::Measure: return measureToIni(*power, job.outIni, record);
         case PowerControl::Voltage: return controlVoltage(*power, job.voltageCondition);
         default: break;
     }
     if (!dut) return fail(err::kDiskNotFound);
-    return runFlow(job, *dut, *power);
+    return runFlow(job, *dut, *power, record);
+}
+
+// Where the record goes when the caller wants none.
+PowerRunRecord& recordOrScratch(PowerRunRecord* record) {
+    static PowerRunRecord scratch;
+    return record ? *record : scratch;
+}
+
+ErrorCode finishRecord(PowerRunRecord& record, ErrorCode code) {
+    record.result = code;
+    return code;
 }
 
 }  // namespace
@@ -185,7 +214,9 @@ bool controlTouchesDutPower(PowerControl control) {
     }
 }
 
-ErrorCode runPower(const PowerJob& job, DiskBase& dut) {
+namespace {
+
+ErrorCode runPowerSteps(const PowerJob& job, DiskBase& dut, PowerRunRecord& record) {
     // Before the switch is even chosen: nothing may reach a board or the
     // controller of the drive the system runs from.
     if (controlTouchesDutPower(job.control) && dut.isOsDrive()) {
@@ -202,14 +233,24 @@ ErrorCode runPower(const PowerJob& job, DiskBase& dut) {
         case PowerControl::Measure:
         case PowerControl::Voltage:
         case PowerControl::Gsd:
-        case PowerControl::Ugsd: return runWithSwitch(job, &dut);
+        case PowerControl::Ugsd: return runWithSwitch(job, &dut, record);
         default: return runSystemPower(job, dut);
     }
 }
 
-ErrorCode runPowerWithoutDut(const PowerJob& job) {
-    if (!controlNeedsOnlySwitch(job.control)) return fail(err::kDiskNotFound);
-    return runWithSwitch(job, nullptr);
+}  // namespace
+
+ErrorCode runPower(const PowerJob& job, DiskBase& dut, PowerRunRecord* recordOut) {
+    PowerRunRecord& record = recordOrScratch(recordOut);
+    record.control = job.controlName;
+    return finishRecord(record, runPowerSteps(job, dut, record));
+}
+
+ErrorCode runPowerWithoutDut(const PowerJob& job, PowerRunRecord* recordOut) {
+    PowerRunRecord& record = recordOrScratch(recordOut);
+    record.control = job.controlName;
+    if (!controlNeedsOnlySwitch(job.control)) return finishRecord(record, fail(err::kDiskNotFound));
+    return finishRecord(record, runWithSwitch(job, nullptr, record));
 }
 
 }  // namespace zel

@@ -38,6 +38,15 @@ class SmartRun {
 public:
     SmartRun(const SmartJob& job, DiskBase& disk) : job_(job), disk_(disk) {}
 
+    void fillRecord(SmartRunRecord* record) const {
+        record->smartInfo = smartInfo_;
+        const auto& fields = parser_->layout().fields;
+        for (size_t i = 0; i < fields.size() && i < verdicts_.attributes.size(); ++i) {
+            const SmartVerdict& v = verdicts_.attributes[i];
+            record->verdicts.push_back({fields[i].label, v.conflict, v.skipped, v.changed()});
+        }
+    }
+
     ErrorCode run() {
         createParser();
         readings_.previous = readBins(job_.previousBins, "Failed to read prev data from SMART bin file",
@@ -180,6 +189,7 @@ private:
     void writeJson() {
         ActionResultJson& json = ActionResultJson::instance(job_.resultJson);
         const Json smartInfo = smartInfoJson(parser_->layout(), verdicts_, csvTime());
+        smartInfo_ = smartInfo;
         // Into the file as it is now: another run may share it.
         const bool saved = json.update([&](Json& document) {
             std::vector<DriveInfo> drives = readDriveInfoList(document);
@@ -216,11 +226,20 @@ private:
     std::vector<std::vector<uint8_t>> data_;
     SmartReadings readings_;
     SmartVerdicts verdicts_;
+    Json smartInfo_;
     ErrorCode failure_ = err::kOk;
 };
 
 }  // namespace
 
-ErrorCode runSmart(const SmartJob& job, DiskBase& disk) { return SmartRun(job, disk).run(); }
+ErrorCode runSmart(const SmartJob& job, DiskBase& disk, SmartRunRecord* record) {
+    SmartRun run(job, disk);
+    const ErrorCode code = run.run();
+    if (record) {
+        run.fillRecord(record);
+        record->result = code;
+    }
+    return code;
+}
 
 }  // namespace zel
