@@ -4,11 +4,8 @@
 #include "core/Paths.h"
 #include "core/RunRecord.h"
 #include "core/TextFormat.h"
+#include "app/BuildVersion.h"
 #include "disk/DiskBase.h"
-
-#ifndef ZEL_SOURCE_REVISION
-#define ZEL_SOURCE_REVISION "unknown"
-#endif
 
 namespace zel {
 namespace {
@@ -50,7 +47,7 @@ Json lettersJson(const DiskBase& disk) {
 void beginRunRecord(int argc, const char* const* argv, uint64_t startMilliseconds) {
     Json& record = runRecord();
     record["schema_version"] = kRunRecordSchemaVersion;
-    record["tool"] = {{"name", "ZelCli"}, {"version", ZEL_SOURCE_REVISION}};
+    record["tool"] = {{"name", "ZelCli"}, {"version", toolVersion()}, {"revision", sourceRevision()}};
     Json words = Json::array();
     for (int i = 0; i < argc; ++i) words.push_back(argv[i]);
     record["command_line"] = words;
