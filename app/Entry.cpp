@@ -10,6 +10,7 @@
 #include "app/GlobalCommands.h"
 #include "app/OptionTable.h"
 #include "app/SeamSelection.h"
+#include "app/Unattended.h"
 #include "core/ActionResultJson.h"
 #include "core/Clock.h"
 #include "core/Logger.h"
@@ -95,6 +96,7 @@ bool logFilesFor(const std::optional<OptionProblem>& problem) {
 }
 
 ErrorCode runSteps(int argc, const char* const* argv) {
+    preventErrorDialogs();
     processSwitches().startMilliseconds = nowMilliseconds();
     std::unique_ptr<cxxopts::Options> options = makeOptions();
     const ParseResult args = parseCommandLine(*options, argc, argv);
@@ -104,6 +106,8 @@ ErrorCode runSteps(int argc, const char* const* argv) {
     }
     const std::optional<OptionProblem> problem = findCommandLineProblem(args);
     setUpLogging(args, logFilesFor(problem));
+    announceVirtualHost();
+    logErrorMode();
     if (problem) {
         reportOptionProblem(*problem);
         return err::kWrongArguments;
