@@ -13,6 +13,7 @@
 #include "app/OptionUsage.h"
 #include "app/RunRecordFrame.h"
 #include "app/SeamSelection.h"
+#include "app/Unattended.h"
 #include "core/ActionResultJson.h"
 #include "core/Clock.h"
 #include "core/Logger.h"
@@ -146,6 +147,7 @@ struct StepsOutcome {
 };
 
 ErrorCode runSteps(int argc, const char* const* argv, StepsOutcome* outcome) {
+    preventErrorDialogs();
     processSwitches().startMilliseconds = nowMilliseconds();
     beginRunRecord(argc, argv, processSwitches().startMilliseconds);
     std::unique_ptr<cxxopts::Options> options = makeOptions();
@@ -158,6 +160,8 @@ ErrorCode runSteps(int argc, const char* const* argv, StepsOutcome* outcome) {
     const std::optional<OptionProblem> problem = findCommandLineProblem(args);
     setUpLogging(args, logFilesFor(args, problem));
     outcome->recordable = logFilesFor(args, problem) && !(problem && problem->option == "out_json");
+    announceVirtualHost();
+    logErrorMode();
     if (problem) {
         reportOptionProblem(*problem);
         return err::kWrongArguments;

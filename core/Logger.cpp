@@ -53,12 +53,12 @@ void Logger::open(const std::string& path) {
     file_.open(path, std::ios::out | std::ios::app);
 }
 
-void Logger::log(int level, const std::string& message) {
+void Logger::log(int level, const std::string& message, ConsoleStream console) {
     if (!enabled(level)) return;
     const std::string line =
         formatText("%s %s %s", timeStampText(nowMilliseconds()).c_str(), levelTag(level), withBareLineFeeds(message).c_str());
     std::lock_guard<std::mutex> guard(lineLock_);
-    if (consoleEcho_) std::cout << line << std::endl;
+    if (consoleEcho_) (console == ConsoleStream::Error ? std::cerr : std::cout) << line << std::endl;
     if (file_.is_open()) file_ << line << std::endl;
 }
 

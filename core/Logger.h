@@ -11,6 +11,10 @@ namespace zel {
 
 enum LogLevel : int { kDebug = 10, kInfo = 20, kWarning = 30, kError = 40, kUpperBound = 50 };
 
+// Where a line's console copy goes. Standard error keeps a line about the
+// run itself out of the bare results scripts read from standard output.
+enum class ConsoleStream { Output, Error };
+
 // The process-wide logger: "time stamp, eight-character tag, message" lines,
 // echoed to the console and appended to the log file, flushed per line.
 class Logger : private Uncopyable {
@@ -29,7 +33,7 @@ public:
     void open(const std::string& path);
     bool fileEnabled() const { return file_.is_open(); }
 
-    void log(int level, const std::string& message);
+    void log(int level, const std::string& message, ConsoleStream console = ConsoleStream::Output);
     void debug(const std::string& message) { log(kDebug, message); }
     void info(const std::string& message) { log(kInfo, message); }
     void warning(const std::string& message) { log(kWarning, message); }

@@ -37,6 +37,13 @@ bool SmartVerdicts::noConflict() const {
     return std::none_of(attributes.begin(), attributes.end(), [](const SmartVerdict& v) { return v.conflict; });
 }
 
+bool checksAnyAttribute(const SmartLayout& layout) {
+    return std::any_of(layout.fields.begin(), layout.fields.end(), [](const SmartField& field) {
+        const uint8_t code = field.attribute.firstCode();
+        return !field.attribute.limit.empty() || (code >= kSpecialGsd && code <= kSpecialPowerOnHours);
+    });
+}
+
 SmartVerdicts judgeReadings(const SmartLayout& layout, const SmartReadings& readings,
                             const RegistryLookup& registry, uint64_t nowMs) {
     SmartVerdicts out;

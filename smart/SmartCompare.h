@@ -45,6 +45,11 @@ struct SmartVerdicts {
 SmartVerdicts judgeReadings(const SmartLayout& layout, const SmartReadings& readings,
                             const RegistryLookup& registry, uint64_t nowMs);
 
+// Whether any field can conflict: a written limit, or a special variable
+// that makes one ($gsd, $ugsd, $pwrcycle, $pwronhr). Without one a run
+// compares nothing and always passes.
+bool checksAnyAttribute(const SmartLayout& layout);
+
 // Unsigned value of up to the first 8 bytes, little-endian (the ini files).
 uint64_t unsignedValue(const SmartBytes& bytes);
 

@@ -1,5 +1,7 @@
 #include "smart/SmartRun.h"
 
+#include <windows.h>
+
 #include <memory>
 #include <optional>
 
@@ -76,12 +78,26 @@ private:
             parser_ = std::make_unique<NvmeSmartDataParser>();
         else
             parser_ = std::make_unique<SataSmartDataParser>();
-        if (!parser_->parseConfig(job_.configPath)) fail(err::kSmartParse);
+        const bool existed = GetFileAttributesA(job_.configPath.c_str()) != INVALID_FILE_ATTRIBUTES;
+        if (!parser_->parseConfig(job_.configPath))
+            fail(err::kSmartParse);
+        else if (!checksAnyAttribute(parser_->layout()))
+            warnNothingChecked(existed);
         SmartPagePlan plan = parser_->planPages(job_.logIds, job_.logPageSizes);
         for (const std::string& warning : plan.warnings) logWarning("%s", warning.c_str());
         pages_ = plan.pages;
         data_.resize(pages_.size());
         readings_.current.assign(parser_->attributeCount(), SmartBytes{});
+    }
+
+    // A mistyped --smart-config is created empty and would pass unnoticed.
+    void warnNothingChecked(bool existed) const {
+        char full[MAX_PATH] = {};
+        const DWORD n = GetFullPathNameA(job_.configPath.c_str(), MAX_PATH, full, nullptr);
+        const std::string path = n > 0 && n < MAX_PATH ? full : job_.configPath;
+        logWarning("[ActionSmart] The SMART configuration %s %s: this run compares nothing", path.c_str(),
+                   existed ? "checks no attribute (no limit, no $gsd, $ugsd, $pwrcycle or $pwronhr)"
+                           : "did not exist and was created empty");
     }
 
     // One file per page, in page order; the first failure ends the list.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 
 #include "tests/io/VhostFixture.h"
@@ -97,10 +98,14 @@ TEST_F(EndToEnd, GlobalCommandsAnswerBeforeActionsAndParserErrorsAreNotCaught) {
     EXPECT_EQ(runLogged("--monitor -a rw").exitCode, 1u) << "monitor without a disk";
     EXPECT_EQ(runLogged("--update-driver \"\"").exitCode, 0x20000004u) << "empty INF path";
     EXPECT_EQ(runLogged("--delete-driver \"\"").exitCode, 0x20000004u) << "empty keyword";
-    // Parser errors are not caught.
-    auto run = runZelCli("--no-such-option");
-    EXPECT_NE(run.exitCode, 0u);
-    EXPECT_TRUE(contains(run.output, "no-such-option")) << run.output;
+    // Errors of the parser and of the JSON library are not caught: abort's
+    // exit code 3, with no dialog to wait for.
+    std::ofstream(dir_.file("bad.json"), std::ios::binary) << R"({"drive_info_list": "not a list"})";
+    for (const char* args : {"--no-such-option", "--exist --commfile bad.json"}) {
+        auto run = runZelCli(args, dir_.path(), {}, 30000);
+        EXPECT_EQ(run.exitCode, 3u) << args << "\n" << run.output;
+        EXPECT_TRUE(contains(run.output, "terminate called")) << run.output;
+    }
 }
 
 class PrintingCommands : public zeltest::VhostFixture {};

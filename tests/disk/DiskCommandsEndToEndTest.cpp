@@ -103,9 +103,11 @@ TEST(DiskCommandsEndToEnd, InfoOnTheExampleHost) {
         EXPECT_STREQ(text, k.value) << k.file << " " << k.section << "." << k.key;
     }
 
-    const zeltest::ChildResult monitor = runZelCli("--monitor --diskid 2", dir.path(), env);
+    // Standard output alone: the virtual host's banner goes to standard error.
+    const zeltest::ChildResult monitor = zeltest::runZelCliStreamsApart("--monitor --diskid 2", dir.path(), env);
     EXPECT_EQ(monitor.exitCode, 0u);
     EXPECT_EQ(monitor.output, "link_speed=Gen3, link_width=x4") << "a bare line for scripts, no line break";
+    EXPECT_TRUE(zeltest::contains(monitor.errorOutput, "Virtual test host")) << monitor.errorOutput;
 }
 
 TEST(DiskCommandsEndToEnd, InitJsonAndItsReturnThroughCommfile) {

@@ -254,3 +254,29 @@ TEST_F(SmartEndToEnd, FailingLaterSectionKeepsEarlierAttributesAndSkippedOnesGoU
     EXPECT_FALSE(contains(table, "0xC0")) << "the broken section reads no page\n" << table;
     EXPECT_EQ(smartInfo(1)["attributes"].size(), 3u);
 }
+
+// A configuration that checks nothing still passes, with one warning naming
+// the file; a mistyped name is created empty and says so.
+TEST_F(SmartEndToEnd, ConfigurationThatChecksNothingWarns) {
+    const std::string header =
+        "[global]\ntest_sections = h\n[h]\nprotocol = nvme\nlog_page = 2\nattr_amount = 1\nattr_id_1 = 119:112\n";
+    const struct {
+        std::string config, args;
+        const char* warning;  // after the path; none when something is checked
+    } cases[] = {
+        {kNvmeConfig, "--smart-config SMRAT.ini", " did not exist and was created empty: this run compares nothing"},
+        {header + "attr_type_1 = number,$tempc\n", "", " checks no attribute"},
+        {header + "attr_type_1 = number,$pwrcycle\n", "", nullptr},
+        {header + "attr_limit_1 = val>=0\n", "", nullptr},
+    };
+    for (const auto& c : cases) {
+        config(c.config);
+        std::remove(dir_.file("SMRAT.ini").c_str());
+        const auto result = run("-a smart -d 1 " + c.args);
+        EXPECT_EQ(result.exitCode, 0u) << c.args << "\n" << result.output;
+        const std::string file = dir_.file(c.args.empty() ? "SMART.ini" : "SMRAT.ini");
+        const std::string line = "WARNING  [ActionSmart] The SMART configuration " + file;
+        EXPECT_EQ(contains(result.output, line), c.warning != nullptr) << c.config << "\n" << result.output;
+        if (c.warning) EXPECT_TRUE(contains(result.output, line + c.warning)) << result.output;
+    }
+}

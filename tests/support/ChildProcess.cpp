@@ -34,12 +34,13 @@ std::string drain(HANDLE pipe) {
 // occasionally refuses a start; a retry tells that apart from a real fault,
 // and the caller says why a start that never succeeds failed.
 bool startChild(const std::string& exe, const std::string& arguments, const std::string& workDir,
-                const std::vector<std::string>& environment, HANDLE output, PROCESS_INFORMATION* process) {
+                const std::vector<std::string>& environment, HANDLE output, HANDLE error,
+                PROCESS_INFORMATION* process) {
     STARTUPINFOA startup{};
     startup.cb = sizeof(startup);
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdOutput = output;
-    startup.hStdError = output;
+    startup.hStdError = error;
     startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     std::string commandLine = "\"" + exe + "\" " + arguments;
     std::string env = environmentBlock(environment);
@@ -61,28 +62,41 @@ std::string binaryFolder() {
     return full.substr(0, full.find_last_of("\\/"));
 }
 
-ChildResult runProgram(const std::string& exe, const std::string& arguments, const std::string& workDir,
-                       const std::vector<std::string>& environment, uint32_t timeoutMs) {
-    ChildResult result;
+namespace {
+
+// A pipe whose read end the child does not inherit.
+bool openPipe(HANDLE* read, HANDLE* write) {
     SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
-    HANDLE readEnd = nullptr, writeEnd = nullptr;
-    if (!CreatePipe(&readEnd, &writeEnd, &inherit, 0)) {
+    if (!CreatePipe(read, write, &inherit, 0)) return false;
+    SetHandleInformation(*read, HANDLE_FLAG_INHERIT, 0);
+    return true;
+}
+
+// stderr on a pipe of its own, into errorOutput, when apart.
+ChildResult runChild(const std::string& exe, const std::string& arguments, const std::string& workDir,
+                     const std::vector<std::string>& environment, uint32_t timeoutMs, bool apart) {
+    ChildResult result;
+    HANDLE readEnd = nullptr, writeEnd = nullptr, errorRead = nullptr, errorWrite = nullptr;
+    if (!openPipe(&readEnd, &writeEnd) || (apart && !openPipe(&errorRead, &errorWrite))) {
         result.output = "no pipe: error " + std::to_string(GetLastError());
         return result;
     }
-    SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
     PROCESS_INFORMATION process{};
-    const bool started = startChild(exe, arguments, workDir, environment, writeEnd, &process);
+    const bool started =
+        startChild(exe, arguments, workDir, environment, writeEnd, apart ? errorWrite : writeEnd, &process);
     if (!started)
         result.output = "could not start \"" + exe + "\" " + arguments + ": error " + std::to_string(GetLastError());
     CloseHandle(writeEnd);
+    if (apart) CloseHandle(errorWrite);
     if (started) {
-        // Read on a thread so that a hung child ends at the time limit
+        // Read on threads so that a hung child ends at the time limit
         // instead of holding the suite until ctest's own limit.
         std::thread reader([&] { result.output = drain(readEnd); });
+        std::thread errorReader([&] { result.errorOutput = apart ? drain(errorRead) : ""; });
         if (WaitForSingleObject(process.hProcess, timeoutMs) == WAIT_TIMEOUT)
             TerminateProcess(process.hProcess, kTimedOutExitCode);
         reader.join();
+        errorReader.join();
         DWORD code = 0;
         if (GetExitCodeProcess(process.hProcess, &code)) result.exitCode = code;
         else result.output += "no exit code: error " + std::to_string(GetLastError());
@@ -90,7 +104,20 @@ ChildResult runProgram(const std::string& exe, const std::string& arguments, con
         CloseHandle(process.hProcess);
     }
     CloseHandle(readEnd);
+    if (apart) CloseHandle(errorRead);
     return result;
+}
+
+}  // namespace
+
+ChildResult runProgram(const std::string& exe, const std::string& arguments, const std::string& workDir,
+                       const std::vector<std::string>& environment, uint32_t timeoutMs) {
+    return runChild(exe, arguments, workDir, environment, timeoutMs, false);
+}
+
+ChildResult runZelCliStreamsApart(const std::string& arguments, const std::string& workDir,
+                                  const std::vector<std::string>& environment, uint32_t timeoutMs) {
+    return runChild(binaryFolder() + "\\ZelCli.exe", arguments, workDir, environment, timeoutMs, true);
 }
 
 ChildResult runZelCli(const std::string& arguments, const std::string& workDir,

@@ -8,7 +8,8 @@ namespace zeltest {
 
 struct ChildResult {
     uint32_t exitCode = 0xFFFFFFFF;  // the full 32-bit Windows exit code
-    std::string output;              // stdout and stderr together
+    std::string output;              // stdout, and stderr unless read apart
+    std::string errorOutput;         // stderr when read apart
 };
 
 // Folder of the running test binary; ZelCli.exe is built beside it.
@@ -26,6 +27,10 @@ ChildResult runProgram(const std::string& exe, const std::string& arguments, con
 // Runs ZelCli.exe from the binary folder.
 ChildResult runZelCli(const std::string& arguments, const std::string& workDir = "",
                       const std::vector<std::string>& environment = {}, uint32_t timeoutMs = 60000);
+
+// Runs ZelCli.exe like runZelCli, with stdout in output and stderr in errorOutput.
+ChildResult runZelCliStreamsApart(const std::string& arguments, const std::string& workDir = "",
+                                  const std::vector<std::string>& environment = {}, uint32_t timeoutMs = 60000);
 
 // Runs ZelCli.exe like runZelCli, output discarded, and ends it with
 // TerminateProcess after delayMs unless it ended first; true when killed.
