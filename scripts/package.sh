@@ -5,7 +5,8 @@
 # its stand-in tools, the SMART examples and the user docs. Fails when the
 # exe is larger than 8 MB, still carries debug sections, the zip lacks a
 # part, or the packaged exe cannot run a tool of the packaged example host.
-# The version is ZEL_VERSION when set, else the source revision.
+# The version is the project's (CMakeLists.txt, as --version prints it)
+# with the source revision; ZEL_VERSION overrides both.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=$root/build/win
@@ -13,7 +14,9 @@ out=$root/build/package
 limit=$((8 * 1024 * 1024))
 objcopy=x86_64-w64-mingw32-objcopy
 
-version=${ZEL_VERSION:-$(git -C "$root" describe --tags --always --dirty 2>/dev/null || echo unknown)}
+project_version=$(sed -n 's/^project(ZelCli VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")
+revision=$(git -C "$root" describe --always --dirty 2>/dev/null || echo unknown)
+version=${ZEL_VERSION:-$project_version-$revision}
 name=ZelCli-$version
 
 "$root/scripts/install-deps.sh"
