@@ -114,7 +114,9 @@ class PrintingCommands : public zeltest::VhostFixture {};
 // disk or the log file is touched.
 TEST_F(PrintingCommands, VersionUsageAndStrayWords) {
     useHost(zeltest::ioHost());
-    auto version = runExpecting("--version", 0u);
+    // Standard output holds the version line alone; the host's banner goes to standard error.
+    auto version = zeltest::runZelCliStreamsApart("--version", dir_->path(), {"ZELCLI_VHOST=" + dir_->file("host.json")});
+    EXPECT_EQ(version.exitCode, 0u);
     const std::regex versionLine("ZelCli\\.exe " ZEL_VERSION_TEXT R"( \(revision ([0-9a-f]{7,}(-dirty)?|unknown)\)\r?\n)");
     EXPECT_TRUE(std::regex_match(version.output, versionLine)) << version.output;
     auto usage = runExpecting("--usage rw", 0u);
