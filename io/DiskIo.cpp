@@ -29,6 +29,13 @@ void place(OVERLAPPED* overlapped, uint64_t offset) {
     overlapped->InternalHigh = 0;
 }
 
+// The low bit of an OVERLAPPED's event keeps its completion off the handle's
+// port; the event itself is the handle without it.
+HANDLE withoutPacket(HANDLE event) { return reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(event) | 1); }
+HANDLE eventOf(const OVERLAPPED* overlapped) {
+    return reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(overlapped->hEvent) & ~uintptr_t{1});
+}
+
 }  // namespace
 
 bool DiskIo::open(DWORD flags) {
@@ -51,8 +58,7 @@ bool DiskIo::start(bool write, const Transfer& transfer, uint8_t* buffer, OVERLA
 }
 
 bool DiskIo::finish(OVERLAPPED* overlapped, DWORD timeoutMs) {
-    const HANDLE event = reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(overlapped->hEvent) & ~uintptr_t{1});
-    if (timeoutMs && WaitForSingleObject(event, timeoutMs) == WAIT_TIMEOUT) {
+    if (timeoutMs && WaitForSingleObject(eventOf(overlapped), timeoutMs) == WAIT_TIMEOUT) {
         deviceApi().cancelIoEx(handle(), overlapped);
         DWORD ignored = 0;
         deviceApi().getOverlappedResult(handle(), overlapped, &ignored, TRUE);
@@ -86,9 +92,8 @@ bool DiskIo::transfer(bool write, const Transfer& transfer, uint8_t* buffer) {
     if (isOverlapped()) {
         const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
         OVERLAPPED overlapped{};
-        // The low bit keeps this transfer's packet off the handle's
-        // completion port, whose loop knows nothing of it.
-        overlapped.hEvent = reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(event) | 1);
+        // The handle's completion port loop knows nothing of this transfer.
+        overlapped.hEvent = withoutPacket(event);
         const bool ok = start(write, transfer, buffer, &overlapped) && finish(&overlapped, 0);
         CloseHandle(event);
         return ok;

@@ -83,8 +83,7 @@ bool TransferRunner::runOneByOne(TransferPlan& plan, RunReport* report) {
         showProgress(plan, transfer);
         uint8_t* data = settings_.write ? const_cast<uint8_t*>(settings_.source) : scratch.data();
         if (!transferNow(transfer, data)) {
-            report->stoppedAt = transfer.lba;
-            keepFailedRead(transfer, data, settings_.expected, report);
+            failedAt(transfer, data, report);
             return false;
         }
         const uint64_t ended = stamp();
@@ -109,15 +108,13 @@ bool TransferRunner::submit(Slot& slot, const Transfer& transfer, RunReport* rep
         slot.busy = true;
         return true;
     }
-    report->stoppedAt = transfer.lba;
-    keepFailedRead(transfer, dataOf(slot), settings_.expected, report);
+    failedAt(transfer, dataOf(slot), report);
     return false;
 }
 
 bool TransferRunner::complete(Slot& slot, RunReport* report) {
     if (slot.overlapped.Internal != 0 && !io_.outcome(&slot.overlapped)) {
-        report->stoppedAt = slot.transfer.lba;
-        keepFailedRead(slot.transfer, dataOf(slot), settings_.expected, report);
+        failedAt(slot.transfer, dataOf(slot), report);
         return false;
     }
     if (!check(slot.transfer, dataOf(slot), report)) return false;
@@ -146,8 +143,7 @@ void TransferRunner::cancelExpired(Queue& queue, RunReport* report) {
         io_.cancel(&slot.overlapped);
         slot.cancelled = true;
         if (!queue.ok) continue;
-        report->stoppedAt = slot.transfer.lba;
-        keepFailedRead(slot.transfer, dataOf(slot), settings_.expected, report);
+        failedAt(slot.transfer, dataOf(slot), report);
         queue.fail(ERROR_SEM_TIMEOUT);
     }
 }
@@ -231,6 +227,12 @@ bool TransferRunner::check(const Transfer& transfer, uint8_t* data, RunReport* r
         return false;
     }
     return true;
+}
+
+// Where the run stopped, and what a failed read left, for the dump files.
+void TransferRunner::failedAt(const Transfer& transfer, const uint8_t* data, RunReport* report) const {
+    report->stoppedAt = transfer.lba;
+    keepFailedRead(transfer, data, settings_.expected, report);
 }
 
 void TransferRunner::keepFailedRead(const Transfer& transfer, const uint8_t* data, const uint8_t* expected,

@@ -77,6 +77,7 @@ private:
     uint64_t stamp() const;
     bool transferNow(const Transfer& transfer, uint8_t* buffer);
     bool check(const Transfer& transfer, uint8_t* data, RunReport* report);
+    void failedAt(const Transfer& transfer, const uint8_t* data, RunReport* report) const;
     void keepFailedRead(const Transfer& transfer, const uint8_t* data, const uint8_t* expected,
                         RunReport* report) const;
     static void record(const Transfer& transfer, RunReport* report);

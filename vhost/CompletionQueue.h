@@ -3,11 +3,21 @@
 #include <windows.h>
 
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <mutex>
 
 namespace zel {
 namespace vhost {
+
+// An event whose low bit is set asks for no completion packet; the event
+// itself is the handle without that bit.
+inline bool wantsPacket(const OVERLAPPED* overlapped) {
+    return (reinterpret_cast<uintptr_t>(overlapped->hEvent) & 1) == 0;
+}
+inline HANDLE eventOf(const OVERLAPPED* overlapped) {
+    return reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(overlapped->hEvent) & ~uintptr_t{1});
+}
 
 // An I/O completion port kept in the process: packets in a queue under a
 // lock and a condition for the blocking wait, so collecting a completion

@@ -214,9 +214,7 @@ BOOL VirtualHost::finish(BOOL ok, DWORD bytes, DWORD* done, OVERLAPPED* overlapp
     if (overlapped) {
         overlapped->Internal = error;
         overlapped->InternalHigh = bytes;
-        // The low bit of the event only asks for no completion packet.
-        const auto event = reinterpret_cast<uintptr_t>(overlapped->hEvent) & ~uintptr_t{1};
-        if (event) ::SetEvent(reinterpret_cast<HANDLE>(event));
+        if (eventOf(overlapped)) ::SetEvent(eventOf(overlapped));
     }
     if (!ok) ::SetLastError(error);
     return ok;

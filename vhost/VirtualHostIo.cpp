@@ -16,13 +16,6 @@ constexpr auto kSynchronousTimeout = std::chrono::milliseconds(100);
 uint64_t requestId(OVERLAPPED* overlapped) { return reinterpret_cast<uintptr_t>(overlapped); }
 OVERLAPPED* overlappedOf(uint64_t id) { return reinterpret_cast<OVERLAPPED*>(static_cast<uintptr_t>(id)); }
 
-// An event whose low bit is set asks for no completion packet; the event
-// itself is the handle without that bit.
-bool wantsPacket(const OVERLAPPED* overlapped) { return (reinterpret_cast<uintptr_t>(overlapped->hEvent) & 1) == 0; }
-HANDLE eventOf(const OVERLAPPED* overlapped) {
-    return reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(overlapped->hEvent) & ~uintptr_t{1});
-}
-
 }  // namespace
 
 bool VirtualHost::owns(HANDLE handle) {
